@@ -1,0 +1,82 @@
+// The abstract remote command. A command is made from its XML envelope
+//
+//   <command><id>42</id><data><someCommand>...parameters...</someCommand></data></command>
+//
+// runs once per creation through run(), which calls the subclass's execute()
+// and retries it while the database is unreachable, and carries its result
+// document until the server has it.
+#pragma once
+
+#include "commands/core/result_document.h"
+#include "common/xml.h"
+
+#include <ctime>
+#include <memory>
+#include <string>
+
+namespace dorel_remote_control {
+
+enum CommandStatus : int {
+    kStatusReceived = 0,
+    kStatusRunning = 1,
+    kStatusFinished = 2,
+    kStatusDelivered = 3,
+    kStatusScheduled = 4,
+};
+
+class Command {
+public:
+    // Parses the envelope text (a printed command element). canonicalName is
+    // the command's name as the factory table spells it. Throws
+    // CommandParsingError for an incomplete envelope and rapidxml::parse_error
+    // for malformed XML.
+    Command(const std::string& envelopeText, const char* canonicalName);
+    virtual ~Command();
+    Command(const Command&) = delete;
+    Command& operator=(const Command&) = delete;
+
+    // The run protocol: status 1, execute(), up to 10 retries one second apart
+    // while the result holds error 102, status 2. Applies the default
+    // completion mark (0 without errors, 1 with) when execute() set none.
+    virtual void run();
+
+    const std::string& name() const { return name_; }
+    int commandId() const { return commandId_; }
+    int id() const { return id_; }
+    void setId(int id) { id_ = id; }
+    int status() const { return status_; }
+    void setStatus(int status) { status_ = status; }
+    long nextTime() const { return nextTime_; }
+    void setNextTime(long nextTime) { nextTime_ = nextTime; }
+    const std::string& schedule() const { return schedule_; }
+    void setSchedule(const std::string& schedule) { schedule_ = schedule; }
+
+    // The envelope element as printed, for storing.
+    std::string envelopeText() const;
+    // The command's own element (first child of data).
+    XmlNode* commandElement() const { return commandElement_; }
+    ResultDocument& result() { return *result_; }
+
+protected:
+    virtual void execute() = 0;
+
+    // Logs "Running <name> command" and creates "<name>Result" under the
+    // result's data element.
+    XmlNode* startResult();
+    // A parameter: the first child of the command element with that name.
+    XmlNode* parameter(const char* name) const;
+    void addError(int code, const std::string& detail = std::string()) { result_->addError(code, detail); }
+
+private:
+    ParsedXml envelope_;
+    XmlNode* commandElement_ = nullptr;
+    std::string name_;
+    int commandId_ = 0;
+    int id_ = 0;
+    int status_ = kStatusReceived;
+    long nextTime_ = 0;
+    std::string schedule_;
+    std::unique_ptr<ResultDocument> result_;
+};
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,33 @@
+// The command table RCCommand in /dorel/DB/remote_control.sqlite: every command
+// received and not yet answered, so that it survives a restart, a scheduled
+// command waits for its time and an undelivered result is sent again.
+#pragma once
+
+#include "db/access.h"
+
+#include <ctime>
+#include <vector>
+
+namespace dorel_remote_control {
+
+class Command;
+
+// What precedes the printed envelope in the command column. The missing "="
+// is how the headend's stores have always been written; the parser accepts it.
+extern const char* const kStoredCommandPrefix;  // "<?xml version\"1.0\" encoding=\"utf-8\"?>"
+
+// Writes the command's state. Status 3 deletes its row. Returns false when the
+// database cannot be opened or the write failed (and was rolled back).
+bool save(Command& command);
+
+// Sets id, nextTime, schedule and status from a stored row, and for status 2
+// the stored result (so the same text is sent again).
+void load(Command& command, const doreldb::Record& row);
+
+// Rows whose result waits for delivery (status 2).
+std::vector<doreldb::Record> selectFinished(sqlite3* db);
+// Rows to run now: status 0, and status 4 due within 70 seconds of now;
+// ordered by nextTime, then id.
+std::vector<doreldb::Record> selectDue(sqlite3* db, time_t now);
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,40 @@
+#include "commands/core/command_table.h"
+
+#include "commands/maintenance/change_password.h"
+#include "commands/maintenance/start_ota_firmware_upgrade.h"
+#include "commands/maintenance/stop_tvcam_ota_firmware_upgrade.h"
+#include "commands/query/get_scheduled_commands.h"
+#include "commands/query/remove_scheduled_commands.h"
+#include "commands/query/schedule_commands.h"
+
+#include <strings.h>
+
+namespace dorel_remote_control {
+namespace {
+
+template <class T>
+std::shared_ptr<Command> make(const std::string& envelopeText) {
+    return std::make_shared<T>(envelopeText);
+}
+
+// In the order the server's protocol lists them; the first match wins.
+const CommandEntry kCommands[] = {
+    {"scheduleCommands", &make<CmdScheduleCommands>},
+    {"getScheduledCommands", &make<CmdGetScheduledCommands>},
+    {"removeScheduledCommands", &make<CmdRemoveScheduledCommands>},
+    {"startOTAFirmwareUpgrade", &make<CmdStartOTAFirmwareUpgrade>},
+    {"stopTVCAMOTAFirmwareUpgrade", &make<CmdStopTVCAMOTAFirmwareUpgrade>},
+    {"changePassword", &make<CmdChangePassword>},
+};
+
+}  // namespace
+
+const CommandEntry* findCommand(const char* name) {
+    if (name == nullptr) return nullptr;
+    for (const CommandEntry& entry : kCommands) {
+        if (strcasecmp(entry.name, name) == 0) return &entry;
+    }
+    return nullptr;
+}
+
+}  // namespace dorel_remote_control

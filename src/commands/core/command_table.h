@@ -1,0 +1,21 @@
+// The commands the agent knows: one row per command, name and maker. The
+// factory looks names up here ignoring letter case; a name without a row is an
+// unknown command.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace dorel_remote_control {
+
+class Command;
+
+struct CommandEntry {
+    const char* name;
+    std::shared_ptr<Command> (*create)(const std::string& envelopeText);
+};
+
+// The row whose name equals name ignoring case, or null.
+const CommandEntry* findCommand(const char* name);
+
+}  // namespace dorel_remote_control

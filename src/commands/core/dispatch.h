@@ -1,0 +1,41 @@
+// From command text to command object, and from finished command to delivered
+// result: the factory by name (letter case ignored) and the three command
+// steps of the poll cycle.
+#pragma once
+
+#include "commands/core/poll_context.h"
+#include "common/xml.h"
+#include "db/record.h"
+
+#include <memory>
+#include <string>
+
+namespace dorel_remote_control {
+
+class Command;
+
+// Creates the command of the class the element's data names. Throws
+// CommandParsingError ("'command' has no 'data'", "'data' has no command"),
+// InvalidCommandError (message: the unknown name) or rapidxml::parse_error.
+std::shared_ptr<Command> createCommand(const XmlNode& commandElement);
+std::shared_ptr<Command> createCommand(const std::string& envelopeText);
+
+// Re-creates a stored command and loads its row.
+std::shared_ptr<Command> createFromRow(const doreldb::Record& row);
+
+// run() then sendResult().
+void runAndReport(PollContext& context, Command& command);
+
+// Posts the result to <server>commandResult. Delivered: the reply's commands
+// join the context's queue and the command's row is deleted. Not delivered:
+// the command is saved with status 2 for a later pass.
+void sendResult(PollContext& context, Command& command);
+
+// Delivers the results of finished commands (status 2) from the store.
+void reportFinished(PollContext& context);
+
+// Runs the due commands of the store (status 0, and status 4 due within 70
+// seconds, sleeping until a scheduled one's second).
+void runPending(PollContext& context);
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,27 @@
+// State that the poll cycle keeps between passes and shares with command
+// dispatch.
+#pragma once
+
+#include <ctime>
+#include <deque>
+#include <memory>
+
+namespace dorel_remote_control {
+
+class Command;
+
+enum ConnectionState : int {
+    kConnectionUnknown = 0,
+    kConnected = 1,
+    kNotConnected = 2,
+};
+
+struct PollContext {
+    int connectionState = kConnectionUnknown;
+    time_t lastFlagWrite = 0;
+    // Commands that arrived in replies to result deliveries, to be run after
+    // the next status exchange.
+    std::deque<std::shared_ptr<Command>> queue;
+};
+
+}  // namespace dorel_remote_control

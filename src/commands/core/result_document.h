@@ -1,0 +1,73 @@
+// The result of a command as it is sent to the server:
+//
+//   <commandResult>
+//     <id/><mac/><serialNumber/><zatContractId/>   the controller's identity
+//     <commandId/>                                 the server's command id
+//     <result/>                                    0 succeeded, 1 failed
+//     <errors><error><id/><text/></error>...</errors>  ascending by code
+//     <data/>                                      the command's output
+//   </commandResult>
+#pragma once
+
+#include "common/xml.h"
+
+#include <map>
+#include <memory>
+#include <string>
+
+namespace dorel_remote_control {
+
+class ResultDocument {
+public:
+    // A fresh result: identity from the process settings, commandId "1",
+    // completion mark "1" (failed until the command says otherwise).
+    ResultDocument();
+    ResultDocument(const ResultDocument&) = delete;
+    ResultDocument& operator=(const ResultDocument&) = delete;
+
+    void setCommandId(int commandId);
+
+    // Records an error entry. An empty detail means the code's own text. A
+    // second entry with the same code replaces the first.
+    void addError(int code, const std::string& detail = std::string());
+    bool hasError(int code) const;
+    bool hasErrors() const { return !errors_.empty(); }
+    const std::map<int, std::string>& errors() const { return errors_; }
+
+    // Completion mark. markSet() tells whether a command set it explicitly.
+    void setCompletionMark(bool success);
+    bool markSet() const { return markSet_; }
+    bool succeeded() const;
+
+    // The element the command writes its output into, and the document that
+    // owns the nodes (for allocating new ones).
+    XmlNode* data() { return data_; }
+    XmlDocument& doc() { return *doc_; }
+
+    // Drops the error entries, the output and the explicit mark (a retried
+    // command starts again from a clean result).
+    void clear();
+
+    // Declaration, newline and the printed tree. Logs each error as
+    // "Command error: %d %s".
+    std::string print();
+
+    // Replaces the whole result by a printed one read back from the store, so
+    // that it prints again to the same text. Throws rapidxml::parse_error.
+    void loadPrinted(const std::string& text);
+
+private:
+    void build(const std::string& commandId);
+
+    std::unique_ptr<XmlDocument> doc_;
+    std::string loadedText_;     // keeps a reloaded text alive for in-place nodes
+    XmlNode* root_ = nullptr;
+    XmlNode* commandId_ = nullptr;
+    XmlNode* mark_ = nullptr;
+    XmlNode* errorsElement_ = nullptr;
+    XmlNode* data_ = nullptr;
+    std::map<int, std::string> errors_;
+    bool markSet_ = false;
+};
+
+}  // namespace dorel_remote_control

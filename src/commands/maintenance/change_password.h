@@ -1,0 +1,16 @@
+// changePassword: sets the password of the local account "admin" or "installer".
+#pragma once
+
+#include "commands/core/command.h"
+
+namespace dorel_remote_control {
+
+class CmdChangePassword : public Command {
+public:
+    explicit CmdChangePassword(const std::string& envelopeText) : Command(envelopeText, "changePassword") {}
+
+protected:
+    void execute() override;
+};
+
+}  // namespace dorel_remote_control

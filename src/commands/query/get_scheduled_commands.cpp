@@ -1,0 +1,13 @@
+#include "commands/query/get_scheduled_commands.h"
+
+#include "commands/core/result_codes.h"
+
+namespace dorel_remote_control {
+
+// Placeholder until the command is written: reports itself as not available.
+void CmdGetScheduledCommands::execute() {
+    startResult();
+    addError(kInvalidCommand, "not implemented");
+}
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,16 @@
+// removeScheduledCommands: deletes waiting commands by id, or all of them.
+#pragma once
+
+#include "commands/core/command.h"
+
+namespace dorel_remote_control {
+
+class CmdRemoveScheduledCommands : public Command {
+public:
+    explicit CmdRemoveScheduledCommands(const std::string& envelopeText) : Command(envelopeText, "removeScheduledCommands") {}
+
+protected:
+    void execute() override;
+};
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,59 @@
+// RapidXML, and the few helpers every document builder and reader of the agent
+// needs. RapidXML keeps pointers into the parsed text and into its own memory
+// pool; the helpers here copy every string they add into the document's pool so
+// that no node ever points at a temporary.
+#pragma once
+
+#include <rapidxml/rapidxml.hpp>
+#include <rapidxml/rapidxml_print.hpp>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace dorel_remote_control {
+
+using XmlDocument = rapidxml::xml_document<char>;
+using XmlNode = rapidxml::xml_node<char>;
+
+// The declaration that opens every document the agent sends.
+extern const char* const kXmlDeclaration;  // "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+
+// A parsed document together with the text it was parsed from (RapidXML parses
+// in place, so the text must live as long as the nodes).
+class ParsedXml {
+public:
+    // Copies text and parses it; throws rapidxml::parse_error on malformed XML.
+    explicit ParsedXml(const std::string& text);
+    ParsedXml(const ParsedXml&) = delete;
+    ParsedXml& operator=(const ParsedXml&) = delete;
+
+    XmlDocument& doc() { return *doc_; }
+    const XmlDocument& doc() const { return *doc_; }
+
+private:
+    std::vector<char> buffer_;
+    std::unique_ptr<XmlDocument> doc_;
+};
+
+// Appends a new element (name and value copied into the pool) and returns it.
+XmlNode* appendElement(XmlDocument& doc, XmlNode* parent, const std::string& name,
+                       const std::string& value = std::string());
+
+// Copies a node and its whole subtree into doc (strings copied into its pool).
+XmlNode* deepCopy(XmlDocument& doc, const XmlNode* source);
+
+// Prints a node with RapidXML's default indented format.
+std::string printXml(const XmlNode& node);
+
+// The node's value as text ("" for a null node).
+std::string nodeText(const XmlNode* node);
+
+// First child element with that name, names compared exactly / ignoring case.
+XmlNode* childElement(const XmlNode* parent, const char* name);
+XmlNode* childElementNoCase(const XmlNode* parent, const char* name);
+
+// Element name as a std::string ("" for a null node or nameless element).
+std::string nodeName(const XmlNode* node);
+
+}  // namespace dorel_remote_control

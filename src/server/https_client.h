@@ -1,0 +1,65 @@
+// The one HTTPS client of the process: a libcurl easy handle that is reset and
+// configured anew before every request (client certificate, key, CA chain and
+// directory, basic authentication with the current settings), so a changed
+// password or certificate is used by the very next request.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <cstdint>
+#include <string>
+
+namespace dorel_remote_control {
+
+// A response body, always NUL-terminated so it can go straight to the XML
+// parser. Owns its memory.
+class ResponseBuffer {
+public:
+    ResponseBuffer();
+    ~ResponseBuffer();
+    ResponseBuffer(ResponseBuffer&& other) noexcept;
+    ResponseBuffer& operator=(ResponseBuffer&& other) noexcept;
+    ResponseBuffer(const ResponseBuffer&) = delete;
+    ResponseBuffer& operator=(const ResponseBuffer&) = delete;
+
+    const char* data() const { return data_; }
+    uint32_t size() const { return length_; }
+    std::string str() const { return std::string(data_, length_); }
+
+    // libcurl write callback: appends a chunk. Running out of memory here ends
+    // the process with status 1 (logged), by design.
+    static size_t append(char* chunk, size_t size, size_t count, void* buffer);
+
+private:
+    char* data_;
+    uint32_t length_;
+};
+
+class HttpsClient {
+public:
+    // The process-wide client, created on first use (throws CurlError "Could
+    // not initialize libcurl" when no handle can be made).
+    static HttpsClient& instance();
+
+    // POSTs body with the XML headers, or GETs without them when body is null.
+    // Returns the body of a 200 answer; throws CurlError for a transfer error
+    // or any other status.
+    ResponseBuffer request(const std::string& url, const char* body);
+
+    // Resets the handle and sets the certificate, CA and authentication options.
+    void reconfigure();
+
+    CURL* handle() { return curl_; }
+    const char* errorBuffer() const { return errorBuffer_; }
+
+    ~HttpsClient();
+    HttpsClient(const HttpsClient&) = delete;
+    HttpsClient& operator=(const HttpsClient&) = delete;
+
+private:
+    HttpsClient();
+    CURL* curl_;
+    char errorBuffer_[CURL_ERROR_SIZE];
+};
+
+}  // namespace dorel_remote_control

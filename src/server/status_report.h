@@ -1,0 +1,26 @@
+// The status document: the controller's identity, every module of the headend
+// with its versions and CAM state, and the alarms fetched live from each module
+// through the XML-RPC client.
+#pragma once
+
+#include <map>
+#include <string>
+
+namespace dorel_remote_control {
+
+// Builds and prints the whole document (declaration included). Throws
+// CouldNotOpenDBError when config_global or temp_global cannot be opened.
+std::string buildStatusText();
+
+// Text of an alarm code ("Unknown Alarm" outside the table).
+const char* alarmText(int code);
+
+// A software version as the server wants it: long values cut before the first
+// '-' or '+', short ones read as hundredths ("150" -> "1.50").
+std::string formatSoftwareVersion(const std::string& version);
+
+// Name -> value pairs of the alarmasEstado table in a PHPserialize file (empty
+// when unreadable). A name seen again keeps the later value.
+std::map<std::string, std::string> parseStatusVariables(const std::string& path);
+
+}  // namespace dorel_remote_control

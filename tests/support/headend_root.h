@@ -1,0 +1,47 @@
+// A simulated headend under a temporary root, laid out by devkit/make-headend,
+// with REMOTE_CONTROL_ROOT pointing at it for the object's lifetime. Nothing
+// outside the root is touched.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace rctest {
+
+class HeadendRoot {
+public:
+    // extraArgs go to devkit/make-headend (e.g. {"--modules", "3"}).
+    explicit HeadendRoot(const std::vector<std::string>& extraArgs = {});
+    ~HeadendRoot();
+    HeadendRoot(const HeadendRoot&) = delete;
+    HeadendRoot& operator=(const HeadendRoot&) = delete;
+
+    const std::string& path() const { return root_; }
+    // root + fixedPath, e.g. rooted("/dorel/DB/config_global.sqlite").
+    std::string rooted(const std::string& fixedPath) const { return root_ + fixedPath; }
+
+    // Runs SQL on one of the root's databases (a path under the root, e.g.
+    // "/dorel/DB/config_global.sqlite"); fails the test on error.
+    void exec(const std::string& dbFixedPath, const std::string& sql) const;
+    // Rows of a query, each column as text ("<NULL>" for NULL).
+    std::vector<std::vector<std::string>> query(const std::string& dbFixedPath,
+                                                const std::string& sql) const;
+    // Sets a configuracionWebGlobal value (inserting the key when missing).
+    void setConfig(const std::string& key, const std::string& value) const;
+    std::string config(const std::string& key) const;
+
+    // Lines the dev kit's stub programs recorded (their command lines), from
+    // <root>/devkit/calls.log.
+    std::vector<std::string> stubCalls() const;
+
+    void writeFile(const std::string& fixedPath, const std::string& contents) const;
+    std::string readFile(const std::string& fixedPath) const;
+    bool exists(const std::string& fixedPath) const;
+
+private:
+    std::string root_;
+    std::string previousRoot_;
+    bool hadPreviousRoot_ = false;
+};
+
+}  // namespace rctest
