@@ -52,6 +52,10 @@ public:
     CURL* handle() { return curl_; }
     const char* errorBuffer() const { return errorBuffer_; }
 
+    // The text of a failed transfer: "Error sending http request(<code>):
+    // <libcurl's text>: <error buffer>". Shared with the download.
+    std::string transferError(CURLcode code) const;
+
     ~HttpsClient();
     HttpsClient(const HttpsClient&) = delete;
     HttpsClient& operator=(const HttpsClient&) = delete;
@@ -60,6 +64,9 @@ private:
     HttpsClient();
     CURL* curl_;
     char errorBuffer_[CURL_ERROR_SIZE];
+    // Set while a request's transfer runs, so that an exit from inside a
+    // write callback does not clean up the handle libcurl is still using.
+    bool transferring_ = false;
 };
 
 }  // namespace dorel_remote_control
