@@ -1,0 +1,38 @@
+// A module's alarms: the fixed table of alarm codes and texts, the ordered set
+// a module reports, and how that set is obtained from the module's status
+// variables (fetched live through the XML-RPC client) and the headend tables.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <map>
+#include <string>
+
+namespace dorel_remote_control {
+
+// Alarm codes that more than one place needs by name.
+constexpr int kAlarmModulesHaveAlarms = 100;
+constexpr int kAlarmNoCommunication = 200;
+
+// Code -> text, ascending by code; a code raised by several sources appears once.
+using AlarmSet = std::map<int, std::string>;
+
+// Status variables of a module: name -> value text.
+using StatusVariables = std::map<std::string, std::string>;
+
+// Adds a code with its text to the set (no effect when already there).
+void raiseAlarm(AlarmSet& alarms, int code);
+
+// Translates a module's status variables into its alarms, using the module's
+// rows of the input, tuner, output and CAM tables. A variable the rules need
+// and the map lacks is logged and raises nothing.
+AlarmSet evaluateModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& mac,
+                              const StatusVariables& variables);
+
+// Asks the module at `address` for its status variables through the XML-RPC
+// client and evaluates them. A module the client cannot reach reports alarm
+// 200 alone.
+AlarmSet fetchModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& address,
+                           const std::string& mac);
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,143 @@
+// Building the status document: the controller's identity, then every module
+// of the headend with its versions, its CAM state and the alarms it reports.
+#include "server/status_report.h"
+
+#include "common/errors.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "common/xml.h"
+#include "db/access.h"
+#include "db/tables.h"
+#include "server/alarms.h"
+#include "server/settings.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace dorel_remote_control {
+
+namespace {
+
+// A module whose CAM state the server wants: family 36, except the two models
+// of that family that carry no CAM.
+constexpr int kCamFamily = 36;
+bool isCamModule(const doreldb::Record& module) {
+    using namespace doreldb;
+    const int model = module.toInt(RedesModulos::Modelo);
+    return module.toInt(RedesModulos::Familia) == kCamFamily && model != 2 && model != 13;
+}
+
+doreldb::DbHandle openOrThrow(const std::string& path, const char* failure) {
+    doreldb::DbHandle db = doreldb::openDatabase(path);
+    if (!db) {
+        logf(3, "%s", failure);
+        throw CouldNotOpenDBError(failure);
+    }
+    return db;
+}
+
+class StatusBuilder {
+public:
+    StatusBuilder()
+        : configDb_(openOrThrow(paths::configGlobalDb(), "Could not open conf global DB")),
+          tempDb_(openOrThrow(paths::tempGlobalDb(), "Could not open temp global DB")) {}
+
+    std::string build() {
+        const Settings& identity = settings();
+        XmlNode* status = appendElement(doc_, &doc_, "status");
+        appendElement(doc_, status, "id", identity.hostName());
+        appendElement(doc_, status, "mac", identity.mac());
+        appendElement(doc_, status, "serialNumber", identity.serialNumber());
+        appendElement(doc_, status, "zatContractId", identity.contractId());
+
+        XmlNode* headend = appendElement(doc_, status, "headendStatus");
+        headendAlarms_ = appendElement(doc_, headend, "alarms");
+        appendElement(doc_, headend, "configurationChanged", "0");
+        XmlNode* modules = appendElement(doc_, headend, "modules");
+
+        const bool withFamilyModel = !isWmbG400(identity.model());
+        for (const doreldb::Record& module :
+             doreldb::doSelect(configDb_.get(), doreldb::RedesModulos::table())) {
+            appendModule(modules, module, withFamilyModel);
+        }
+        return std::string(kXmlDeclaration) + printXml(*status);
+    }
+
+private:
+    void appendModule(XmlNode* modules, const doreldb::Record& row, bool withFamilyModel) {
+        using namespace doreldb;
+        const std::string mac = row.text(RedesModulos::MAC);
+        XmlNode* module = appendElement(doc_, modules, "module");
+        appendElement(doc_, module, "mac", mac);
+        appendElement(doc_, module, "serialNumber", row.text(RedesModulos::NumeroSerie));
+        if (withFamilyModel) {
+            appendElement(doc_, module, "family", row.text(RedesModulos::Familia));
+            appendElement(doc_, module, "model", row.text(RedesModulos::Modelo));
+        }
+        appendElement(doc_, module, "hwVersion", row.text(RedesModulos::HWVersion));
+
+        // The live row also gives the address the module answers on; with
+        // several rows the last one is the one asked.
+        std::string address;
+        for (const Record& live : doSelect(tempDb_.get(), ModulosCabecera::table(),
+                                           " WHERE MAC LIKE %Q ", mac.c_str())) {
+            appendElement(doc_, module, "swVersion",
+                          formatSoftwareVersion(live.text(ModulosCabecera::SWVersion)));
+            address = live.text(ModulosCabecera::Direccion);
+        }
+
+        if (isCamModule(row)) appendCam(module, mac);
+
+        const AlarmSet alarms = fetchModuleAlarms(configDb_.get(), tempDb_.get(), address, mac);
+        XmlNode* moduleAlarms = appendElement(doc_, module, "alarms");
+        for (const auto& alarm : alarms) appendAlarm(moduleAlarms, alarm.first, alarm.second);
+        if (!alarms.empty()) {
+            appendAlarm(headendAlarms_, kAlarmModulesHaveAlarms, alarmText(kAlarmModulesHaveAlarms));
+        }
+    }
+
+    void appendCam(XmlNode* module, const std::string& mac) {
+        using namespace doreldb;
+        std::string camSerial;
+        std::string camVersion;
+        std::string cardSerial;
+        for (const Record& cam : doSelect(tempDb_.get(), CAMInfoGlobal::table(),
+                                          " WHERE MAC LIKE %Q ", mac.c_str())) {
+            camSerial = cam.text(CAMInfoGlobal::CAMSerialNumber);
+            camVersion = std::to_string(cam.toInt(CAMInfoGlobal::CAMVersion) & 0xFF);
+            cardSerial = cam.text(CAMInfoGlobal::CardSerialNumber);
+        }
+        appendElement(doc_, module, "CAMSerialNumber", camSerial);
+        appendElement(doc_, module, "CAMVersion", camVersion);
+        appendElement(doc_, module, "CardSerialNumber", cardSerial);
+    }
+
+    void appendAlarm(XmlNode* parent, int code, const std::string& text) {
+        XmlNode* alarm = appendElement(doc_, parent, "alarm");
+        appendElement(doc_, alarm, "type", std::to_string(code));
+        appendElement(doc_, alarm, "text", text);
+    }
+
+    doreldb::DbHandle configDb_;
+    doreldb::DbHandle tempDb_;
+    XmlDocument doc_;
+    XmlNode* headendAlarms_ = nullptr;
+};
+
+}  // namespace
+
+std::string formatSoftwareVersion(const std::string& version) {
+    if (version.size() > 4) return version.substr(0, version.find_first_of("-+"));
+    // Short values are the old numeric form, in hundredths.
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f",
+                  static_cast<double>(static_cast<float>(std::atoi(version.c_str())) / 100.0f));
+    return text;
+}
+
+std::string buildStatusText() {
+    StatusBuilder builder;
+    return builder.build();
+}
+
+}  // namespace dorel_remote_control
