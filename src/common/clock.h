@@ -14,6 +14,10 @@ namespace clock {
 time_t now();
 void sleepSeconds(unsigned seconds);
 
+// True while a test clock is installed: waits the agent would otherwise spend
+// in other ways (a busy database) are then skipped as well.
+bool overridden();
+
 // Replaces now() and sleepSeconds() for its lifetime (tests only).
 class ScopedOverride {
 public:

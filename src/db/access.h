@@ -61,7 +61,7 @@ public:
     Transaction& operator=(const Transaction&) = delete;
 
     int begin();      // "BEGIN TRANSACTION"
-    int commit();     // "COMMIT"; the transaction is over whatever the outcome
+    int commit();     // "COMMIT"; when it fails the destructor still rolls back
     int rollback();   // "ROLLBACK"
 
 private:

@@ -1,0 +1,35 @@
+#include "common/dorelcommon.h"
+
+#include "common/clock.h"
+
+namespace {
+
+// Long enough for another headend program's short write to finish, short
+// enough that the agent's own retries (1, 2, 3 seconds) stay meaningful.
+const int kBusyTimeoutMs = 3000;
+const int kBusyStepMs = 50;
+
+// Like sqlite3_busy_timeout(), but a wait like any other: skipped under a
+// test clock so that a locked database fails at once there.
+int waitWhileBusy(void*, int attempts) {
+    if (dorel_remote_control::clock::overridden()) return 0;
+    if (attempts * kBusyStepMs >= kBusyTimeoutMs) return 0;
+    sqlite3_sleep(kBusyStepMs);
+    return 1;
+}
+
+}  // namespace
+
+sqlite3* openDb(const char* path) {
+    if (path == nullptr) return nullptr;
+    sqlite3* db = nullptr;
+    // Never SQLITE_OPEN_CREATE: a missing headend database must show up as a
+    // failure, not as a new empty file that hides it.
+    int rc = sqlite3_open_v2(path, &db, SQLITE_OPEN_READWRITE, nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_close(db);
+        return nullptr;
+    }
+    sqlite3_busy_handler(db, waitWhileBusy, nullptr);
+    return db;
+}

@@ -1,0 +1,94 @@
+#include "common/xml.h"
+
+#include <cstring>
+#include <iterator>
+#include <strings.h>
+
+namespace dorel_remote_control {
+
+const char* const kXmlDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
+
+ParsedXml::ParsedXml(const std::string& text)
+    : buffer_(text.begin(), text.end()), doc_(std::make_unique<XmlDocument>()) {
+    buffer_.push_back('\0');
+    doc_->parse<0>(buffer_.data());
+}
+
+XmlNode* appendElement(XmlDocument& doc, XmlNode* parent, const std::string& name, const std::string& value) {
+    char* n = doc.allocate_string(name.c_str(), name.size() + 1);
+    XmlNode* node;
+    if (value.empty()) {
+        node = doc.allocate_node(rapidxml::node_element, n);
+    } else {
+        char* v = doc.allocate_string(value.c_str(), value.size() + 1);
+        node = doc.allocate_node(rapidxml::node_element, n, v, name.size(), value.size());
+    }
+    if (parent) parent->append_node(node);
+    return node;
+}
+
+namespace {
+
+char* copyString(XmlDocument& doc, const char* text, size_t size) {
+    if (size == 0) return nullptr;
+    return doc.allocate_string(text, size);
+}
+
+}  // namespace
+
+XmlNode* deepCopy(XmlDocument& doc, const XmlNode* source) {
+    if (source == nullptr) return nullptr;
+    XmlNode* copy = doc.allocate_node(source->type());
+    if (source->name_size() > 0) copy->name(copyString(doc, source->name(), source->name_size()), source->name_size());
+    if (source->value_size() > 0) copy->value(copyString(doc, source->value(), source->value_size()), source->value_size());
+    for (const rapidxml::xml_attribute<char>* a = source->first_attribute(); a; a = a->next_attribute()) {
+        char* an = copyString(doc, a->name(), a->name_size());
+        char* av = copyString(doc, a->value(), a->value_size());
+        copy->append_attribute(doc.allocate_attribute(an ? an : const_cast<char*>(""), av ? av : const_cast<char*>(""),
+                                                      a->name_size(), a->value_size()));
+    }
+    for (const XmlNode* child = source->first_node(); child; child = child->next_sibling()) {
+        copy->append_node(deepCopy(doc, child));
+    }
+    return copy;
+}
+
+std::string printXml(const XmlNode& node) {
+    std::string out;
+    rapidxml::print(std::back_inserter(out), node, 0);
+    return out;
+}
+
+std::string nodeText(const XmlNode* node) {
+    if (node == nullptr) return std::string();
+    return std::string(node->value(), node->value_size());
+}
+
+XmlNode* childElement(const XmlNode* parent, const char* name) {
+    if (parent == nullptr) return nullptr;
+    for (XmlNode* child = parent->first_node(); child; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element && child->name_size() == strlen(name) &&
+            strncmp(child->name(), name, child->name_size()) == 0) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+XmlNode* childElementNoCase(const XmlNode* parent, const char* name) {
+    if (parent == nullptr) return nullptr;
+    for (XmlNode* child = parent->first_node(); child; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element && child->name_size() == strlen(name) &&
+            strncasecmp(child->name(), name, child->name_size()) == 0) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+std::string nodeName(const XmlNode* node) {
+    if (node == nullptr) return std::string();
+    return std::string(node->name(), node->name_size());
+}
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,221 @@
+#include "db/access.h"
+
+#include "common/clock.h"
+#include "common/dorelcommon.h"
+#include "common/log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <functional>
+#include <new>
+
+namespace doreldb {
+
+using dorel_remote_control::logf;
+
+namespace {
+
+const int kAttempts = 3;
+
+// Text from sqlite3_mprintf(), freed with sqlite3_free().
+struct SqlFree {
+    void operator()(char* text) const { sqlite3_free(text); }
+};
+using SqlText = std::unique_ptr<char, SqlFree>;
+
+SqlText checked(char* text) {
+    if (text == nullptr) throw std::bad_alloc();
+    return SqlText(text);
+}
+
+SqlText vformat(const std::string& format, va_list args) {
+    return checked(sqlite3_vmprintf(format.c_str(), args));
+}
+
+std::string quoted(const char* value) { return checked(sqlite3_mprintf("%Q", value)).get(); }
+
+// Runs one statement attempt after attempt. `attempt` returns the SQLite code
+// and hands over SQLite's error message (may be null); failureText gives the
+// table's text for a failed attempt with that code.
+int withRetry(const char* operation, const std::function<int(char** error)>& attempt,
+              const std::function<std::string(int rc)>& failureText) {
+    int rc = SQLITE_ERROR;
+    for (int n = 0; n < kAttempts; ++n) {
+        char* error = nullptr;
+        rc = attempt(&error);
+        if (rc == SQLITE_OK) {
+            sqlite3_free(error);
+            break;
+        }
+        logf(3, "[ERROR_DB]%s: %s%d", operation, failureText(rc).c_str(), n);
+        if (error != nullptr) {
+            logf(3, "[ERROR_DB]%s: %s", operation, error);
+            perror(error);
+            sqlite3_free(error);
+        }
+        dorel_remote_control::clock::sleepSeconds(static_cast<unsigned>(n + 1));
+    }
+    return rc;
+}
+
+int execute(sqlite3* db, const char* operation, const char* sql, const std::function<std::string(int)>& failureText) {
+    return withRetry(
+        operation, [&](char** error) { return sqlite3_exec(db, sql, nullptr, nullptr, error); }, failureText);
+}
+
+}  // namespace
+
+DbHandle openDatabase(const std::string& path) { return DbHandle(openDb(path.c_str())); }
+
+std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whereFormat, ...) {
+    std::string format = "SELECT * FROM " + table.name() + " ";
+    if (whereFormat != nullptr) format += whereFormat;
+    va_list args;
+    va_start(args, whereFormat);
+    SqlText sql;
+    try {
+        sql = vformat(format, args);
+    } catch (...) {
+        va_end(args);
+        throw;
+    }
+    va_end(args);
+
+    std::vector<Record> rows;
+    const std::string failure = "Error leyendo datos tabla " + table.name() + " . intento: ";
+    withRetry(
+        "doSelect",
+        [&](char** error) {
+            char** result = nullptr;
+            int rowCount = 0;
+            int columnCount = 0;
+            int rc = sqlite3_get_table(db, sql.get(), &result, &rowCount, &columnCount, error);
+            if (rc == SQLITE_OK) {
+                rows.reserve(static_cast<size_t>(rowCount));
+                // The first row of the result holds the column names.
+                for (int r = 1; r <= rowCount; ++r) rows.emplace_back(table, result + r * columnCount, columnCount);
+            }
+            sqlite3_free_table(result);
+            return rc;
+        },
+        [&](int) { return failure; });
+    return rows;
+}
+
+int update(sqlite3* db, Record& record) {
+    const TableDef& table = record.table();
+    std::string items;
+    for (size_t i = 0; i < table.knownColumns(); ++i) {
+        if (!record.modified(i)) continue;
+        doreldb::tSqlite3parent value = record.value(i);
+        if (!value.isNull()) {
+            // Older readers of these tables fed the values through printf;
+            // the headend still expects at most the first '%' turned into a blank.
+            std::string text = value.str();
+            size_t percent = text.find('%');
+            if (percent != std::string::npos) {
+                text[percent] = ' ';
+                value = tSqlite3parent(text);
+                // "[DEBUG_DB]update: sustituido caracter % por espacio" is not logged.
+            }
+        }
+        if (!items.empty()) items += ",";
+        items += " " + table.columns()[i] + " = " + quoted(value.c_str()) + " ";
+    }
+    if (items.empty()) return SQLITE_OK;
+    const std::string sql = "UPDATE " + table.name() + " SET" + items + " WHERE " + table.keyName() + " = " +
+                            quoted(record.value(table.keyColumn()).c_str());
+    const std::string failure = "Error actualizando datos registro en tabla " + table.name() + " . intento: ";
+    int rc = execute(db, "update", sql.c_str(), [&](int) { return failure; });
+    if (rc == SQLITE_OK) record.clearModified();
+    return rc;
+}
+
+int insert(sqlite3* db, Record& record) {
+    const TableDef& table = record.table();
+    std::string columns;
+    std::string values;
+    for (size_t i = 0; i < table.knownColumns(); ++i) {
+        if (i > 0) {
+            columns += ", ";
+            values += ", ";
+        }
+        columns += table.columns()[i];
+        values += quoted(record.value(i).c_str());
+    }
+    const std::string sql = "INSERT INTO " + table.name() + " (" + columns + ")  VALUES (" + values + " )";
+    int rc = execute(db, "insert", sql.c_str(), [&](int code) {
+        return "Error (" + std::to_string(code) + ") inserting register in table " + table.name() + " . Attempt: ";
+    });
+    if (rc == SQLITE_OK) {
+        if (record.isNull(table.keyColumn())) {
+            record.set(table.keyColumn(), tSqlite3int(static_cast<long long>(sqlite3_last_insert_rowid(db))));
+        }
+        record.clearModified();
+    }
+    return rc;
+}
+
+int deleteId(sqlite3* db, const Record& record) {
+    const TableDef& table = record.table();
+    const std::string sql = "DELETE FROM " + table.name() + " WHERE " + table.keyName() + " = " +
+                            quoted(record.value(table.keyColumn()).c_str());
+    return execute(db, "deleteId", sql.c_str(), [&](int code) {
+        return "Error (" + std::to_string(code) + ") borrando registro en tabla " + table.name() + " . intento: ";
+    });
+}
+
+int deleteWhere(sqlite3* db, const TableDef& table, const char* operation, const char* whereFormat, ...) {
+    va_list args;
+    va_start(args, whereFormat);
+    SqlText sql;
+    try {
+        sql = vformat("DELETE FROM " + table.name() + " WHERE " + whereFormat, args);
+    } catch (...) {
+        va_end(args);
+        throw;
+    }
+    va_end(args);
+    const std::string failure = "Error eliminando la tabla " + table.name() + " . intento: ";
+    return execute(db, operation, sql.get(), [&](int) { return failure; });
+}
+
+int execStatement(sqlite3* db, const char* sql) {
+    int rc = SQLITE_ERROR;
+    for (int attempt = 1; attempt <= kAttempts; ++attempt) {
+        char* error = nullptr;
+        rc = sqlite3_exec(db, sql, nullptr, nullptr, &error);
+        if (rc == SQLITE_OK) {
+            sqlite3_free(error);
+            break;
+        }
+        logf(6, "DB exec error (%d try): %s", attempt, error ? error : sqlite3_errstr(rc));
+        sqlite3_free(error);
+        dorel_remote_control::clock::sleepSeconds(1);
+    }
+    return rc;
+}
+
+Transaction::~Transaction() {
+    if (active_) rollback();
+}
+
+int Transaction::begin() {
+    int rc = execStatement(db_, "BEGIN TRANSACTION");
+    active_ = (rc == SQLITE_OK);
+    return rc;
+}
+
+int Transaction::commit() {
+    int rc = execStatement(db_, "COMMIT");
+    if (rc == SQLITE_OK) active_ = false;
+    return rc;
+}
+
+int Transaction::rollback() {
+    int rc = execStatement(db_, "ROLLBACK");
+    active_ = false;
+    return rc;
+}
+
+}  // namespace doreldb
