@@ -1,13 +1,69 @@
 #include "commands/query/remove_scheduled_commands.h"
 
 #include "commands/core/result_codes.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "db/access.h"
+#include "db/tables.h"
 
 namespace dorel_remote_control {
 
-// Placeholder until the command is written: reports itself as not available.
+namespace {
+
+const char kScheduled[] = "4";
+
+// Deletes the waiting rows of each id, starting at `first` and going through
+// every following sibling element whatever its name (the server lists the ids
+// one after the other). Returns false at the first delete that fails.
+bool deleteByIds(sqlite3* db, const XmlNode* first) {
+    for (const XmlNode* node = first; node != nullptr; node = node->next_sibling()) {
+        if (node->type() != rapidxml::node_element) continue;
+        const std::string commandId = nodeText(node);
+        if (doreldb::deleteWhere(db, doreldb::RCCommand::table(), "deleteWhere",
+                                 "commandId = %Q AND status = %Q", commandId.c_str(), kScheduled) != SQLITE_OK) {
+            logf(3, "Could not remove scheduled command %s", commandId.c_str());
+            return false;
+        }
+        // The vacuum is only housekeeping: the rows are gone (or will be at
+        // COMMIT) whether or not the file shrinks. Inside the open transaction
+        // SQLite refuses it anyway, so counting it would fail every removal.
+        doreldb::execStatement(db, "vacuum");
+    }
+    return true;
+}
+
+}  // namespace
+
 void CmdRemoveScheduledCommands::execute() {
     startResult();
-    addError(kInvalidCommand, "not implemented");
+
+    doreldb::DbHandle db = doreldb::openDatabase(paths::remoteControlDb());
+    if (!db) {
+        addError(kCouldNotAccessDatabase);
+        return;
+    }
+    doreldb::Transaction transaction(db.get());
+    if (transaction.begin() != SQLITE_OK) {
+        addError(kCouldNotAccessDatabase);
+        return;
+    }
+
+    bool deleted;
+    if (const XmlNode* firstId = parameter("id")) {
+        deleted = deleteByIds(db.get(), firstId);
+    } else {
+        deleted = doreldb::deleteWhere(db.get(), doreldb::RCCommand::table(), "deleteStatus", "status = %Q",
+                                       kScheduled) == SQLITE_OK;
+    }
+
+    if (!deleted) {
+        addError(kCouldNotAccessDatabase);
+        transaction.rollback();
+        return;
+    }
+    if (transaction.commit() != SQLITE_OK) {
+        addError(kCouldNotAccessDatabase);
+    }
 }
 
 }  // namespace dorel_remote_control

@@ -3,6 +3,8 @@
 
 #include "commands/core/command.h"
 
+#include <cstddef>
+
 namespace dorel_remote_control {
 
 class CmdScheduleCommands : public Command {
@@ -11,6 +13,11 @@ public:
 
 protected:
     void execute() override;
+
+private:
+    // Inner commands already in the store. run() repeats execute() after a
+    // database failure; those must not be stored a second time.
+    size_t stored_ = 0;
 };
 
 }  // namespace dorel_remote_control
