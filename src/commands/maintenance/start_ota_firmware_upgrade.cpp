@@ -1,13 +1,130 @@
 #include "commands/maintenance/start_ota_firmware_upgrade.h"
 
 #include "commands/core/result_codes.h"
+#include "commands/maintenance/ota_descriptors.h"
+#include "common/fs.h"
+#include "common/log.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <vector>
 
 namespace dorel_remote_control {
 
-// Placeholder until the command is written: reports itself as not available.
+namespace {
+
+// Tag, length, transport stream id, original network id, service id, linkage
+// type and OUI data length come first; the first OUI follows them.
+constexpr size_t kOuiOffset = 10;
+constexpr size_t kMinDescriptorBytes = kOuiOffset + 3;
+
+int hexDigit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// Two digits a byte. False for any character that is not a hexadecimal
+// digit (signs and blanks included); the length is checked by the caller.
+bool decodeHex(const std::string& hex, std::vector<unsigned char>& bytes) {
+    bytes.clear();
+    bytes.reserve(hex.size() / 2);
+    for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+        int high = hexDigit(hex[i]);
+        int low = hexDigit(hex[i + 1]);
+        if (high < 0 || low < 0) return false;
+        bytes.push_back(static_cast<unsigned char>(high * 16 + low));
+    }
+    return true;
+}
+
+bool hasChildElement(const XmlNode* node) {
+    for (const XmlNode* child = node->first_node(); child != nullptr; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element) return true;
+    }
+    return false;
+}
+
+uint32_t firstOui(const std::vector<unsigned char>& descriptor) {
+    return (uint32_t{descriptor[kOuiOffset]} << 16) | (uint32_t{descriptor[kOuiOffset + 1]} << 8) |
+           uint32_t{descriptor[kOuiOffset + 2]};
+}
+
+// Writes the whole descriptor or nothing: a half-written file would announce
+// a broken download to every receiver.
+bool writeDescriptor(const std::string& path, const std::vector<unsigned char>& bytes) {
+    FilePtr file(fopen(path.c_str(), "wb"));
+    if (!file) {
+        logf(3, "Could not create %s: %s", path.c_str(), strerror(errno));
+        return false;
+    }
+    bool ok = fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+    ok = (fclose(file.release()) == 0) && ok;
+    if (!ok) {
+        logf(3, "Could not write %s", path.c_str());
+        remove(path.c_str());
+    }
+    return ok;
+}
+
+}  // namespace
+
 void CmdStartOTAFirmwareUpgrade::execute() {
     startResult();
-    addError(kInvalidCommand, "not implemented");
+
+    if (!hasChildElement(commandElement())) {
+        addError(kInvalidCommand);
+        return;
+    }
+    XmlNode* typeNode = parameter("type");
+    if (typeNode == nullptr) {
+        addError(kInvalidCommand, "No 'type' field found.");
+        return;
+    }
+    XmlNode* linkageNode = parameter("linkage");
+    if (linkageNode == nullptr) {
+        addError(kInvalidCommand, "No 'linkage' field found.");
+        return;
+    }
+
+    const std::string linkage = nodeText(linkageNode);
+    if (linkage.empty() || linkage.size() % 2 != 0 || linkage.size() / 2 < kMinDescriptorBytes) {
+        logf(3, "Incorrect linkage descriptor length: %u digits", static_cast<unsigned>(linkage.size()));
+        addError(kInvalidOtaLinkage, "Incorrect linkage descriptor length");
+        return;
+    }
+    std::vector<unsigned char> descriptor;
+    if (!decodeHex(linkage, descriptor)) {
+        // Same code as a bad length: either way the descriptor cannot be
+        // broadcast; the text tells the operator which it was.
+        logf(3, "Linkage descriptor is not hexadecimal: %s", linkage.c_str());
+        addError(kInvalidOtaLinkage, "Invalid hexadecimal digit in linkage descriptor");
+        return;
+    }
+
+    const std::string type = nodeText(typeNode);
+    const OtaType* ota = findOtaType(type);
+    if (ota == nullptr) {
+        logf(3, "Invalid OTA type: %s", type.c_str());
+        addError(kInvalidOtaType);
+        return;
+    }
+    if (firstOui(descriptor) != ota->oui) {
+        logf(3, "Invalid OUI %06X for OTA type %s", static_cast<unsigned>(firstOui(descriptor)), ota->type);
+        addError(kInvalidOtaLinkage, "Invalid OUI");
+        return;
+    }
+
+    const std::string path = otaDescriptorPath(*ota);
+    if (FilePtr(fopen(path.c_str(), "rb"))) {
+        addError(kOtaAlreadyRunning);
+        return;
+    }
+    if (!writeDescriptor(path, descriptor)) {
+        addError(kCouldNotStartOta);
+    }
 }
 
 }  // namespace dorel_remote_control

@@ -1,13 +1,23 @@
 #include "commands/maintenance/stop_tvcam_ota_firmware_upgrade.h"
 
 #include "commands/core/result_codes.h"
+#include "commands/maintenance/ota_descriptors.h"
+#include "common/log.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 namespace dorel_remote_control {
 
-// Placeholder until the command is written: reports itself as not available.
 void CmdStopTVCAMOTAFirmwareUpgrade::execute() {
     startResult();
-    addError(kInvalidCommand, "not implemented");
+
+    const std::string path = otaDescriptorPath(tvCamOtaType());
+    if (remove(path.c_str()) != 0) {
+        logf(3, "Could not remove %s: %s", path.c_str(), strerror(errno));
+        addError(kTvCamOtaNotRunning);
+    }
 }
 
 }  // namespace dorel_remote_control
