@@ -77,6 +77,12 @@ private:
     long nextTime_ = 0;
     std::string schedule_;
     std::unique_ptr<ResultDocument> result_;
+    XmlNode* root_ = nullptr;   // the envelope element
 };
+
+// The command element of an envelope: the first element among the children of
+// its data. Throws CommandParsingError "'command' has no 'data'" or "'data' has
+// no command".
+XmlNode* envelopeCommandElement(const XmlNode* envelope);
 
 }  // namespace dorel_remote_control

@@ -24,6 +24,10 @@ bool save(Command& command);
 // the stored result (so the same text is sent again).
 void load(Command& command, const doreldb::Record& row);
 
+// How far ahead a scheduled command counts as due: one due within the next
+// poll pass is waited for and runs at its second instead of up to a minute late.
+constexpr long kDueLookAheadSeconds = 70;
+
 // Rows whose result waits for delivery (status 2).
 std::vector<doreldb::Record> selectFinished(sqlite3* db);
 // Rows to run now: status 0, and status 4 due within 70 seconds of now;

@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace dorel_remote_control {
 
@@ -58,9 +59,13 @@ public:
 
 private:
     void build(const std::string& commandId);
+    // Writes the error entries into the tree and prints it.
+    std::string render(bool logErrors);
 
     std::unique_ptr<XmlDocument> doc_;
-    std::string loadedText_;     // keeps a reloaded text alive for in-place nodes
+    std::string loadedText_;     // a reloaded text, returned as it was while unchanged
+    std::string loadedCanonical_;  // what the reloaded tree printed to when it was loaded
+    std::vector<char> loadedBuffer_;  // keeps a reloaded text alive for in-place nodes
     XmlNode* root_ = nullptr;
     XmlNode* commandId_ = nullptr;
     XmlNode* mark_ = nullptr;

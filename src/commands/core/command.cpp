@@ -1,0 +1,81 @@
+// The command envelope and the run protocol shared by every command.
+#include "commands/core/command.h"
+
+#include "commands/core/result_codes.h"
+#include "common/clock.h"
+#include "common/errors.h"
+#include "common/log.h"
+
+#include <cstdlib>
+
+namespace dorel_remote_control {
+namespace {
+
+// The headend's database may be locked by its other programs for a while; a
+// command that could not reach it is run again this often before its result
+// goes out as it is.
+constexpr int kDatabaseRetries = 10;
+
+}  // namespace
+
+XmlNode* envelopeCommandElement(const XmlNode* envelope) {
+    XmlNode* data = envelope != nullptr ? childElement(envelope, "data") : nullptr;
+    if (data == nullptr) throw CommandParsingError("'command' has no 'data'");
+    for (XmlNode* child = data->first_node(); child != nullptr; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element) return child;
+    }
+    throw CommandParsingError("'data' has no command");
+}
+
+Command::Command(const std::string& envelopeText, const char* canonicalName)
+    : envelope_(envelopeText), name_(canonicalName), result_(std::make_unique<ResultDocument>()) {
+    // Whatever the root is called, it is the envelope: the server has never
+    // been strict about the name and neither are we.
+    root_ = envelope_.doc().first_node();
+    XmlNode* id = root_ != nullptr ? childElement(root_, "id") : nullptr;
+    if (id == nullptr) throw CommandParsingError("'command' has no 'id'");
+    commandId_ = atoi(nodeText(id).c_str());
+    commandElement_ = envelopeCommandElement(root_);
+    result_->setCommandId(commandId_);
+    logf(7, "New command id: %d", commandId_);
+}
+
+Command::~Command() = default;
+
+void Command::run() {
+    // A database that would not open is the same failure as one that would
+    // not answer: it is retried, and it must not take the agent down.
+    auto attempt = [this] {
+        try {
+            execute();
+        } catch (const CouldNotOpenDBError& e) {
+            logf(3, "Could not open DB: %s", e.what());
+            result_->addError(kCouldNotAccessDatabase);
+        }
+    };
+    status_ = kStatusRunning;
+    attempt();
+    for (int retry = 1; retry <= kDatabaseRetries && result_->hasError(kCouldNotAccessDatabase); ++retry) {
+        logf(3, "Command run resulted in a DB error. Retrying (%d)", retry);
+        clock::sleepSeconds(1);
+        result_->clear();
+        attempt();
+    }
+    status_ = kStatusFinished;
+    if (!result_->markSet()) result_->setCompletionMark(!result_->hasErrors());
+}
+
+std::string Command::envelopeText() const {
+    return printXml(*root_);
+}
+
+XmlNode* Command::startResult() {
+    logf(7, "Running %s command", name_.c_str());
+    return appendElement(result_->doc(), result_->data(), name_ + "Result");
+}
+
+XmlNode* Command::parameter(const char* name) const {
+    return childElement(commandElement_, name);
+}
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,90 @@
+// Saving commands to RCCommand and reading them back.
+#include "commands/core/command_store.h"
+
+#include "commands/core/command.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "db/tables.h"
+
+#include <cstdio>
+
+namespace dorel_remote_control {
+
+namespace col = doreldb::RCCommand;
+
+const char* const kStoredCommandPrefix = "<?xml version\"1.0\" encoding=\"utf-8\"?>";
+
+namespace {
+
+bool deleteRow(sqlite3* db, const Command& command) {
+    // A command that was never stored has no row to look for.
+    if (command.id() <= 0) return true;
+    logf(7, "Deleting command from DB");
+    doreldb::Record row(col::table());
+    row.setInt(col::id, static_cast<long>(command.id()));
+    doreldb::deleteId(db, row);
+    return true;
+}
+
+bool writeRow(sqlite3* db, Command& command) {
+    doreldb::Transaction transaction(db);
+    if (transaction.begin() != SQLITE_OK) return false;
+    logf(7, "Saving command to DB");
+
+    const bool isNew = command.id() < 1;
+    doreldb::Record row(col::table());
+    if (isNew) {
+        row.set(col::id, doreldb::tSqlite3parent());  // NULL: the database assigns it
+    } else {
+        row.setInt(col::id, static_cast<long>(command.id()));
+    }
+    row.setInt(col::commandId, static_cast<long>(command.commandId()));
+    row.set(col::command, kStoredCommandPrefix + command.envelopeText());
+    row.set(col::result, command.result().print());
+    row.setInt(col::status, static_cast<long>(command.status()));
+    row.setInt(col::nextTime, command.nextTime());
+    row.set(col::schedule, command.schedule());
+
+    int rc = isNew ? doreldb::insert(db, row) : doreldb::update(db, row);
+    if (rc != SQLITE_OK) {
+        transaction.rollback();
+        return false;
+    }
+    if (transaction.commit() != SQLITE_OK) return false;
+    if (isNew) command.setId(row.toInt(col::id));
+    return true;
+}
+
+}  // namespace
+
+bool save(Command& command) {
+    doreldb::DbHandle db = doreldb::openDatabase(paths::remoteControlDb());
+    if (!db) return false;
+    if (command.status() == kStatusDelivered) return deleteRow(db.get(), command);
+    return writeRow(db.get(), command);
+}
+
+void load(Command& command, const doreldb::Record& row) {
+    command.setId(row.toInt(col::id));
+    command.setNextTime(row.toInt(col::nextTime));
+    command.setSchedule(row.text(col::schedule));
+    command.setStatus(row.toInt(col::status));
+    if (command.status() == kStatusFinished) command.result().loadPrinted(row.text(col::result));
+}
+
+std::vector<doreldb::Record> selectFinished(sqlite3* db) {
+    return doreldb::doSelect(db, col::table(), " WHERE status LIKE %Q ", "2");
+}
+
+std::vector<doreldb::Record> selectDue(sqlite3* db, time_t now) {
+    // The clause carries no conversions of its own, so it is passed as the
+    // whole format text.
+    char clause[160];
+    snprintf(clause, sizeof clause,
+             "WHERE (nextTime <= '%ld' and status = '%d') or status = '%d' ORDER BY nextTime ASC, id ASC",
+             static_cast<long>(now) + kDueLookAheadSeconds, static_cast<int>(kStatusScheduled),
+             static_cast<int>(kStatusReceived));
+    return doreldb::doSelect(db, col::table(), clause);
+}
+
+}  // namespace dorel_remote_control

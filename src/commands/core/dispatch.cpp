@@ -1,0 +1,128 @@
+// The command factory and the command steps of the poll cycle: running
+// commands and getting their results to the server, keeping in the store
+// whatever has not got there yet.
+#include "commands/core/dispatch.h"
+
+#include "commands/core/command.h"
+#include "commands/core/command_store.h"
+#include "commands/core/command_table.h"
+#include "common/clock.h"
+#include "common/errors.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "db/access.h"
+#include "db/tables.h"
+#include "server/https_client.h"
+#include "server/settings.h"
+#include "server/status_reply.h"
+
+#include <cstdio>
+
+namespace dorel_remote_control {
+namespace {
+
+// Rows of the store, read with the database open only for the select: every
+// command saves itself through its own connection while it is handled.
+template <class Select, class... Args>
+std::vector<doreldb::Record> readRows(Select select, Args... args) {
+    doreldb::DbHandle db = doreldb::openDatabase(paths::remoteControlDb());
+    if (!db) return {};
+    return select(db.get(), args...);
+}
+
+void writeToStdout(const std::string& text) {
+    fwrite(text.data(), 1, text.size(), stdout);
+    fputc('\n', stdout);
+    fflush(stdout);
+}
+
+}  // namespace
+
+std::shared_ptr<Command> createCommand(const XmlNode& commandElement) {
+    return createCommand(printXml(commandElement));
+}
+
+std::shared_ptr<Command> createCommand(const std::string& envelopeText) {
+    std::string name;
+    {
+        ParsedXml parsed(envelopeText);
+        name = nodeName(envelopeCommandElement(parsed.doc().first_node()));
+    }  // the command parses its own copy; this one goes before it is made
+    const CommandEntry* entry = findCommand(name.c_str());
+    if (entry == nullptr) throw InvalidCommandError(name);
+    return entry->create(envelopeText);
+}
+
+std::shared_ptr<Command> createFromRow(const doreldb::Record& row) {
+    std::shared_ptr<Command> command = createCommand(row.text(doreldb::RCCommand::command));
+    load(*command, row);
+    return command;
+}
+
+void runAndReport(PollContext& context, Command& command) {
+    command.run();
+    sendResult(context, command);
+}
+
+void sendResult(PollContext& context, Command& command) {
+    const std::string text = command.result().print();
+    writeToStdout(text);
+
+    const std::string url = settings().serverAddress() + "commandResult";
+    logf(7, "Sending commandResult");
+    std::vector<std::shared_ptr<Command>> replyCommands;
+    try {
+        ResponseBuffer response = HttpsClient::instance().request(url, text.c_str());
+        replyCommands = takeReplyCommands(response.data() != nullptr ? response.data() : "");
+    } catch (const CurlError& e) {
+        logf(3, "Error sending remote-control request to server: %s", e.what());
+        // Still status 2: a later pass delivers it.
+        save(command);
+        return;
+    }
+    for (std::shared_ptr<Command>& next : replyCommands) context.queue.push_back(std::move(next));
+    command.setStatus(kStatusDelivered);
+    save(command);
+}
+
+void reportFinished(PollContext& context) {
+    logf(7, "Checking if there are finished commands");
+    for (const doreldb::Record& row : readRows(selectFinished)) {
+        std::shared_ptr<Command> command;
+        // A row that cannot be made into a command again stays where it is:
+        // it is reported on every pass rather than silently dropped.
+        try {
+            command = createFromRow(row);
+        } catch (const InvalidCommandError& e) {
+            logf(3, "Invalid command: %s", e.what());
+            continue;
+        } catch (const CommandParsingError& e) {
+            logf(3, "Command parsing error: %s", e.what());
+            continue;
+        } catch (const rapidxml::parse_error&) {
+            logf(3, "Could not parse command from DB");
+            continue;
+        }
+        sendResult(context, *command);
+    }
+}
+
+void runPending(PollContext& context) {
+    logf(7, "Checking if there are pending commands");
+    for (const doreldb::Record& row : readRows(selectDue, clock::now())) {
+        const long due = row.toInt(doreldb::RCCommand::nextTime);
+        const long now = static_cast<long>(clock::now());
+        if (due > now && due - now < kDueLookAheadSeconds) clock::sleepSeconds(static_cast<unsigned>(due - now));
+
+        std::shared_ptr<Command> command;
+        try {
+            command = createFromRow(row);
+        } catch (const rapidxml::parse_error&) {
+            logf(3, "Could not parse command from DB");
+            continue;
+        }
+        runAndReport(context, *command);
+    }
+}
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,130 @@
+// The commandResult document a command fills and the server receives.
+//
+// The error entries live in a map and are written into the tree only when the
+// document is printed, so they always come out in ascending code order however
+// the command recorded them, and a retried command starts from a clean map.
+#include "commands/core/result_document.h"
+
+#include "commands/core/result_codes.h"
+#include "common/log.h"
+#include "server/settings.h"
+
+#include <cstdlib>
+
+namespace dorel_remote_control {
+namespace {
+
+// The child of parent with that name; appended at the end when a reloaded
+// document lacks it, so every pointer of the result is usable.
+XmlNode* childOrAppend(XmlDocument& doc, XmlNode* parent, const char* name) {
+    XmlNode* child = childElement(parent, name);
+    return child != nullptr ? child : appendElement(doc, parent, name);
+}
+
+}  // namespace
+
+ResultDocument::ResultDocument() {
+    build("1");
+}
+
+void ResultDocument::build(const std::string& commandId) {
+    // A fresh document rather than emptied elements: RapidXML's pool never
+    // gives memory back, and a command may be retried ten times.
+    doc_ = std::make_unique<XmlDocument>();
+    loadedText_.clear();
+    loadedCanonical_.clear();
+    loadedBuffer_.clear();
+    loadedBuffer_.shrink_to_fit();
+    errors_.clear();
+    markSet_ = false;
+
+    const Settings& identity = settings();
+    root_ = appendElement(*doc_, doc_.get(), "commandResult");
+    appendElement(*doc_, root_, "id", identity.hostName());
+    appendElement(*doc_, root_, "mac", identity.mac());
+    appendElement(*doc_, root_, "serialNumber", identity.serialNumber());
+    appendElement(*doc_, root_, "zatContractId", identity.contractId());
+    commandId_ = appendElement(*doc_, root_, "commandId", commandId);
+    mark_ = appendElement(*doc_, root_, "result", "1");
+    errorsElement_ = appendElement(*doc_, root_, "errors");
+    data_ = appendElement(*doc_, root_, "data");
+}
+
+void ResultDocument::setCommandId(int commandId) {
+    commandId_->value(doc_->allocate_string(std::to_string(commandId).c_str()));
+}
+
+void ResultDocument::addError(int code, const std::string& detail) {
+    errors_[code] = detail.empty() ? std::string(resultCodeText(code)) : detail;
+}
+
+bool ResultDocument::hasError(int code) const {
+    return errors_.count(code) != 0;
+}
+
+void ResultDocument::setCompletionMark(bool success) {
+    mark_->value(success ? "0" : "1");
+    markSet_ = true;
+}
+
+bool ResultDocument::succeeded() const {
+    return nodeText(mark_) == "0";
+}
+
+void ResultDocument::clear() {
+    build(nodeText(commandId_));
+}
+
+std::string ResultDocument::render(bool logErrors) {
+    errorsElement_->remove_all_nodes();
+    for (const auto& entry : errors_) {
+        XmlNode* error = appendElement(*doc_, errorsElement_, "error");
+        appendElement(*doc_, error, "id", std::to_string(entry.first));
+        appendElement(*doc_, error, "text", entry.second);
+        if (logErrors) logf(3, "Command error: %d %s", entry.first, entry.second.c_str());
+    }
+    return kXmlDeclaration + printXml(*root_);
+}
+
+std::string ResultDocument::print() {
+    std::string text = render(true);
+    // A reloaded result goes out exactly as it was stored as long as nothing
+    // changed it: printing a parsed tree does not reproduce every text (an
+    // all-blank value, for one, would lose its blanks).
+    if (!loadedText_.empty() && text == loadedCanonical_) return loadedText_;
+    return text;
+}
+
+void ResultDocument::loadPrinted(const std::string& text) {
+    std::vector<char> buffer(text.begin(), text.end());
+    buffer.push_back('\0');
+    auto doc = std::make_unique<XmlDocument>();
+    doc->parse<0>(buffer.data());
+    XmlNode* root = childElement(doc.get(), "commandResult");
+    if (root == nullptr) throw rapidxml::parse_error("no 'commandResult' element", buffer.data());
+
+    std::map<int, std::string> errors;
+    XmlNode* errorsElement = childOrAppend(*doc, root, "errors");
+    for (XmlNode* error = errorsElement->first_node("error"); error != nullptr;
+         error = error->next_sibling("error")) {
+        int code = atoi(nodeText(childElement(error, "id")).c_str());
+        std::string detail = nodeText(childElement(error, "text"));
+        errors[code] = detail.empty() ? std::string(resultCodeText(code)) : detail;
+    }
+
+    // Nothing of the current result is touched until the text has been
+    // accepted.
+    commandId_ = childOrAppend(*doc, root, "commandId");
+    mark_ = childOrAppend(*doc, root, "result");
+    data_ = childOrAppend(*doc, root, "data");
+    errorsElement_ = errorsElement;
+    root_ = root;
+    doc_ = std::move(doc);
+    loadedBuffer_ = std::move(buffer);
+    errors_ = std::move(errors);
+    markSet_ = true;
+    loadedText_ = text;
+    loadedCanonical_ = render(false);
+}
+
+}  // namespace dorel_remote_control
