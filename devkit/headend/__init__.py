@@ -1,0 +1,1 @@
+"""The dev kit's simulated headend (see devkit/README.md)."""
