@@ -1,0 +1,166 @@
+"""Stand-ins for the headend programs the agent runs.
+
+Each stub is a small sh script with the root baked in. It appends its command
+line (the program's fixed path, then each argument after one blank) to
+ROOT/devkit/calls.log and behaves as the files under ROOT/devkit/ say; see
+devkit/README.md.
+"""
+
+import os
+import shlex
+
+_PREAMBLE = r"""#!/bin/sh
+# Dev-kit stand-in for {fixed}: records how it was called, never touches the
+# host. Behaviour files live under $DEVKIT (see devkit/README.md).
+ROOT={root}
+DEVKIT="$ROOT/devkit"
+
+{{ printf '%s' {fixed_q}; for a in "$@"; do printf ' %s' "$a"; done; printf '\n'; }} >>"$DEVKIT/calls.log"
+
+# status_of FILE DEFAULT: the exit status written in FILE, DEFAULT without one.
+status_of() {{
+    if [ -f "$1" ]; then
+        s=
+        IFS= read -r s <"$1" || true
+        case $s in
+            ''|*[!0-9]*) echo "devkit: bad exit status in $1" >&2; echo 1 ;;
+            *) echo "$s" ;;
+        esac
+    else
+        echo "$2"
+    fi
+}}
+"""
+
+_SIMPLE = r"""
+exit "$(status_of "$DEVKIT/exit/{name}" 0)"
+"""
+
+_IDENTITY = r"""
+value="$DEVKIT/identity/{name}"
+[ -f "$value" ] || exit 1
+line=
+IFS= read -r line <"$value" || true
+printf '%s\n' "$line"
+if [ -f "$value.status" ]; then
+    cat "$value.status"
+else
+    echo OK
+fi
+"""
+
+_HOSTNAME = r"""
+value="$DEVKIT/identity/hostname"
+[ -f "$value" ] || exit 1
+line=
+IFS= read -r line <"$value" || true
+printf '%s\n' "$line"
+"""
+
+_TIME_OFFSETS = r"""
+status=$(status_of "$DEVKIT/exit/{name}" 0)
+if [ "$status" = 0 ]; then
+    out="$ROOT/tmp/temp_tot_file_web"
+    if [ -f "$DEVKIT/get_time_offsets.out" ]; then
+        cat "$DEVKIT/get_time_offsets.out" >"$out"
+    else
+        # One line per zone asked for (the first argument is the mode).
+        : >"$out"
+        shift
+        for zone in "$@"; do printf '%s +0100\n' "$zone" >>"$out"; done
+    fi
+fi
+exit "$status"
+"""
+
+# The PHP-serialize layout the module's XML-RPC service leaves behind, made
+# from name=value lines. Lengths are byte counts, hence LC_ALL=C.
+_SERIALIZE_AWK = r"""
+BEGIN { n = 0 }
+/^[ \t]*(#|$)/ { next }
+{
+    i = index($0, "=")
+    if (i == 0) next
+    name[n] = substr($0, 1, i - 1)
+    value[n] = substr($0, i + 1)
+    sub(/\r$/, "", value[n])
+    n++
+}
+END {
+    printf "a:%d:{", n
+    for (k = 0; k < n; k++)
+        printf "i:%d;O:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:%d:\"%s\";s:6:\"fvalor\";s:%d:\"%s\";}", \
+            k, length(name[k]), name[k], length(value[k]), value[k]
+    printf "}\n"
+}
+"""
+
+_XMLRPC = r"""
+address=$1
+method=$2
+case $address in
+    ''|*/*) exit 1 ;;
+esac
+module="$DEVKIT/modules/$address"
+# A module the dev kit knows nothing about cannot be reached.
+if [ ! -f "$module.vars" ] && [ ! -f "$module.raw" ] && [ ! -f "$module.exit" ]; then
+    exit 1
+fi
+case $method in
+    GetTable)
+        status=$(status_of "$module.exit" 0)
+        if [ "$status" = 0 ]; then
+            out="$ROOT/tmp/PHPserialize.txt"
+            if [ -f "$module.raw" ]; then
+                cat "$module.raw" >"$out"
+            elif [ -f "$module.vars" ]; then
+                LC_ALL=C awk {awk} <"$module.vars" >"$out"
+            else
+                printf 'a:0:{{}}\n' >"$out"
+            fi
+        fi
+        exit "$status"
+        ;;
+    *)
+        if [ -f "$module.$method.exit" ]; then
+            exit "$(status_of "$module.$method.exit" 0)"
+        fi
+        exit "$(status_of "$DEVKIT/xmlrpc-$method.exit" 0)"
+        ;;
+esac
+"""
+
+# (path under the root, fixed name recorded in calls.log, body template)
+STUBS = [
+    ("dorel/script/SERIAL", "/dorel/script/SERIAL", _IDENTITY),
+    ("dorel/script/MAC", "/dorel/script/MAC", _IDENTITY),
+    ("dorel/script/MODELO", "/dorel/script/MODELO", _IDENTITY),
+    ("bin/hostname", "hostname", _HOSTNAME),
+    ("sbin/reboot", "reboot", _SIMPLE),
+    ("dorel/bin/clienteXMLRPC", "/dorel/bin/clienteXMLRPC", _XMLRPC),
+    ("dorel/bin/QuorKey", "/dorel/bin/QuorKey", _SIMPLE),
+    ("dorel/script/fw_upload_start.sh", "/dorel/script/fw_upload_start.sh", _SIMPLE),
+    ("dorel/script/fw_upload_end.sh", "/dorel/script/fw_upload_end.sh", _SIMPLE),
+    ("dorel/script/WAN_from_DB.sh", "/dorel/script/WAN_from_DB.sh", _SIMPLE),
+    ("dorel/script/get_time_offsets.sh", "/dorel/script/get_time_offsets.sh", _TIME_OFFSETS),
+    ("etc/init.d/S60crond", "/etc/init.d/S60crond", _SIMPLE),
+]
+
+
+def stub_text(root, fixed, body):
+    name = os.path.basename(fixed)
+    text = _PREAMBLE.format(fixed=fixed, fixed_q=shlex.quote(fixed), root=shlex.quote(root))
+    return text + body.format(name=name, awk=shlex.quote(_SERIALIZE_AWK))
+
+
+def install_stubs(root):
+    for relative, fixed, body in STUBS:
+        path = os.path.join(root, relative)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "w", encoding="utf-8") as f:
+            f.write(stub_text(root, fixed, body))
+        os.chmod(path, 0o755)
+    md5 = os.path.join(root, "usr/bin/md5sum")
+    os.makedirs(os.path.dirname(md5), exist_ok=True)
+    if not os.path.lexists(md5):
+        os.symlink("/usr/bin/md5sum", md5)
