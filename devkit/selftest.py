@@ -1,0 +1,233 @@
+#!/usr/bin/env python3
+"""Self-check of the dev kit: the simulated headend's stubs and the HTTPS test
+server behave as devkit/README.md promises. Run by scripts/test.sh before the
+agent's own tests, so a broken dev kit shows up as itself."""
+
+import base64
+import json
+import os
+import shutil
+import signal
+import sqlite3
+import ssl
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import http.client
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+CACHE = os.environ.get("RC_DEVKIT_CERT_CACHE") or os.path.join(
+    tempfile.gettempdir(), "rc-devkit-selftest-certs-%d" % os.getuid())
+
+
+def make_headend(root, *args):
+    subprocess.run([sys.executable, os.path.join(HERE, "make-headend"), root,
+                    "--cert-cache", CACHE] + list(args), check=True, stdin=subprocess.DEVNULL)
+
+
+def run_stub(root, relative, *args):
+    return subprocess.run([os.path.join(root, relative)] + list(args),
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+
+class HeadendLayout(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = tempfile.mkdtemp(prefix="rc-devkit-selftest-")
+        cls.root = os.path.join(cls.tmp, "root")
+        make_headend(cls.root, "--modules", "3", "--cam-modules", "2")
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.tmp, ignore_errors=True)
+
+    def read_calls(self):
+        with open(os.path.join(self.root, "devkit/calls.log")) as f:
+            return f.read().splitlines()
+
+    def test_identity_scripts_print_value_and_status(self):
+        out = run_stub(self.root, "dorel/script/SERIAL")
+        self.assertEqual(out.stdout, "SN-0001\nOK\n")
+        status = os.path.join(self.root, "devkit/identity/MODELO.status")
+        with open(status, "w") as f:
+            f.write("FAIL\n")
+        try:
+            self.assertEqual(run_stub(self.root, "dorel/script/MODELO").stdout, "KVB-200\nFAIL\n")
+        finally:
+            os.unlink(status)
+        self.assertEqual(run_stub(self.root, "bin/hostname").stdout, "headend-test\n")
+
+    def test_fresh_modules_report_no_alarm_words(self):
+        out = run_stub(self.root, "dorel/bin/clienteXMLRPC", "10.9.0.1", "GetTable", "TempDB",
+                       "alarmasEstado", "WHERE 1")
+        self.assertEqual(out.returncode, 0)
+        with open(os.path.join(self.root, "tmp/PHPserialize.txt")) as f:
+            text = f.read()
+        self.assertTrue(text.startswith("a:15:{i:0;O:15:\"tAlarmasEstadoE\":2:{"), text)
+        self.assertIn('s:7:"fnombre";s:10:"estado_cam";s:6:"fvalor";s:1:"1";', text)
+        self.assertIn("/dorel/bin/clienteXMLRPC 10.9.0.1 GetTable TempDB alarmasEstado WHERE 1",
+                      self.read_calls())
+
+    def test_unknown_module_is_unreachable_and_exit_files_rule(self):
+        self.assertEqual(run_stub(self.root, "dorel/bin/clienteXMLRPC", "10.9.9.9",
+                                  "resetCAM").returncode, 1)
+        exit_file = os.path.join(self.root, "devkit/xmlrpc-resetCAM.exit")
+        with open(exit_file, "w") as f:
+            f.write("4\n")
+        try:
+            self.assertEqual(run_stub(self.root, "dorel/bin/clienteXMLRPC", "10.9.0.2",
+                                      "resetCAM").returncode, 4)
+        finally:
+            os.unlink(exit_file)
+        with open(os.path.join(self.root, "devkit/exit/fw_upload_start.sh"), "w") as f:
+            f.write("5\n")
+        self.assertEqual(run_stub(self.root, "dorel/script/fw_upload_start.sh", "10").returncode, 5)
+        self.assertEqual(run_stub(self.root, "sbin/reboot").returncode, 0)
+
+    def test_hostile_arguments_are_recorded_not_run(self):
+        marker = os.path.join(self.tmp, "pwned")
+        out = run_stub(self.root, "dorel/bin/QuorKey", "$(touch %s)" % marker, "`touch x`")
+        self.assertEqual(out.returncode, 0)
+        self.assertFalse(os.path.exists(marker))
+        self.assertIn("/dorel/bin/QuorKey $(touch %s) `touch x`" % marker, self.read_calls())
+
+    def test_time_offsets_writes_one_line_per_zone(self):
+        run_stub(self.root, "dorel/script/get_time_offsets.sh", "0", "Europe/Madrid",
+                 "Atlantic/Canary")
+        with open(os.path.join(self.root, "tmp/temp_tot_file_web")) as f:
+            self.assertEqual(f.read(), "Europe/Madrid +0100\nAtlantic/Canary +0100\n")
+
+    def test_cam_modules_are_the_last_ones(self):
+        db = sqlite3.connect(os.path.join(self.root, "dorel/DB/config_global.sqlite"))
+        try:
+            rows = db.execute("SELECT Familia, Modelo FROM RedesModulos ORDER BY idRedMod").fetchall()
+        finally:
+            db.close()
+        self.assertEqual(rows, [("20", "3"), ("36", "5"), ("36", "5")])
+
+
+class TestServer(unittest.TestCase):
+    SCRIPT = {
+        "routes": {
+            "/rc/status": [{"code": 200, "body": "<statusReply>first</statusReply>"},
+                           {"code": 500, "body": "oops"}],
+            "/rc/moved": [{"redirect": "/rc/status", "code": 302}],
+        },
+        "files": {"/fw/fw-2.3.bin": "firmware bytes"},
+    }
+
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = tempfile.mkdtemp(prefix="rc-devkit-selftest-")
+        cls.root = os.path.join(cls.tmp, "root")
+        make_headend(cls.root, "--modules", "1")
+        cls.log = os.path.join(cls.tmp, "requests.jsonl")
+        cls.server = cls.start("default", cls.SCRIPT)
+        cls.port = cls.wait_port(os.path.join(cls.tmp, "port-default"))
+
+    @classmethod
+    def start(cls, name, script, cert_set="default", idle="60"):
+        path = os.path.join(cls.tmp, "script-%s.json" % name)
+        with open(path, "w") as f:
+            json.dump(script, f)
+        return subprocess.Popen([sys.executable, os.path.join(HERE, "testserver.py"),
+                                 "--root", cls.root, "--script", path, "--log", cls.log,
+                                 "--port-file", os.path.join(cls.tmp, "port-" + name),
+                                 "--cert-set", cert_set, "--idle-exit", idle])
+
+    @staticmethod
+    def wait_port(path):
+        deadline = time.monotonic() + 10
+        while time.monotonic() < deadline:
+            if os.path.exists(path):
+                with open(path) as f:
+                    return int(f.read())
+            time.sleep(0.05)
+        raise AssertionError("test server did not start")
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.server.send_signal(signal.SIGTERM)
+        cls.server.wait(timeout=10)
+        shutil.rmtree(cls.tmp, ignore_errors=True)
+
+    def context(self, client_cert=True):
+        ctx = ssl.create_default_context(cafile=os.path.join(self.root,
+                                                             "dorel/certs/dorel/wmb-ca-chain.pem"))
+        if client_cert:
+            ctx.load_cert_chain(os.path.join(self.root, "dorel/certs/module/wmb-client.crt"),
+                                os.path.join(self.root, "dorel/certs/module/wmb.key"))
+        return ctx
+
+    def request(self, method, path, body=None, user="rc-user", password="rc-pass", port=None):
+        conn = http.client.HTTPSConnection("127.0.0.1", port or self.port, context=self.context(),
+                                           timeout=10)
+        headers = {}
+        if user is not None:
+            token = base64.b64encode(("%s:%s" % (user, password)).encode()).decode()
+            headers["Authorization"] = "Basic " + token
+        if body is not None:
+            headers["Content-Type"] = "application/xml"
+        try:
+            conn.request(method, path, body=body, headers=headers)
+            response = conn.getresponse()
+            return response.status, response.read().decode(), dict(response.getheaders())
+        finally:
+            conn.close()
+
+    def records(self):
+        with open(self.log) as f:
+            return [json.loads(line) for line in f if line.strip()]
+
+    def test_routes_defaults_files_and_auth(self):
+        self.assertEqual(self.request("POST", "/rc/status", "<status/>")[:2],
+                         (200, "<statusReply>first</statusReply>"))
+        self.assertEqual(self.request("POST", "/rc/status", "<status/>")[0], 500)
+        code, body, _ = self.request("POST", "/rc/status", "<status/>")
+        self.assertEqual((code, body), (200, '<?xml version="1.0" encoding="utf-8"?>\n'
+                                             '<statusReply></statusReply>'))
+        self.assertEqual(self.request("POST", "/rc/commandResult", "<r/>")[0], 200)
+        self.assertEqual(self.request("GET", "/fw/fw-2.3.bin")[:2], (200, "firmware bytes"))
+        self.assertEqual(self.request("GET", "/fw/missing.bin")[0], 404)
+        code, _, headers = self.request("GET", "/rc/moved")
+        self.assertEqual(code, 302)
+        self.assertEqual(headers["Location"], "https://127.0.0.1:%d/rc/status" % self.port)
+        code, _, headers = self.request("POST", "/rc/status", "<status/>", password="wrong")
+        self.assertEqual(code, 401)
+        self.assertTrue(headers["WWW-Authenticate"].startswith("Basic"))
+        self.assertEqual(self.request("POST", "/rc/status", "x", user=None)[0], 401)
+
+        wrong = [r for r in self.records() if r.get("user") == "rc-user" and not r["auth_ok"]]
+        self.assertEqual(len(wrong), 1)
+        first = next(r for r in self.records() if r.get("status") == 200)
+        self.assertEqual(first["client_subject"], "SN-0001")
+        self.assertEqual(first["body"], "<status/>")
+        self.assertEqual(first["headers"]["Content-Type"], "application/xml")
+
+    def test_client_without_certificate_is_refused(self):
+        conn = http.client.HTTPSConnection("127.0.0.1", self.port,
+                                           context=self.context(client_cert=False), timeout=10)
+        with self.assertRaises((ssl.SSLError, ConnectionError)):
+            conn.request("GET", "/rc/status")
+            conn.getresponse().read()
+        conn.close()
+
+    def test_other_certificate_set_is_not_trusted_by_the_agent_ca(self):
+        server = self.start("other", {}, cert_set="other")
+        try:
+            port = self.wait_port(os.path.join(self.tmp, "port-other"))
+            with self.assertRaises(ssl.SSLCertVerificationError):
+                self.request("GET", "/rc/status", port=port)
+        finally:
+            server.send_signal(signal.SIGTERM)
+            server.wait(timeout=10)
+
+    def test_idle_server_exits_by_itself(self):
+        server = self.start("idle", {}, idle="0.5")
+        self.assertEqual(server.wait(timeout=10), 0)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=1)

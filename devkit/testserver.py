@@ -1,0 +1,266 @@
+#!/usr/bin/env python3
+"""The remote-control server as tests see it: HTTPS on 127.0.0.1 with a
+client certificate required, basic authentication, answers taken from a
+script, and every request recorded as one JSON line.
+
+    testserver.py --root ROOT --script SCRIPT.json --log REQUESTS.jsonl
+                  --port-file FILE [--cert-set default|other] [--idle-exit SECONDS]
+
+Script (all keys optional):
+    {"users":  {"rc-user": "rc-pass"},
+     "routes": {"/rc/status": [{"code": 200, "body": "...", "delay": 0.0,
+                                "headers": {}},
+                               {"redirect": "/rc/other", "code": 302}]},
+     "files":  {"/fw/fw-2.3.bin": "content"}}
+
+A route's answers are used once each, in order. Without one left, paths
+ending in "/status" or "/commandResult" get an empty statusReply, paths in
+"files" are served to GET, anything else is 404.
+"""
+
+import argparse
+import base64
+import json
+import os
+import signal
+import socket
+import ssl
+import sys
+import threading
+import time
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+EMPTY_REPLY = '<?xml version="1.0" encoding="utf-8"?>\n<statusReply></statusReply>'
+DEFAULT_REPLY_SUFFIXES = ("/status", "/commandResult")
+CERT_SETS = {
+    "default": ("server.crt", "server.key"),
+    "other": ("other-server.crt", "other-server.key"),
+}
+
+
+class Script:
+    """The answer script; route queues are shared by the handler threads."""
+
+    def __init__(self, data):
+        if not isinstance(data, dict):
+            raise ValueError("script must be a JSON object")
+        self.users = dict(data.get("users", {"rc-user": "rc-pass"}))
+        self.files = dict(data.get("files", {}))
+        self.routes = {path: list(answers) for path, answers in data.get("routes", {}).items()}
+        for path, answers in self.routes.items():
+            for a in answers:
+                if not isinstance(a, dict):
+                    raise ValueError("answer for %s is not an object: %r" % (path, a))
+        self.lock = threading.Lock()
+
+    def next_answer(self, path):
+        with self.lock:
+            queue = self.routes.get(path)
+            if queue:
+                return queue.pop(0)
+        return None
+
+
+class RequestLog:
+    def __init__(self, path):
+        self.file = open(path, "a", encoding="utf-8")
+        self.lock = threading.Lock()
+
+    def write(self, record):
+        line = json.dumps(record, ensure_ascii=False)
+        with self.lock:
+            self.file.write(line + "\n")
+            self.file.flush()
+
+
+class Activity:
+    def __init__(self):
+        self.last = time.monotonic()
+
+    def touch(self):
+        self.last = time.monotonic()
+
+
+def client_common_name(cert):
+    for rdn in (cert or {}).get("subject", ()):
+        for key, value in rdn:
+            if key == "commonName":
+                return value
+    return ""
+
+
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    server_version = "DevkitRC/1.0"
+
+    # TLS is set up here, in the request's own thread, so a client that stalls
+    # in the handshake cannot hold up the others.
+    def setup(self):
+        self.server.activity.touch()
+        self.request.settimeout(30)
+        try:
+            self.request = self.server.tls.wrap_socket(self.request, server_side=True)
+        except (ssl.SSLError, OSError) as e:
+            self.server.log.write({"event": "tls_error", "error": str(e)})
+            self.tls_failed = True
+        else:
+            self.tls_failed = False
+        super().setup()
+
+    def handle(self):
+        if not self.tls_failed:
+            super().handle()
+
+    def log_message(self, format, *args):  # keep the test output quiet
+        pass
+
+    def do_GET(self):
+        self.answer()
+
+    def do_POST(self):
+        self.answer()
+
+    def read_body(self):
+        length = self.headers.get("Content-Length")
+        if length is None:
+            return b""
+        try:
+            n = int(length)
+        except ValueError:
+            return b""
+        return self.rfile.read(max(n, 0))
+
+    def credentials(self):
+        header = self.headers.get("Authorization", "")
+        if not header.startswith("Basic "):
+            return "", None
+        try:
+            user, _, password = base64.b64decode(header[6:].strip()).decode("utf-8").partition(":")
+        except (ValueError, UnicodeDecodeError):
+            return "", None
+        return user, password
+
+    def decide(self, path, method):
+        """(code, body bytes, extra headers) for an authenticated request."""
+        script = self.server.script
+        answer = script.next_answer(path)
+        if answer is not None:
+            delay = float(answer.get("delay", 0) or 0)
+            if delay > 0:
+                time.sleep(delay)
+            headers = dict(answer.get("headers", {}))
+            if "redirect" in answer:
+                target = answer["redirect"]
+                if not target.startswith("http"):
+                    target = "https://127.0.0.1:%d%s" % (self.server.server_address[1], target)
+                headers.setdefault("Location", target)
+                return int(answer.get("code", 302)), b"", headers
+            body = str(answer.get("body", "")).encode("utf-8")
+            return int(answer.get("code", 200)), body, headers
+        if path.endswith(DEFAULT_REPLY_SUFFIXES):
+            return 200, EMPTY_REPLY.encode("utf-8"), {}
+        if method == "GET" and path in script.files:
+            return 200, str(script.files[path]).encode("utf-8"), \
+                {"Content-Type": "application/octet-stream"}
+        return 404, b"not found\n", {"Content-Type": "text/plain"}
+
+    def answer(self):
+        self.server.activity.touch()
+        body = self.read_body()
+        user, password = self.credentials()
+        script = self.server.script
+        auth_ok = password is not None and script.users.get(user) == password
+        if auth_ok:
+            code, payload, headers = self.decide(self.path, self.command)
+        else:
+            code, payload, headers = 401, b"unauthorized\n", {
+                "WWW-Authenticate": 'Basic realm="remote-control"'}
+        self.server.log.write({
+            "method": self.command,
+            "path": self.path,
+            "headers": {k: v for k, v in self.headers.items()},
+            "body": body.decode("utf-8", errors="replace"),
+            "client_subject": client_common_name(self.connection.getpeercert()),
+            "user": user,
+            "auth_ok": auth_ok,
+            "status": code,
+        })
+        self.send_response(code)
+        headers.setdefault("Content-Type", "application/xml")
+        for name, value in headers.items():
+            self.send_header(name, str(value))
+        self.send_header("Content-Length", str(len(payload)))
+        self.end_headers()
+        self.wfile.write(payload)
+        self.server.activity.touch()
+
+
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+    allow_reuse_address = False
+
+    def handle_error(self, request, client_address):
+        # A client that hangs up mid-request is normal in tests.
+        exc = sys.exc_info()[1]
+        if not isinstance(exc, (ConnectionError, ssl.SSLError, socket.timeout)):
+            super().handle_error(request, client_address)
+
+
+def tls_context(root, cert_set):
+    certs = os.path.join(root, "devkit", "certs")
+    crt, key = CERT_SETS[cert_set]
+    ctx = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    ctx.load_cert_chain(os.path.join(certs, crt), os.path.join(certs, key))
+    ctx.verify_mode = ssl.CERT_REQUIRED
+    ctx.load_verify_locations(os.path.join(certs, "ca.crt"))
+    return ctx
+
+
+def write_port_file(path, port):
+    tmp = path + ".tmp"
+    with open(tmp, "w") as f:
+        f.write("%d\n" % port)
+    os.rename(tmp, path)
+
+
+def watch_idle(server, idle_seconds):
+    while True:
+        time.sleep(min(1.0, idle_seconds))
+        if time.monotonic() - server.activity.last > idle_seconds:
+            os._exit(0)
+
+
+def main():
+    p = argparse.ArgumentParser(description="HTTPS test server for the remote-control agent.")
+    p.add_argument("--root", required=True)
+    p.add_argument("--script", required=True)
+    p.add_argument("--log", required=True)
+    p.add_argument("--port-file", required=True)
+    p.add_argument("--cert-set", choices=sorted(CERT_SETS), default="default")
+    p.add_argument("--idle-exit", type=float, default=300.0)
+    args = p.parse_args()
+
+    # Exit at once on a signal: the log is flushed line by line already.
+    for sig in (signal.SIGTERM, signal.SIGINT):
+        signal.signal(sig, lambda *_: os._exit(0))
+
+    try:
+        with open(args.script, encoding="utf-8") as f:
+            script = Script(json.load(f))
+        tls = tls_context(args.root, args.cert_set)
+        server = Server(("127.0.0.1", 0), Handler)
+    except (OSError, ValueError, ssl.SSLError) as e:
+        print("testserver: %s" % e, file=sys.stderr)
+        return 1
+    server.script = script
+    server.tls = tls
+    server.log = RequestLog(args.log)
+    server.activity = Activity()
+    threading.Thread(target=watch_idle, args=(server, args.idle_exit), daemon=True).start()
+    write_port_file(args.port_file, server.server_address[1])
+    server.serve_forever(poll_interval=0.2)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
