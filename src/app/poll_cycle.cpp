@@ -1,25 +1,116 @@
 #include "app/poll_cycle.h"
 
+#include "commands/core/command.h"
+#include "commands/core/dispatch.h"
+#include "common/clock.h"
+#include "common/dorelcommon.h"
 #include "common/errors.h"
 #include "common/log.h"
+#include "server/https_client.h"
 #include "server/settings.h"
+#include "server/status_reply.h"
+#include "server/status_report.h"
 
 namespace dorel_remote_control {
 
-// The full loop comes with the command queue; until then one settings load.
-void pollCycle(PollContext&, LoggingState&) {
+namespace {
+
+const time_t kPassSeconds = 60;
+const char* const kIdent = "remote-control";
+
+}  // namespace
+
+int sendStatus(PollContext& context, const std::string& statusText) {
+    const std::string url = settings().serverAddress() + "status";
+    logf(7, "Sending status");
+    logf(7, "Status: %s", statusText.c_str());
+    ResponseBuffer response;
     try {
-        bool changed = settings().load();
-        logf(7, "Settings loaded (%s): active %d, interval %u, server %s", changed ? "changed" : "unchanged",
-             settings().active() ? 1 : 0, static_cast<unsigned>(settings().interval()),
-             settings().serverAddress().c_str());
-    } catch (const ReadConfigError& error) {
-        logf(3, "Could not load settings: %s", error.what());
+        response = HttpsClient::instance().request(url, statusText.c_str());
+    } catch (const CurlError& error) {
+        logf(3, "Error sending remote-control request to server: %s", error.what());
+        setConnection(context, kNotConnected);
+        return -1;
+    }
+    setConnection(context, kConnected);
+
+    std::vector<std::shared_ptr<Command>> commands;
+    try {
+        commands = takeReplyCommands(response.data());
+    } catch (const std::exception&) {
+        logf(4, "Error parsing XML");
+        return -2;
+    }
+    for (const std::shared_ptr<Command>& command : commands) runAndReport(context, *command);
+    return 0;
+}
+
+void PollLoop::runPass() {
+    try {
+        if (settings().load()) {
+            context_.connectionState = kConnectionUnknown;
+            skipCount_ = 0;
+        }
+    } catch (const ReadConfigError&) {
+        // Already logged; without an identity there is nothing to report.
+        return;
+    }
+
+    if (!settings().active()) {
+        logf(7, "Not active");
+        if (context_.connectionState != kNotConnected) {
+            context_.connectionState = kConnectionUnknown;
+            setConnection(context_, kNotConnected);
+        }
+        skipCount_ = 0;
+        return;
+    }
+
+    reportFinished(context_);
+    runPending(context_);
+
+    std::string status;
+    try {
+        status = buildStatusText();
+    } catch (const CouldNotOpenDBError&) {
+        logf(3, "Could not open DB");
+    }
+
+    int sent = 0;
+    if (skipCount_ == 0 || status != lastStatus_) {
+        logf(7, "Sending Status");
+        sent = sendStatus(context_, status);
+        lastStatus_ = status;
+        skipCount_ = 0;
+    }
+    // An unchanged status goes out again every `interval` passes; after a
+    // failure the next pass always sends.
+    const unsigned next = skipCount_ + 1;
+    skipCount_ = (sent == 0 && next < settings().interval()) ? next : 0;
+
+    while (!context_.queue.empty()) {
+        std::shared_ptr<Command> command = context_.queue.front();
+        context_.queue.pop_front();
+        runAndReport(context_, *command);
     }
 }
 
-void setConnection(PollContext&, int) {}
+void PollLoop::waitForNextPass(time_t passStart) {
+    if (wait_for_inotify_changes(logging_.inotifyFd, logging_.watch)) {
+        logging_.watch = configure_global_syslog(nullptr, kIdent, &debugMask, logging_.inotifyFd);
+    }
+    time_t seconds = passStart + kPassSeconds - clock::now();
+    if (seconds > kPassSeconds) seconds = kPassSeconds;  // the clock went back
+    if (seconds >= 1) clock::sleepSeconds(static_cast<unsigned>(seconds));
+}
 
-int sendStatus(PollContext&, const std::string&) { return -1; }
+void PollLoop::run() {
+    for (;;) {
+        const time_t passStart = clock::now();
+        runPass();
+        if (settings().runOnce()) return;
+        waitForNextPass(passStart);
+    }
+}
 
 }  // namespace dorel_remote_control

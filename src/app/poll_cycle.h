@@ -5,6 +5,7 @@
 
 #include "commands/core/poll_context.h"
 
+#include <ctime>
 #include <string>
 
 namespace dorel_remote_control {
@@ -15,9 +16,29 @@ struct LoggingState {
     int watch = -1;
 };
 
-// Runs passes until the process ends; returns after one pass in single-cycle
-// mode.
-void pollCycle(PollContext& context, LoggingState& logging);
+// One poll loop and the little it remembers between passes: the last status
+// it sent and how many passes in a row it has held back an unchanged one.
+class PollLoop {
+public:
+    PollLoop(PollContext& context, LoggingState& logging) : context_(context), logging_(logging) {}
+
+    // Passes until the process ends; one pass only in single-cycle mode.
+    void run();
+
+    // One pass, without the wait that follows it.
+    void runPass();
+    // Re-reads the logging configuration when it changed, then sleeps out the
+    // rest of the minute that began at passStart (not at all after a long pass).
+    void waitForNextPass(time_t passStart);
+
+private:
+    PollContext& context_;
+    LoggingState& logging_;
+    std::string lastStatus_;
+    unsigned skipCount_ = 0;
+};
+
+inline void pollCycle(PollContext& context, LoggingState& logging) { PollLoop(context, logging).run(); }
 
 // Records the outcome of a contact with the server (1 answered, 2 did not) in
 // the connection flag servidorZAT_conectado.

@@ -1,0 +1,56 @@
+// The connection flag servidorZAT_conectado that the headend's web interface
+// shows: "1" while the server answers, "0" once it has not for a while.
+#include "app/poll_cycle.h"
+
+#include "common/clock.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "db/access.h"
+#include "db/tables.h"
+
+namespace dorel_remote_control {
+
+namespace {
+
+// A failure this soon after the flag went to "1" leaves it there: a single
+// missed exchange should not make the headend look disconnected.
+const time_t kDisconnectGraceSeconds = 599;
+
+void writeFlag(PollContext& context, int state) {
+    namespace cfg = doreldb::configuracionWebGlobal;
+    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
+    if (!db) return;
+    std::vector<doreldb::Record> rows =
+        doreldb::doSelect(db.get(), cfg::table(), " WHERE nombre LIKE %Q ", "servidorZAT_conectado");
+    // The flag is the web interface's row; without it there is nothing to show.
+    if (rows.empty()) return;
+    doreldb::Record& row = rows.front();
+    row.set(cfg::valor, state == kConnected ? "1" : "0");
+    if (doreldb::update(db.get(), row) != 0) return;
+    logf(7, state == kConnected ? "Connected to the Remote Control server" : "NOT Connected to the Remote Control server");
+    context.connectionState = state;
+    context.lastFlagWrite = clock::now();
+}
+
+}  // namespace
+
+void setConnection(PollContext& context, int status) {
+    switch (status) {
+        case kConnected:
+            if (context.connectionState != kConnected) writeFlag(context, kConnected);
+            break;
+        case kNotConnected:
+            if (context.connectionState == kConnectionUnknown ||
+                (context.connectionState == kConnected &&
+                 clock::now() > context.lastFlagWrite + kDisconnectGraceSeconds)) {
+                writeFlag(context, kNotConnected);
+            }
+            break;
+        default:
+            logf(3, "Unknown Connection Status");
+            writeFlag(context, kNotConnected);
+            break;
+    }
+}
+
+}  // namespace dorel_remote_control
