@@ -1,7 +1,6 @@
 // The command envelope and the run protocol, with a command whose execute()
 // the test scripts.
 #include "commands/core/command.h"
-#include "commands/core/command_store.h"
 #include "commands/core/result_codes.h"
 #include "common/errors.h"
 #include "server/settings.h"
@@ -110,15 +109,6 @@ TEST_F(CommandTest, IncompleteEnvelopesAreRejectedWithTheirReason) {
     for (const char* malformed : {"<command><id>1</id><data><x></data></command>", "<command", "id=1"}) {
         EXPECT_THROW(ScriptedCommand command(malformed), rapidxml::parse_error) << malformed;
     }
-}
-
-TEST_F(CommandTest, EnvelopeTextPrintsTheEnvelopeAgain) {
-    ScriptedCommand command(std::string(kStoredCommandPrefix) +
-                            "<command><id>42</id><data><x a=\"1\">v &amp; w</x></data></command>");
-    EXPECT_EQ("<command>\n\t<id>42</id>\n\t<data>\n\t\t<x a=\"1\">v &amp; w</x>\n\t</data>\n</command>\n",
-              command.envelopeText());
-    ScriptedCommand again(command.envelopeText());
-    EXPECT_EQ(command.envelopeText(), again.envelopeText());
 }
 
 TEST_F(CommandTest, DatabaseErrorIsRetriedTenTimesThenReported) {
