@@ -85,25 +85,30 @@ void sendResult(PollContext& context, Command& command) {
     save(command);
 }
 
+namespace {
+
+// A stored row that cannot be made into a command again stays where it is: it
+// is logged on every pass rather than silently dropped, and it never stops the
+// loop (a damaged table must not take the daemon down on every restart).
+std::shared_ptr<Command> recreate(const doreldb::Record& row) {
+    try {
+        return createFromRow(row);
+    } catch (const InvalidCommandError& e) {
+        logf(3, "Invalid command: %s", e.what());
+    } catch (const CommandParsingError& e) {
+        logf(3, "Command parsing error: %s", e.what());
+    } catch (const rapidxml::parse_error&) {
+        logf(3, "Could not parse command from DB");
+    }
+    return nullptr;
+}
+
+}  // namespace
+
 void reportFinished(PollContext& context) {
     logf(7, "Checking if there are finished commands");
     for (const doreldb::Record& row : readRows(selectFinished)) {
-        std::shared_ptr<Command> command;
-        // A row that cannot be made into a command again stays where it is:
-        // it is reported on every pass rather than silently dropped.
-        try {
-            command = createFromRow(row);
-        } catch (const InvalidCommandError& e) {
-            logf(3, "Invalid command: %s", e.what());
-            continue;
-        } catch (const CommandParsingError& e) {
-            logf(3, "Command parsing error: %s", e.what());
-            continue;
-        } catch (const rapidxml::parse_error&) {
-            logf(3, "Could not parse command from DB");
-            continue;
-        }
-        sendResult(context, *command);
+        if (std::shared_ptr<Command> command = recreate(row)) sendResult(context, *command);
     }
 }
 
@@ -114,14 +119,7 @@ void runPending(PollContext& context) {
         const long now = static_cast<long>(clock::now());
         if (due > now && due - now < kDueLookAheadSeconds) clock::sleepSeconds(static_cast<unsigned>(due - now));
 
-        std::shared_ptr<Command> command;
-        try {
-            command = createFromRow(row);
-        } catch (const rapidxml::parse_error&) {
-            logf(3, "Could not parse command from DB");
-            continue;
-        }
-        runAndReport(context, *command);
+        if (std::shared_ptr<Command> command = recreate(row)) runAndReport(context, *command);
     }
 }
 
