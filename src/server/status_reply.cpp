@@ -43,10 +43,12 @@ std::vector<std::shared_ptr<Command>> takeReplyCommands(const char* body) {
     // RapidXML parses in place and its nodes point into the text, so it gets a
     // private copy that outlives the document.
     std::vector<char> text(body, body + std::strlen(body) + 1);
-    XmlDocument doc;
+    // The document carries its first memory pool inside itself; keep it off
+    // the stack.
+    auto doc = std::make_unique<XmlDocument>();
     try {
-        doc.parse<0>(text.data());
-        XmlNode* reply = doc.first_node("statusReply");
+        doc->parse<0>(text.data());
+        XmlNode* reply = doc->first_node("statusReply");
         if (!reply) {
             logf(4, "XML parsing error: no 'statusReply' node.");
             return taken;

@@ -13,6 +13,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace dorel_remote_control {
 
@@ -44,16 +45,16 @@ public:
 
     std::string build() {
         const Settings& identity = settings();
-        XmlNode* status = appendElement(doc_, &doc_, "status");
-        appendElement(doc_, status, "id", identity.hostName());
-        appendElement(doc_, status, "mac", identity.mac());
-        appendElement(doc_, status, "serialNumber", identity.serialNumber());
-        appendElement(doc_, status, "zatContractId", identity.contractId());
+        XmlNode* status = appendElement(*doc_, doc_.get(), "status");
+        appendElement(*doc_, status, "id", identity.hostName());
+        appendElement(*doc_, status, "mac", identity.mac());
+        appendElement(*doc_, status, "serialNumber", identity.serialNumber());
+        appendElement(*doc_, status, "zatContractId", identity.contractId());
 
-        XmlNode* headend = appendElement(doc_, status, "headendStatus");
-        headendAlarms_ = appendElement(doc_, headend, "alarms");
-        appendElement(doc_, headend, "configurationChanged", "0");
-        XmlNode* modules = appendElement(doc_, headend, "modules");
+        XmlNode* headend = appendElement(*doc_, status, "headendStatus");
+        headendAlarms_ = appendElement(*doc_, headend, "alarms");
+        appendElement(*doc_, headend, "configurationChanged", "0");
+        XmlNode* modules = appendElement(*doc_, headend, "modules");
 
         const bool withFamilyModel = !isWmbG400(identity.model());
         for (const doreldb::Record& module :
@@ -67,21 +68,21 @@ private:
     void appendModule(XmlNode* modules, const doreldb::Record& row, bool withFamilyModel) {
         using namespace doreldb;
         const std::string mac = row.text(RedesModulos::MAC);
-        XmlNode* module = appendElement(doc_, modules, "module");
-        appendElement(doc_, module, "mac", mac);
-        appendElement(doc_, module, "serialNumber", row.text(RedesModulos::NumeroSerie));
+        XmlNode* module = appendElement(*doc_, modules, "module");
+        appendElement(*doc_, module, "mac", mac);
+        appendElement(*doc_, module, "serialNumber", row.text(RedesModulos::NumeroSerie));
         if (withFamilyModel) {
-            appendElement(doc_, module, "family", row.text(RedesModulos::Familia));
-            appendElement(doc_, module, "model", row.text(RedesModulos::Modelo));
+            appendElement(*doc_, module, "family", row.text(RedesModulos::Familia));
+            appendElement(*doc_, module, "model", row.text(RedesModulos::Modelo));
         }
-        appendElement(doc_, module, "hwVersion", row.text(RedesModulos::HWVersion));
+        appendElement(*doc_, module, "hwVersion", row.text(RedesModulos::HWVersion));
 
         // The live row also gives the address the module answers on; with
         // several rows the last one is the one asked.
         std::string address;
         for (const Record& live : doSelect(tempDb_.get(), ModulosCabecera::table(),
                                            " WHERE MAC LIKE %Q ", mac.c_str())) {
-            appendElement(doc_, module, "swVersion",
+            appendElement(*doc_, module, "swVersion",
                           formatSoftwareVersion(live.text(ModulosCabecera::SWVersion)));
             address = live.text(ModulosCabecera::Direccion);
         }
@@ -89,7 +90,7 @@ private:
         if (isCamModule(row)) appendCam(module, mac);
 
         const AlarmSet alarms = fetchModuleAlarms(configDb_.get(), tempDb_.get(), address, mac);
-        XmlNode* moduleAlarms = appendElement(doc_, module, "alarms");
+        XmlNode* moduleAlarms = appendElement(*doc_, module, "alarms");
         for (const auto& alarm : alarms) appendAlarm(moduleAlarms, alarm.first, alarm.second);
         if (!alarms.empty()) {
             appendAlarm(headendAlarms_, kAlarmModulesHaveAlarms, alarmText(kAlarmModulesHaveAlarms));
@@ -107,20 +108,21 @@ private:
             camVersion = std::to_string(cam.toInt(CAMInfoGlobal::CAMVersion) & 0xFF);
             cardSerial = cam.text(CAMInfoGlobal::CardSerialNumber);
         }
-        appendElement(doc_, module, "CAMSerialNumber", camSerial);
-        appendElement(doc_, module, "CAMVersion", camVersion);
-        appendElement(doc_, module, "CardSerialNumber", cardSerial);
+        appendElement(*doc_, module, "CAMSerialNumber", camSerial);
+        appendElement(*doc_, module, "CAMVersion", camVersion);
+        appendElement(*doc_, module, "CardSerialNumber", cardSerial);
     }
 
     void appendAlarm(XmlNode* parent, int code, const std::string& text) {
-        XmlNode* alarm = appendElement(doc_, parent, "alarm");
-        appendElement(doc_, alarm, "type", std::to_string(code));
-        appendElement(doc_, alarm, "text", text);
+        XmlNode* alarm = appendElement(*doc_, parent, "alarm");
+        appendElement(*doc_, alarm, "type", std::to_string(code));
+        appendElement(*doc_, alarm, "text", text);
     }
 
     doreldb::DbHandle configDb_;
     doreldb::DbHandle tempDb_;
-    XmlDocument doc_;
+    // Heap-held: a document carries its first memory pool inside itself.
+    std::unique_ptr<XmlDocument> doc_ = std::make_unique<XmlDocument>();
     XmlNode* headendAlarms_ = nullptr;
 };
 
