@@ -67,23 +67,16 @@ int execute(sqlite3* db, const char* operation, const char* sql, const std::func
 
 DbHandle openDatabase(const std::string& path) { return DbHandle(openDb(path.c_str())); }
 
-std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whereFormat, ...) {
+namespace {
+
+int vselect(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* whereFormat, va_list args) {
     std::string format = "SELECT * FROM " + table.name() + " ";
     if (whereFormat != nullptr) format += whereFormat;
-    va_list args;
-    va_start(args, whereFormat);
-    SqlText sql;
-    try {
-        sql = vformat(format, args);
-    } catch (...) {
-        va_end(args);
-        throw;
-    }
-    va_end(args);
+    SqlText sql = vformat(format, args);
 
-    std::vector<Record> rows;
+    rows.clear();
     const std::string failure = "Error leyendo datos tabla " + table.name() + " . intento: ";
-    withRetry(
+    return withRetry(
         "doSelect",
         [&](char** error) {
             char** result = nullptr;
@@ -99,7 +92,30 @@ std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whe
             return rc;
         },
         [&](int) { return failure; });
+}
+
+// va_end on every path, also when formatting throws.
+struct VaListEnd {
+    va_list& args;
+    ~VaListEnd() { va_end(args); }
+};
+
+}  // namespace
+
+std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whereFormat, ...) {
+    std::vector<Record> rows;
+    va_list args;
+    va_start(args, whereFormat);
+    VaListEnd end{args};
+    vselect(rows, db, table, whereFormat, args);
     return rows;
+}
+
+int selectRows(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* whereFormat, ...) {
+    va_list args;
+    va_start(args, whereFormat);
+    VaListEnd end{args};
+    return vselect(rows, db, table, whereFormat, args);
 }
 
 int update(sqlite3* db, Record& record) {
@@ -168,14 +184,8 @@ int deleteId(sqlite3* db, const Record& record) {
 int deleteWhere(sqlite3* db, const TableDef& table, const char* operation, const char* whereFormat, ...) {
     va_list args;
     va_start(args, whereFormat);
-    SqlText sql;
-    try {
-        sql = vformat("DELETE FROM " + table.name() + " WHERE " + whereFormat, args);
-    } catch (...) {
-        va_end(args);
-        throw;
-    }
-    va_end(args);
+    VaListEnd end{args};
+    SqlText sql = vformat("DELETE FROM " + table.name() + " WHERE " + whereFormat, args);
     const std::string failure = "Error eliminando la tabla " + table.name() + " . intento: ";
     return execute(db, operation, sql.get(), [&](int) { return failure; });
 }

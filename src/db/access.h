@@ -29,6 +29,10 @@ DbHandle openDatabase(const std::string& path);
 // fails three times returns an empty list.
 std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whereFormat = nullptr, ...);
 
+// The same select for callers that must tell "no rows" from "could not read":
+// fills rows and returns the SQLite code of the last attempt (0 on success).
+int selectRows(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* whereFormat, ...);
+
 // "UPDATE <table> SET" with an item " <column> = %Q " per modified column and
 // " WHERE <key> = %Q". The first '%' of each modified text is replaced by a
 // blank first. Lowers the flags on success. Returns the SQLite code of the last

@@ -60,12 +60,11 @@ void CmdChangePassword::execute() {
         return;
     }
 
-    std::vector<doreldb::Record> rows =
-        doreldb::doSelect(db.get(), doreldb::usuario::table(), " WHERE usuario LIKE %Q ", user.c_str());
+    std::vector<doreldb::Record> rows;
+    const int selected =
+        doreldb::selectRows(rows, db.get(), doreldb::usuario::table(), " WHERE usuario LIKE %Q ", user.c_str());
     if (rows.empty()) {
-        // An empty list is also what a select that failed three times gives;
-        // the connection's last error tells a locked table from a missing user.
-        if (sqlite3_errcode(db.get()) != SQLITE_OK) {
+        if (selected != SQLITE_OK) {
             logf(3, "changePassword: could not read users: %s", sqlite3_errmsg(db.get()));
             addError(kCouldNotAccessDatabase);
         } else {

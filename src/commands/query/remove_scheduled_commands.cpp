@@ -24,10 +24,6 @@ bool deleteByIds(sqlite3* db, const XmlNode* first) {
             logf(3, "Could not remove scheduled command %s", commandId.c_str());
             return false;
         }
-        // The vacuum is only housekeeping: the rows are gone (or will be at
-        // COMMIT) whether or not the file shrinks. Inside the open transaction
-        // SQLite refuses it anyway, so counting it would fail every removal.
-        doreldb::execStatement(db, "vacuum");
     }
     return true;
 }
@@ -63,7 +59,13 @@ void CmdRemoveScheduledCommands::execute() {
     }
     if (transaction.commit() != SQLITE_OK) {
         addError(kCouldNotAccessDatabase);
+        return;
     }
+    // Giving the space back is housekeeping, not part of the removal: SQLite
+    // refuses a vacuum inside the open transaction (and each refusal would cost
+    // the statement runner's three one-second retries per id), so it runs once,
+    // after the commit, and its outcome does not change the result.
+    doreldb::execStatement(db.get(), "vacuum");
 }
 
 }  // namespace dorel_remote_control
