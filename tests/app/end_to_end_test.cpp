@@ -1,0 +1,120 @@
+// The built agent, run with --once under a simulated headend against the test
+// server: what the server receives and what the headend holds afterwards.
+#include "agent_process.h"
+#include "support/headend_root.h"
+#include "support/test_server.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+namespace {
+
+using rctest::runAgent;
+
+std::string reply(const std::string& commands) {
+    return "<?xml version=\\\"1.0\\\" encoding=\\\"utf-8\\\"?><statusReply><commands>" + commands +
+           "</commands></statusReply>";
+}
+
+std::string script(const std::string& statusReply, const std::string& resultAnswers = "") {
+    std::string routes = R"("/status": [{"code": 200, "body": ")" + statusReply + R"("}])";
+    if (!resultAnswers.empty()) routes += R"(, "/commandResult": )" + resultAnswers;
+    return "{\"routes\": {" + routes + "}}";
+}
+
+std::vector<rctest::RecordedRequest> onPath(const rctest::TestServer& server, const std::string& path) {
+    std::vector<rctest::RecordedRequest> out;
+    for (const auto& r : server.requests()) {
+        if (r.path == path) out.push_back(r);
+    }
+    return out;
+}
+
+class EndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override { root.setConfig("servidorZAT_activo", "1"); }
+    int runOnce() {
+        rctest::AgentRun run = runAgent({"--once", "-p", root.rooted("/var/run/remote-control.pid")});
+        EXPECT_EQ(0, run.exitCode) << run.err;
+        return run.exitCode;
+    }
+    std::vector<std::vector<std::string>> commandRows() const {
+        return root.query("/dorel/DB/remote_control.sqlite",
+                          "SELECT commandId, status, nextTime, schedule FROM RCCommand ORDER BY id");
+    }
+
+    rctest::HeadendRoot root;
+};
+
+TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
+    const time_t in1h = time(nullptr) + 3600;
+    char due[32];
+    strftime(due, sizeof due, "%Y-%m-%dT%H:%M:%S", gmtime(&in1h));
+    rctest::TestServer server(
+        root, script(reply("<command><id>11</id><data><changePassword><username>installer</username>"
+                           "<password>pa55</password></changePassword></data></command>"
+                           "<command><id>12</id><data><formatDisks/></data></command>"
+                           "<command><id>13</id><data><scheduleCommands><datetime>" +
+                           std::string(due) +
+                           "</datetime><commands><command><id>14</id><data><stopTVCAMOTAFirmwareUpgrade/></data>"
+                           "</command></commands></scheduleCommands></data></command>")));
+    server.configureAgent();
+    ASSERT_EQ(0, runOnce());
+
+    const auto status = onPath(server, "/status");
+    ASSERT_EQ(1u, status.size());
+    EXPECT_EQ("POST", status[0].method);
+    EXPECT_EQ("application/xml", status[0].contentType);
+    EXPECT_TRUE(status[0].authOk);
+    EXPECT_NE(std::string::npos, status[0].body.find("<serialNumber>SN-0001</serialNumber>"));
+    EXPECT_NE(std::string::npos, status[0].body.find("<zatContractId>CONTRACT-1</zatContractId>"));
+
+    // The unknown command got no row and no result; the others one result each.
+    const auto results = onPath(server, "/commandResult");
+    ASSERT_EQ(2u, results.size());
+    EXPECT_NE(std::string::npos, results[0].body.find("<commandId>11</commandId>"));
+    EXPECT_NE(std::string::npos, results[0].body.find("<result>0</result>"));
+    EXPECT_NE(std::string::npos, results[1].body.find("<commandId>13</commandId>"));
+    EXPECT_NE(std::string::npos, results[1].body.find("<scheduleCommandsResult/>"));
+
+    // Delivered commands left the table; the scheduled one waits for its time.
+    const auto rows = commandRows();
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ((std::vector<std::string>{"14", "4", std::to_string(in1h), due}), rows[0]);
+    EXPECT_EQ("pa55", root.query("/dorel/DB/config_local.sqlite",
+                                 "SELECT clave FROM usuario WHERE usuario = 'installer'")[0][0]);
+    EXPECT_EQ("1", root.config("servidorZAT_conectado"));
+}
+
+TEST_F(EndToEnd, AResultTheServerRefusedIsDeliveredOnTheNextRun) {
+    rctest::TestServer server(
+        root, script(reply("<command><id>21</id><data><stopTVCAMOTAFirmwareUpgrade/></data></command>"),
+                     R"([{"code": 500, "body": "busy"}])"));
+    server.configureAgent();
+    ASSERT_EQ(0, runOnce());
+    auto rows = commandRows();
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ("2", rows[0][1]) << "finished, result not yet delivered";
+
+    ASSERT_EQ(0, runOnce());
+    const auto results = onPath(server, "/commandResult");
+    ASSERT_EQ(2u, results.size());
+    EXPECT_EQ(500, results[0].status);
+    EXPECT_EQ(200, results[1].status);
+    EXPECT_EQ(results[0].body, results[1].body) << "the stored result is sent as it was";
+    EXPECT_NE(std::string::npos, results[1].body.find("<id>811</id>"));
+    EXPECT_TRUE(commandRows().empty());
+}
+
+TEST_F(EndToEnd, InactiveAgentTalksToNoOne) {
+    rctest::TestServer server(root, "{}");
+    server.configureAgent();
+    root.setConfig("servidorZAT_activo", "0");
+    root.setConfig("servidorZAT_conectado", "1");
+    ASSERT_EQ(0, runOnce());
+    EXPECT_TRUE(server.requests().empty());
+    EXPECT_EQ("0", root.config("servidorZAT_conectado"));
+}
+
+}  // namespace
