@@ -7,39 +7,11 @@ set -euo pipefail
 
 cd "$(dirname "$0")/.."
 
-PACKAGES=(g++ cmake pkg-config libsqlite3-dev libcurl4-openssl-dev librapidxml-dev
-          zlib1g-dev libgtest-dev python3 openssl sqlite3)
 BUILD_DIR=${RC_BUILD_DIR:-build}
 JOBS=2
 
-installed() {
-    dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'
-}
-
-install_missing() {
-    if ! command -v dpkg-query >/dev/null 2>&1; then
-        echo "test.sh: not a Debian system; assuming the build tools are present" >&2
-        return
-    fi
-    local missing=()
-    for p in "${PACKAGES[@]}"; do
-        installed "$p" || missing+=("$p")
-    done
-    [ ${#missing[@]} -eq 0 ] && return
-    if [ "$(id -u)" -ne 0 ]; then
-        echo "test.sh: missing packages: ${missing[*]} (run as root to install them)" >&2
-        exit 1
-    fi
-    echo "test.sh: installing ${missing[*]}"
-    export DEBIAN_FRONTEND=noninteractive
-    apt-get update </dev/null
-    apt-get install -y --no-install-recommends "${missing[@]}" </dev/null
-}
-
-install_missing
-
-cmake -S . -B "$BUILD_DIR" -DCMAKE_BUILD_TYPE=RelWithDebInfo </dev/null
-cmake --build "$BUILD_DIR" -j"$JOBS" </dev/null
+# Installs what is missing and builds the agent and every test.
+RC_BUILD_DIR="$BUILD_DIR" bash scripts/setup.sh </dev/null
 
 # One certificate set for the self-check and every test that makes a headend.
 export RC_DEVKIT_CERT_CACHE="$PWD/$BUILD_DIR/devkit-cert-cache"
