@@ -2,7 +2,7 @@
 #include "support/test_server.h"
 
 #include "support/headend_root.h"
-#include "support/json_reader.h"
+#include "common/shell.h"
 #include "support/process_helpers.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 #include <csignal>
 #include <fstream>
 #include <stdexcept>
-#include <strings.h>
+#include <cstdlib>
 #include <sys/wait.h>
 #include <thread>
 
@@ -32,16 +32,32 @@ void stopChild(int pid) {
     }
 }
 
-std::string header(const json::Value& record, const char* name) {
-    const json::Value* headers = record.find("headers");
-    if (!headers) return std::string();
-    for (size_t i = 0; i < headers->keys.size(); ++i) {
-        if (strcasecmp(headers->keys[i].c_str(), name) == 0 &&
-            headers->values[i].kind == json::Value::Kind::String) {
-            return headers->values[i].text;
-        }
+// Flattens the request log into records separated by \x1e with fields
+// separated by \x1f, in RecordedRequest's order. Failed TLS handshakes are
+// logged as events without a method and are left out.
+const char* const kFlattenLog = R"(
+import json, sys
+for line in open(sys.argv[1], encoding="utf-8"):
+    if not line.strip():
+        continue
+    r = json.loads(line)
+    if "method" not in r:
+        continue
+    h = {k.lower(): v for k, v in r.get("headers", {}).items()}
+    fields = [r["method"], r["path"], r.get("body", ""), h.get("content-type", ""), h.get("accept", ""),
+              r.get("client_subject") or "", r.get("user") or "", "1" if r.get("auth_ok") else "0",
+              str(r.get("status", 0))]
+    sys.stdout.write("\x1f".join(fields) + "\x1e")
+)";
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    size_t start = 0;
+    for (size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + 1) {
+        parts.push_back(text.substr(start, end - start));
     }
-    return std::string();
+    parts.push_back(text.substr(start));
+    return parts;
 }
 
 bool readPort(const std::string& path, int& port) {
@@ -94,35 +110,22 @@ std::string TestServer::baseUrl() const {
 void TestServer::configureAgent() const { root_.setConfig("servidorZAT_direccion", baseUrl()); }
 
 std::vector<RecordedRequest> TestServer::requests() const {
+    dorel_remote_control::ReadPipe pipe("python3 -c " + dorel_remote_control::shellQuote(kFlattenLog) + " " +
+                                        dorel_remote_control::shellQuote(dir_ + "/requests.jsonl"));
+    std::string flat, chunk;
+    while (pipe.readLine(chunk, 65536)) flat += chunk;
+    if (pipe.close() != 0) ADD_FAILURE() << "the request log could not be read";
+
     std::vector<RecordedRequest> out;
-    std::ifstream in(dir_ + "/requests.jsonl");
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.empty()) continue;
-        json::Value record;
-        try {
-            record = json::parse(line);
-        } catch (const std::runtime_error& e) {
-            ADD_FAILURE() << "unreadable request record: " << e.what() << "\n  " << line;
+    std::vector<std::string> records = split(flat, '\x1e');
+    records.pop_back();  // after the last separator
+    for (const std::string& record : records) {
+        std::vector<std::string> f = split(record, '\x1f');
+        if (f.size() != 9) {
+            ADD_FAILURE() << "unreadable request record: " << record;
             continue;
         }
-        // Failed TLS handshakes are recorded as events, not requests.
-        if (!record.find("method")) continue;
-        RecordedRequest r;
-        r.method = record.string("method");
-        r.path = record.string("path");
-        r.body = record.string("body");
-        r.contentType = header(record, "Content-Type");
-        r.accept = header(record, "Accept");
-        r.clientSubject = record.string("client_subject");
-        r.user = record.string("user");
-        const json::Value* ok = record.find("auth_ok");
-        r.authOk = ok && ok->kind == json::Value::Kind::Bool && ok->boolean;
-        const json::Value* status = record.find("status");
-        if (status && status->kind == json::Value::Kind::Number) {
-            r.status = static_cast<int>(status->number);
-        }
-        out.push_back(std::move(r));
+        out.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[6], f[7] == "1", atoi(f[8].c_str())});
     }
     return out;
 }
