@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace {
 
 using namespace dorel_remote_control;
@@ -26,6 +28,28 @@ protected:
         root.setConfig("servidorZAT_conectado", "1");
     }
     std::string flag() const { return root.config("servidorZAT_conectado"); }
+
+    // An active agent talking to `server`, which counts an unchanged status as
+    // due again every `interval` passes.
+    void activate(const rctest::TestServer& server, const char* interval) {
+        server.configureAgent();
+        root.setConfig("servidorZAT_activo", "1");
+        root.setConfig("servidorZAT_intervalo", interval);
+    }
+    // Runs passes 1..count (calling beforePass first) and tells on which the
+    // status went out.
+    std::vector<int> passesThatSent(const rctest::TestServer& server, int count,
+                                    const std::function<void(int)>& beforePass = nullptr) {
+        PollLoop loop(context, logging);
+        std::vector<int> sentOn;
+        for (int pass = 1; pass <= count; ++pass) {
+            if (beforePass) beforePass(pass);
+            int before = countPath(server.requests(), "/status");
+            loop.runPass();
+            if (countPath(server.requests(), "/status") > before) sentOn.push_back(pass);
+        }
+        return sentOn;
+    }
 
     rctest::HeadendRoot root;
     rctest::FakeClock clock;
@@ -49,64 +73,40 @@ TEST_F(PollCycle, InactiveClearsTheFlagOnceAndDoesNothingElse) {
 
 TEST_F(PollCycle, AnUnchangedStatusIsResentEveryIntervalPasses) {
     rctest::TestServer server(root, "{}");
-    server.configureAgent();
-    root.setConfig("servidorZAT_activo", "1");
-    root.setConfig("servidorZAT_intervalo", "5");
-    PollLoop loop(context, logging);
-    std::vector<int> sentOn;
-    for (int pass = 1; pass <= 11; ++pass) {
-        int before = countPath(server.requests(), "/status");
-        loop.runPass();
-        if (countPath(server.requests(), "/status") > before) sentOn.push_back(pass);
-    }
-    EXPECT_EQ((std::vector<int>{1, 6, 11}), sentOn);
+    activate(server, "5");
+    EXPECT_EQ((std::vector<int>{1, 6, 11}), passesThatSent(server, 11));
     EXPECT_EQ("1", flag());
     EXPECT_EQ(kConnected, context.connectionState);
 }
 
 TEST_F(PollCycle, AChangedStatusIsSentAtOnce) {
     rctest::TestServer server(root, "{}");
-    server.configureAgent();
-    root.setConfig("servidorZAT_activo", "1");
-    root.setConfig("servidorZAT_intervalo", "5");
-    PollLoop loop(context, logging);
-    std::vector<int> sentOn;
-    for (int pass = 1; pass <= 4; ++pass) {
+    activate(server, "5");
+    auto changeOnPass3 = [&](int pass) {
         if (pass == 3) root.exec("/tmp/temp_global.sqlite", "UPDATE ModulosCabecera SET SWVersion = '999'");
-        int before = countPath(server.requests(), "/status");
-        loop.runPass();
-        if (countPath(server.requests(), "/status") > before) sentOn.push_back(pass);
-    }
-    EXPECT_EQ((std::vector<int>{1, 3}), sentOn);
+    };
+    EXPECT_EQ((std::vector<int>{1, 3}), passesThatSent(server, 4, changeOnPass3));
     auto requests = server.requests();
     EXPECT_NE(std::string::npos, requests.back().body.find("<swVersion>9.99</swVersion>")) << requests.back().body;
 }
 
 TEST_F(PollCycle, AChangedSettingResetsTheIntervalCount) {
     rctest::TestServer server(root, "{}");
-    server.configureAgent();
-    root.setConfig("servidorZAT_activo", "1");
-    root.setConfig("servidorZAT_intervalo", "5");
-    PollLoop loop(context, logging);
-    loop.runPass();
-    root.setConfig("servidorZAT_intervalo", "4");
-    loop.runPass();
-    EXPECT_EQ(2, countPath(server.requests(), "/status"));
+    activate(server, "5");
+    auto changeSettingOnPass2 = [&](int pass) {
+        if (pass == 2) root.setConfig("servidorZAT_intervalo", "4");
+    };
+    EXPECT_EQ((std::vector<int>{1, 2}), passesThatSent(server, 2, changeSettingOnPass2));
 }
 
 TEST_F(PollCycle, AFailedSendIsRetriedOnTheNextPass) {
     rctest::TestServer server(root, R"({"routes": {"/status": [{"code": 500, "body": "oops"}]}})");
-    server.configureAgent();
-    root.setConfig("servidorZAT_activo", "1");
-    root.setConfig("servidorZAT_intervalo", "5");
-    PollLoop loop(context, logging);
-    loop.runPass();
+    activate(server, "5");
+    std::vector<std::string> flags;
+    EXPECT_EQ((std::vector<int>{1, 2}), passesThatSent(server, 3, [&](int) { flags.push_back(flag()); }));
     EXPECT_TRUE(log.contains("Error sending remote-control request to server: Invalid response code: 500"))
         << log.dump();
-    EXPECT_EQ("0", flag());
-    loop.runPass();
-    EXPECT_EQ(2, countPath(server.requests(), "/status"));
-    EXPECT_EQ("1", flag());
+    EXPECT_EQ((std::vector<std::string>{"1", "0", "1"}), flags) << "down after the failure, up after the retry";
 }
 
 TEST_F(PollCycle, AReplyThatIsNotXmlIsNoCommand) {

@@ -73,8 +73,10 @@ TEST(RecordFrame, BuildsTheStatementsOfTheTable) {
     ASSERT_EQ(0, insert(t.db(), r));
     EXPECT_EQ("1", r.key()) << "a new row takes the database's id";
     r.set(RCCommand::status, "2");
+    r.set(RCCommand::schedule, "s");
     ASSERT_EQ(0, update(t.db(), r));
     EXPECT_FALSE(r.anyModified());
+    EXPECT_EQ(0, update(t.db(), r)) << "nothing modified, nothing to write";
     std::vector<Record> rows = doSelect(t.db(), RCCommand::table(), " WHERE status LIKE %Q ", "2");
     ASSERT_EQ(1u, rows.size());
     ASSERT_EQ(0, deleteId(t.db(), rows[0]));
@@ -83,25 +85,9 @@ TEST(RecordFrame, BuildsTheStatementsOfTheTable) {
     EXPECT_EQ("INSERT INTO RCCommand (id, commandId, status, nextTime, schedule, command, result)  VALUES "
               "(NULL, '7', '0', '0', NULL, 'it''s', NULL )",
               sql[0]);
-    EXPECT_EQ("UPDATE RCCommand SET status = '2'  WHERE id = '1'", sql[1]);
+    EXPECT_EQ("UPDATE RCCommand SET status = '2' , schedule = 's'  WHERE id = '1'", sql[1]);
     EXPECT_EQ("SELECT * FROM RCCommand  WHERE status LIKE '2' ", sql[2]);
     EXPECT_EQ("DELETE FROM RCCommand WHERE id = '1'", sql[3]);
-}
-
-TEST(RecordFrame, UpdateNamesOnlyModifiedColumnsSeparatedByCommas) {
-    TempDb t;
-    t.run("INSERT INTO configuracionWebGlobal VALUES (5, 'k', 'v', 0, 'x')");
-    std::vector<Record> rows = doSelect(t.db(), configuracionWebGlobal::table());
-    ASSERT_EQ(1u, rows.size());
-    std::vector<std::string>& sql = t.traceStatements();
-    rows[0].set(configuracionWebGlobal::nombre, "k2");
-    rows[0].set(configuracionWebGlobal::valor, "v2");
-    ASSERT_EQ(0, update(t.db(), rows[0]));
-    ASSERT_EQ(1u, sql.size());
-    EXPECT_EQ("UPDATE configuracionWebGlobal SET nombre = 'k2' , valor = 'v2'  WHERE idConfiguracionGlobal = '5'",
-              sql[0]);
-    EXPECT_EQ(0, update(t.db(), rows[0])) << "nothing modified, nothing to write";
-    EXPECT_EQ(1u, sql.size());
 }
 
 TEST(RecordFrame, ValuesRoundTripAsTextWithNullKept) {
@@ -219,41 +205,6 @@ TEST(RecordFrame, TransactionRollsBackUnlessCommitted) {
         ASSERT_EQ(0, tx.commit());
     }
     EXPECT_EQ(1u, doSelect(t.db(), RCCommand::table()).size());
-}
-
-TEST(RecordFrame, DeleteWhereLogsItsOwnOperationName) {
-    TempDb t;
-    Record a = command("5", "a");
-    Record b = command("6", "b");
-    ASSERT_EQ(0, insert(t.db(), a));
-    ASSERT_EQ(0, insert(t.db(), b));
-    EXPECT_EQ(0, deleteWhere(t.db(), RCCommand::table(), "deleteWhere", "commandId = %Q AND status = %Q", "5", "0"));
-    std::vector<Record> rows = doSelect(t.db(), RCCommand::table());
-    ASSERT_EQ(1u, rows.size());
-    EXPECT_EQ("6", rows[0].text(RCCommand::commandId));
-
-    rctest::FakeClock clock;
-    rctest::LogCapture log;
-    EXPECT_NE(0, deleteWhere(t.db(), RCCommand::table(), "deleteStatus", "nosuchcolumn = %Q", "4"));
-    EXPECT_TRUE(log.contains("[ERROR_DB]deleteStatus: Error eliminando la tabla RCCommand")) << log.dump();
-}
-
-TEST(Tables, EveryTableKnowsItsColumnsAndKey) {
-    EXPECT_EQ(29u, allTables().size());
-    EXPECT_EQ(22u, RedesCabecera::table().knownColumns());
-    EXPECT_EQ(28u, ServiciosSalidaGlobal::table().knownColumns());
-    EXPECT_EQ(13u, NimCOFDMGlobal::table().knownColumns());
-    EXPECT_EQ(14u, RFOutGlobal::table().knownColumns());
-    EXPECT_EQ(19u, ServiciosEntradaGlobal::table().knownColumns());
-    EXPECT_EQ("idUsuario", usuario::table().keyName());
-    EXPECT_EQ(size_t(usuario::clave), usuario::table().indexOf("clave"));
-    // Positions the status document reads.
-    EXPECT_EQ(1u, size_t(RedesModulos::MAC));
-    EXPECT_EQ(9u, size_t(RedesModulos::NumeroSerie));
-    EXPECT_EQ(6u, size_t(ModulosCabecera::Direccion));
-    EXPECT_EQ(11u, size_t(ModulosCabecera::SWVersion));
-    EXPECT_EQ(17u, size_t(TempNIMGlobal::Standby));
-    EXPECT_EQ(12u, size_t(CAMInfoGlobal::CAMVersion));
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <map>
 #include <set>
 #include <string>
@@ -78,45 +77,7 @@ TEST_F(DevkitSchema, EveryTableSitsInItsDatabaseWithTheKnownColumnsInOrder) {
     }
 }
 
-TEST_F(DevkitSchema, PositionsNamedInTheAgentMatchTheDatabase) {
-    // Spot checks of positions that the status report reads without names.
-    struct Probe {
-        const char* db;
-        const char* table;
-        size_t position;
-        const char* column;
-    } probes[] = {
-        {"/tmp/temp_global.sqlite", "ModulosCabecera", doreldb::ModulosCabecera::Direccion,
-         "Direccion"},
-        {"/tmp/temp_global.sqlite", "ModulosCabecera", doreldb::ModulosCabecera::SWVersion,
-         "SWVersion"},
-        {"/tmp/temp_global.sqlite", "TempNIMGlobal", doreldb::TempNIMGlobal::Standby, "Standby"},
-        {"/tmp/temp_global.sqlite", "CAMInfoGlobal", doreldb::CAMInfoGlobal::CAMVersion,
-         "CAMVersion"},
-        {"/dorel/DB/config_global.sqlite", "EntradasGlobal", doreldb::EntradasGlobal::Activo,
-         "Activo"},
-        {"/dorel/DB/config_global.sqlite", "SalidasLogicasGlobal",
-         doreldb::SalidasLogicasGlobal::fk_idSalidasLogicas, "fk_idSalidasLogicas"},
-        {"/dorel/DB/config_global.sqlite", "RedesModulos", doreldb::RedesModulos::NumeroSerie,
-         "NumeroSerie"},
-    };
-    for (const auto& p : probes) {
-        auto info = root_->query(p.db, std::string("PRAGMA table_info(") + p.table + ")");
-        ASSERT_GT(info.size(), p.position) << p.table;
-        EXPECT_EQ(info[p.position][1], p.column) << p.table;
-    }
-}
-
 TEST_F(DevkitSchema, DefaultHeadendHasSettingsUsersAndTwoModules) {
-    EXPECT_EQ(root_->config("servidorZAT_activo"), "0");
-    EXPECT_EQ(root_->config("servidorZAT_usuario"), "rc-user");
-    EXPECT_EQ(root_->config("identificacion_contrato"), "CONTRACT-1");
-    EXPECT_EQ(root_->config("LNB_fb"), "9750");
-
-    auto users = root_->query("/dorel/DB/config_local.sqlite",
-                              "SELECT usuario FROM usuario ORDER BY idUsuario");
-    EXPECT_EQ(users, (std::vector<std::vector<std::string>>{{"admin"}, {"installer"}}));
-
     auto modules = root_->query("/dorel/DB/config_global.sqlite",
                                 "SELECT MAC, Familia, Modelo FROM RedesModulos ORDER BY idRedMod");
     ASSERT_EQ(modules.size(), 2u);
@@ -145,46 +106,6 @@ TEST_F(DevkitSchema, AgentPathsLeadIntoTheRoot) {
     EXPECT_EQ(firstLine(paths::macScript()), "00:1A:2B:FF:FF:01");
     EXPECT_EQ(firstLine(paths::modeloScript()), "KVB-200");
     EXPECT_EQ(firstLine(paths::hostnameCommand()), "headend-test");
-}
-
-TEST(DevkitRoot, OptionsShapeTheHeadendAndTheRootIsRemovedAfterwards) {
-    std::string path;
-    {
-        rctest::HeadendRoot root({"--modules", "3", "--services", "4", "--pids", "1",
-                                  "--cam-modules", "0", "--active", "1", "--model", "WMB-G400",
-                                  "--no-certs"});
-        path = root.path();
-        ASSERT_NE(std::getenv("REMOTE_CONTROL_ROOT"), nullptr);
-        EXPECT_EQ(std::string(std::getenv("REMOTE_CONTROL_ROOT")), path);
-        EXPECT_EQ(root.config("servidorZAT_activo"), "1");
-        EXPECT_EQ(root.query("/dorel/DB/config_global.sqlite",
-                             "SELECT count(*) FROM ServiciosSalidaGlobal")[0][0], "12");
-        EXPECT_EQ(root.query("/dorel/DB/config_global.sqlite",
-                             "SELECT count(*) FROM RedesModulos WHERE Familia = '36'")[0][0], "0");
-        EXPECT_EQ(root.readFile("/devkit/identity/MODELO"), "WMB-G400\n");
-
-        root.setConfig("a_new_key", "x");
-        root.setConfig("a_new_key", "y");
-        EXPECT_EQ(root.config("a_new_key"), "y");
-    }
-    struct stat st;
-    EXPECT_NE(stat(path.c_str(), &st), 0) << path << " was left behind";
-    EXPECT_EQ(std::getenv("REMOTE_CONTROL_ROOT"), nullptr);
-}
-
-TEST(DevkitRoot, NestedRootsRestoreTheOuterOne) {
-    rctest::HeadendRoot outer({"--no-certs"});
-    {
-        rctest::HeadendRoot inner({"--no-certs", "--modules", "0"});
-        EXPECT_EQ(paths::root(), inner.path());
-    }
-    EXPECT_EQ(paths::root(), outer.path());
-}
-
-TEST(DevkitRoot, BadOptionsFailLoudlyInsteadOfGivingAHalfRoot) {
-    EXPECT_THROW(rctest::HeadendRoot({"--modules", "-1"}), std::runtime_error);
-    EXPECT_THROW(rctest::HeadendRoot({"--modules", "1", "--cam-modules", "2"}),
-                 std::runtime_error);
 }
 
 }  // namespace
