@@ -4,8 +4,6 @@
 #include "commands/core/command.h"
 #include "commands/core/command_store.h"
 #include "commands/core/dispatch.h"
-#include "commands/maintenance/change_password.h"
-#include "commands/query/get_scheduled_commands.h"
 #include "common/errors.h"
 #include "server/settings.h"
 #include "support/fake_clock.h"
@@ -18,92 +16,44 @@
 namespace dorel_remote_control {
 namespace {
 
+using Strings = std::vector<std::string>;
+using Rows = std::vector<Strings>;
 const char* const kDb = "/dorel/DB/remote_control.sqlite";
 
 std::string envelope(int id, const std::string& element) {
     return "<command><id>" + std::to_string(id) + "</id><data>" + element + "</data></command>";
 }
 
-// ---------------------------------------------------------------- factory
-
-class FactoryTest : public ::testing::Test {
+class DispatchTest : public ::testing::Test {
 protected:
     void SetUp() override { settings() = Settings(); }
-    void TearDown() override { settings() = Settings(); }
-    rctest::LogCapture log;
-};
-
-TEST_F(FactoryTest, NamesAreMatchedIgnoringCase) {
-    std::shared_ptr<Command> command = createCommand(envelope(5, "<CHANGEPASSWORD><username>admin</username></CHANGEPASSWORD>"));
-    ASSERT_TRUE(std::dynamic_pointer_cast<CmdChangePassword>(command));
-    EXPECT_EQ("changePassword", command->name());
-    EXPECT_EQ(5, command->commandId());
-    EXPECT_EQ("admin", nodeText(childElement(command->commandElement(), "username")));
-
-    EXPECT_TRUE(std::dynamic_pointer_cast<CmdGetScheduledCommands>(createCommand(envelope(6, "<getscheduledCOMMANDS/>"))));
-}
-
-TEST_F(FactoryTest, UnknownAndIncompleteCommandsAreRejected) {
-    try {
-        createCommand(envelope(1, "<reboot/>"));
-        ADD_FAILURE() << "reboot accepted";
-    } catch (const InvalidCommandError& e) {
-        EXPECT_STREQ("reboot", e.what());
-    }
-    struct Case {
-        std::string text;
-        const char* message;
-    };
-    const Case cases[] = {
-        {"<command><id>1</id></command>", "'command' has no 'data'"},
-        {"<command><id>1</id><data>changePassword</data></command>", "'data' has no command"},
-        {"<command><data><changePassword/></data></command>", "'command' has no 'id'"},
-    };
-    for (const Case& c : cases) {
-        try {
-            createCommand(c.text);
-            ADD_FAILURE() << "accepted: " << c.text;
-        } catch (const CommandParsingError& e) {
-            EXPECT_STREQ(c.message, e.what()) << c.text;
-        }
-    }
-    EXPECT_THROW(createCommand("<command><id>1</id><data><changePassword></data>"), rapidxml::parse_error);
-}
-
-// ---------------------------------------------------------------- delivery
-
-// Two commands in one reply; neither needs anything of the headend.
-const char* const kReplyWithTwoCommands =
-    "<statusReply><commands>"
-    "<command><id>501</id><data><getScheduledCommands/></data></command>"
-    "<command><id>502</id><data><changePassword/></data></command>"
-    "</commands></statusReply>";
-
-class DeliveryTest : public ::testing::Test {
-protected:
-    void SetUp() override { settings() = Settings(); }
-    void TearDown() override { settings() = Settings(); }
-
     void startServer(const std::string& scriptJson) {
         server = std::make_unique<rctest::TestServer>(root, scriptJson);
         server->configureAgent();
         settings().load();
     }
-    std::vector<rctest::RecordedRequest> results() const {
-        std::vector<rctest::RecordedRequest> out;
+    // Runs a step of the poll cycle without the transport's echo of every exchange.
+    template <typename Step>
+    void quietly(Step step) {
+        testing::internal::CaptureStdout();
+        step();
+        testing::internal::GetCapturedStdout();
+    }
+    // "HTTP status:commandId" of every result posted.
+    Strings sent() const {
+        Strings out;
         for (const rctest::RecordedRequest& r : server->requests()) {
-            if (r.path == "/commandResult") out.push_back(r);
+            const size_t at = r.body.find("<commandId>") + 11;
+            out.push_back(std::to_string(r.status) + ":" + r.body.substr(at, r.body.find('<', at) - at));
         }
         return out;
     }
-    // id, commandId, status
-    std::vector<std::vector<std::string>> rows() const {
-        return root.query(kDb, "SELECT id, commandId, status FROM RCCommand ORDER BY id");
-    }
+    Rows rows() const { return root.query(kDb, "SELECT commandId, status FROM RCCommand ORDER BY id"); }
+    // Row `id` holds command id*10.
     void addRow(int id, int status, long nextTime, const std::string& command, const std::string& result = "") const {
-        root.exec(kDb, "INSERT INTO RCCommand (id, commandId, status, nextTime, schedule, command, result) VALUES (" +
-                           std::to_string(id) + ", '" + std::to_string(id * 10) + "', '" + std::to_string(status) + "', '" +
-                           std::to_string(nextTime) + "', '', '" + command + "', '" + result + "')");
+        root.exec(kDb, "INSERT INTO RCCommand (id, commandId, status, nextTime, command, result) VALUES (" +
+                           std::to_string(id) + ", '" + std::to_string(id * 10) + "', '" + std::to_string(status) +
+                           "', '" + std::to_string(nextTime) + "', '" + command + "', '" + result + "')");
     }
 
     rctest::HeadendRoot root;
@@ -113,119 +63,58 @@ protected:
     PollContext context;
 };
 
-TEST_F(DeliveryTest, DeliveredResultLeavesTheTableAndQueuesTheReplysCommands) {
-    startServer(std::string("{\"routes\": {\"/commandResult\": [{\"code\": 200, \"body\": \"") + kReplyWithTwoCommands +
-                "\"}]}}");
-    std::shared_ptr<Command> command = createCommand(envelope(42, "<changePassword/>"));
-    ASSERT_TRUE(save(*command));
-
-    testing::internal::CaptureStdout();
-    runAndReport(context, *command);
-    const std::string echoed = testing::internal::GetCapturedStdout();
-
-    const auto sent = results();
-    ASSERT_EQ(1u, sent.size());
-    EXPECT_EQ("POST", sent[0].method);
-    EXPECT_EQ(0u, echoed.rfind(sent[0].body + "\n", 0)) << echoed;  // the transport echoes the reply after it
-    EXPECT_NE(std::string::npos, sent[0].body.find("<commandId>42</commandId>")) << sent[0].body;
-    EXPECT_NE(std::string::npos, sent[0].body.find("<changePasswordResult/>")) << sent[0].body;
-    EXPECT_TRUE(log.contains("Sending commandResult"));
-
-    EXPECT_EQ(kStatusDelivered, command->status());
-    ASSERT_EQ(2u, context.queue.size());
-    EXPECT_EQ(501, context.queue[0]->commandId());
-    EXPECT_EQ(502, context.queue[1]->commandId());
-    // The delivered command is gone; the two new ones wait in the table.
-    const auto stored = rows();
-    ASSERT_EQ(2u, stored.size());
-    EXPECT_EQ("501", stored[0][1]);
-    EXPECT_EQ("0", stored[0][2]);
-    EXPECT_EQ("502", stored[1][1]);
-}
-
-TEST_F(DeliveryTest, UndeliveredResultIsSentAgainOnTheNextPass) {
-    startServer("{\"routes\": {\"/commandResult\": [{\"code\": 500, \"body\": \"busy\"}]}}");
+TEST_F(DispatchTest, UndeliveredResultIsSentAgainAndTheReplysCommandsQueued) {
+    startServer("{\"routes\": {\"/commandResult\": [{\"code\": 500}, {\"body\": \"<statusReply><commands>" +
+                envelope(501, "<GETSCHEDULEDCOMMANDS/>") + envelope(502, "<changePassword/>") +
+                "</commands></statusReply>\"}]}}");
     std::shared_ptr<Command> command = createCommand(envelope(43, "<changePassword/>"));
     ASSERT_TRUE(save(*command));
+    quietly([&] { runAndReport(context, *command); });
+    EXPECT_EQ((Rows{{"2", command->result().print()}}),
+              root.query(kDb, "SELECT status, result FROM RCCommand"));
 
-    testing::internal::CaptureStdout();
-    runAndReport(context, *command);
-    auto stored = root.query(kDb, "SELECT status, result FROM RCCommand");
-    ASSERT_EQ(1u, stored.size());
-    EXPECT_EQ("2", stored[0][0]);
-    EXPECT_EQ(command->result().print(), stored[0][1]);
-
-    reportFinished(context);   // the server's default answer now: delivered
-    reportFinished(context);   // nothing left
-    testing::internal::GetCapturedStdout();
-
-    EXPECT_EQ(1, log.count("Error sending remote-control request to server: ")) << log.dump();
-    EXPECT_EQ(2, log.count("Checking if there are finished commands"));
-    EXPECT_EQ(1, log.count("Running changePassword command"));  // delivered, not run again
-    const auto sent = results();
-    ASSERT_EQ(2u, sent.size());
-    EXPECT_EQ(500, sent[0].status);
-    EXPECT_EQ(200, sent[1].status);
-    EXPECT_EQ(sent[0].body, sent[1].body);
-    EXPECT_TRUE(rows().empty());
-    EXPECT_TRUE(context.queue.empty());
+    quietly([&] { reportFinished(context); });
+    EXPECT_EQ(1, log.count("Running changePassword command")) << "delivered, not run again";
+    EXPECT_EQ((Strings{"500:43", "200:43"}), sent());
+    EXPECT_EQ(server->requests()[0].body, server->requests()[1].body);
+    ASSERT_EQ(2u, context.queue.size());
+    EXPECT_EQ("getScheduledCommands", context.queue[0]->name()) << "names are matched ignoring case";
+    EXPECT_EQ(502, context.queue[1]->commandId());
+    EXPECT_EQ((Rows{{"501", "0"}, {"502", "0"}}), rows()) << "the delivered command is gone, the new ones wait";
 }
 
-TEST_F(DeliveryTest, DamagedRowsAreLoggedOnEveryPassAndKept) {
+TEST_F(DispatchTest, DamagedRowsAreLoggedOnEveryPassAndKept) {
     startServer("{}");
-    addRow(1, 2, 0, "<command><id>1</id><data><changePassword/>");                 // not XML
-    addRow(2, 2, 0, envelope(2, "<reboot/>"));                                       // unknown name
-    addRow(3, 2, 0, "<command><id>3</id></command>");                                // no data
-    addRow(4, 0, 0, "<command><id>4</id><data>");                                    // not XML, due
-    addRow(6, 0, 0, envelope(6, "<reboot/>"));                                       // unknown, due
+    addRow(1, 2, 0, "<command><id>1</id><data><changePassword/>");  // not XML
+    addRow(2, 2, 0, envelope(2, "<reboot/>"));                        // unknown name
+    addRow(3, 2, 0, "<command><id>3</id></command>");                 // no data
+    addRow(4, 0, 0, "<command><id>4</id><data>");                     // not XML, due
+    addRow(6, 0, 0, envelope(6, "<reboot/>"));                        // unknown, due
     std::shared_ptr<Command> good = createCommand(envelope(50, "<changePassword/>"));
     addRow(5, 2, 0, std::string(kStoredCommandPrefix) + good->envelopeText(), good->result().print());
 
-    testing::internal::CaptureStdout();
-    for (int pass = 0; pass < 2; ++pass) {
-        reportFinished(context);
-        runPending(context);
-    }
-    testing::internal::GetCapturedStdout();
-
+    for (int pass = 0; pass < 2; ++pass) quietly([&] { reportFinished(context); runPending(context); });
     EXPECT_EQ(4, log.count("Could not parse command from DB")) << log.dump();
-    EXPECT_EQ(4, log.count("Invalid command: reboot")) << "a due row that is damaged does not stop the loop";
+    EXPECT_EQ(4, log.count("Invalid command: reboot")) << "a damaged due row does not stop the loop";
+    EXPECT_THROW(createCommand(envelope(2, "<reboot/>")), InvalidCommandError);
     EXPECT_EQ(2, log.count("Command parsing error: 'command' has no 'data'"));
-    // The good row among them got through and went; the damaged ones stay.
-    ASSERT_EQ(1u, results().size());
-    EXPECT_NE(std::string::npos, results()[0].body.find("<commandId>50</commandId>"));
-    const auto stored = rows();
-    ASSERT_EQ(5u, stored.size());
-    const std::vector<std::string> kept = {"1", "2", "3", "4", "6"};
-    for (size_t i = 0; i < stored.size(); ++i) EXPECT_EQ(kept[i], stored[i][0]);
+    EXPECT_EQ(Strings{"200:50"}, sent()) << "the good row among them got through";
+    EXPECT_EQ((Rows{{"10", "2"}, {"20", "2"}, {"30", "2"}, {"40", "0"}, {"60", "0"}}), rows());
 }
 
-TEST_F(DeliveryTest, DueCommandsRunInOrderAndScheduledOnesAtTheirSecond) {
+TEST_F(DispatchTest, DueCommandsRunInOrderAndScheduledOnesAtTheirSecond) {
     startServer("{}");
     const long now = static_cast<long>(clock.now());
-    addRow(1, 4, now + 30, envelope(10, "<getScheduledCommands/>"));
-    addRow(2, 0, 0, envelope(20, "<getScheduledCommands/>"));
-    addRow(3, 4, now + 70, envelope(30, "<getScheduledCommands/>"));
-    addRow(4, 4, now + 71, envelope(40, "<getScheduledCommands/>"));   // next pass
-    addRow(5, 4, now - 5, envelope(50, "<getScheduledCommands/>"));
-
-    testing::internal::CaptureStdout();
-    runPending(context);
-    testing::internal::GetCapturedStdout();
-
-    EXPECT_TRUE(log.contains("Checking if there are pending commands"));
+    const std::pair<int, long> statusAndTime[] = {{4, now + 30}, {0, 0}, {4, now + 70}, {4, now + 71}, {4, now - 5}};
+    for (int id = 1; id <= 5; ++id) {
+        const auto [status, nextTime] = statusAndTime[id - 1];
+        addRow(id, status, nextTime, envelope(id * 10, "<getScheduledCommands/>"));
+    }
+    quietly([&] { runPending(context); });
     // Row 3 is waited for from where row 1 left the clock.
     EXPECT_EQ((std::vector<unsigned>{30, 40}), clock.sleeps());
-    std::vector<std::string> order;
-    for (const rctest::RecordedRequest& r : results()) {
-        const size_t at = r.body.find("<commandId>");
-        order.push_back(r.body.substr(at + 11, r.body.find('<', at + 11) - at - 11));
-    }
-    EXPECT_EQ((std::vector<std::string>{"20", "50", "10", "30"}), order);
-    const auto stored = rows();
-    ASSERT_EQ(1u, stored.size());
-    EXPECT_EQ("4", stored[0][0]);
-    EXPECT_EQ("4", stored[0][2]);
+    EXPECT_EQ((Strings{"200:20", "200:50", "200:10", "200:30"}), sent());
+    EXPECT_EQ((Rows{{"40", "4"}}), rows());
 }
 
 }  // namespace

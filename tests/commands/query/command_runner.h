@@ -16,6 +16,9 @@
 
 namespace rctest {
 
+using Errors = std::map<int, std::string>;
+using Rows = std::vector<std::vector<std::string>>;
+
 // "<command><id>ID</id><data><NAME>PARAMS</NAME></data></command>"
 inline std::string envelope(int id, const std::string& name, const std::string& params = "") {
     return "<command><id>" + std::to_string(id) + "</id><data><" + name + ">" + params + "</" + name +
@@ -24,34 +27,26 @@ inline std::string envelope(int id, const std::string& name, const std::string& 
 
 class StoreTest : public ::testing::Test {
 protected:
-    StoreTest() : root_({"--no-certs"}) {}
-
     std::shared_ptr<dorel_remote_control::Command> run(const std::string& envelopeText) {
         auto command = dorel_remote_control::createCommand(envelopeText);
         command->run();
         return command;
     }
+    Errors errorsOf(const std::string& envelopeText) { return run(envelopeText)->result().errors(); }
 
-    // Rows of RCCommand as (commandId, status, nextTime, schedule, command),
-    // in row order.
-    std::vector<std::vector<std::string>> storedRows() const {
+    // Rows of RCCommand as (commandId, status, nextTime, schedule, command).
+    Rows storedRows() const {
         return root_.query(kStore, "SELECT commandId, status, nextTime, schedule, command FROM RCCommand ORDER BY id");
     }
-
-    void insertRow(int commandId, int status, const std::string& schedule, const std::string& commandText) const {
+    void insertRow(int commandId, int status, const std::string& commandText) const {
         root_.exec(kStore, "INSERT INTO RCCommand (commandId, status, nextTime, schedule, command, result) VALUES ('" +
-                               std::to_string(commandId) + "', '" + std::to_string(status) + "', '2000000000', '" +
-                               schedule + "', '" + commandText + "', '')");
+                               std::to_string(commandId) + "', '" + std::to_string(status) +
+                               "', '2000000000', '2031-05-06T07:08:09', '" + commandText + "', '')");
     }
 
     static constexpr const char* kStore = "/dorel/DB/remote_control.sqlite";
-
-    HeadendRoot root_;
+    HeadendRoot root_{{"--no-certs"}};
     FakeClock clock_;
 };
-
-inline std::map<int, std::string> errorsOf(dorel_remote_control::Command& command) {
-    return command.result().errors();
-}
 
 }  // namespace rctest
