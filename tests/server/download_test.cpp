@@ -1,6 +1,7 @@
 // Firmware downloads from the dev kit's test server into a directory of the
-// simulated headend: naming, replacing, the MD5 check, and that no failure
-// leaves a temporary or half-checked file behind.
+// simulated headend, and the MD5 check through the headend's md5sum: naming,
+// replacing, what counts as a match, and that no failure leaves a temporary
+// or half-checked file behind or runs anything a file name carries.
 #include "common/errors.h"
 #include "server/download.h"
 #include "server/settings.h"
@@ -11,11 +12,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cerrno>
+#include <cstdlib>
 #include <dirent.h>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -24,169 +25,122 @@ using namespace dorel_remote_control;
 
 const char kFirmware[] = "firmware 2.3\n";
 const char kFirmwareMd5[] = "40b003dcde2e681579665aca786f6417";
-const char kFirmwareMd5Upper[] = "40B003DCDE2E681579665ACA786F6417";
-
-// Names in a directory, sorted, without "." and "..".
-std::vector<std::string> entries(const std::string& dir) {
-    std::vector<std::string> names;
-    DIR* d = opendir(dir.c_str());
-    if (!d) {
-        ADD_FAILURE() << "cannot list " << dir;
-        return names;
-    }
-    while (const dirent* e = readdir(d)) {
-        const std::string name = e->d_name;
-        if (name != "." && name != "..") names.push_back(name);
-    }
-    closedir(d);
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string contentsOf(const std::string& path) {
-    std::string text;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        char chunk[256];
-        size_t n;
-        while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) text.append(chunk, n);
-        std::fclose(f);
-    } else {
-        ADD_FAILURE() << "cannot read " << path;
-    }
-    return text;
-}
-
-// What a download threw: its kind and message ("" when it succeeded).
-struct Outcome {
-    std::string kind;
-    std::string message;
-};
-
-Outcome attempt(const std::string& url, const std::string& dir, const std::string& md5) {
-    try {
-        downloadFile(url, dir, md5);
-    } catch (const CurlError& e) {
-        return {"CurlError", e.what()};
-    } catch (const MD5Error& e) {
-        return {"MD5Error", e.what()};
-    }
-    return {};
-}
 
 class DownloadTest : public ::testing::Test {
 protected:
     void SetUp() override {
         settings() = Settings();
         settings().load();
-        ASSERT_TRUE(mkdir(uploads.c_str(), 0755) == 0 || errno == EEXIST);
+        ASSERT_EQ(0, mkdir(uploads.c_str(), 0755));
+        root.writeFile("/tmp/fw.bin", kFirmware);
+    }
+
+    // Every file in the upload directory, temporary ones included.
+    std::vector<std::string> uploaded() const {
+        std::vector<std::string> names;
+        DIR* d = opendir(uploads.c_str());
+        while (const dirent* e = d ? readdir(d) : nullptr)
+            if (e->d_name[0] != '.') names.push_back(e->d_name);
+        if (d) closedir(d);
+        return names;
+    }
+
+    // What a download threw, kind and message ("" on success).
+    std::string failureOf(const std::string& url, const std::string& md5, const std::string& dir = "") {
+        try {
+            downloadFile(url, dir.empty() ? uploads : dir, md5);
+        } catch (const CurlError& e) {
+            return std::string("CurlError: ") + e.what();
+        } catch (const MD5Error& e) {
+            return std::string("MD5Error: ") + e.what();
+        }
+        return "";
+    }
+
+    void replaceMd5sum(const std::string& script) {
+        const std::string path = root.rooted("/usr/bin/md5sum");
+        ASSERT_EQ(0, unlink(path.c_str()));
+        root.writeFile("/usr/bin/md5sum", "#!/bin/sh\n" + script);
+        ASSERT_EQ(0, chmod(path.c_str(), 0755));
     }
 
     rctest::HeadendRoot root;
     const std::string uploads = root.rooted("/dorel/rc_uploads");
+    const std::string firmware = root.rooted("/tmp/fw.bin");
 };
 
-TEST_F(DownloadTest, FileIsNamedAfterTheUrlsLastSegment) {
-    rctest::TestServer server(root, std::string(R"({"files": {"/fw/fw-2.3.bin": )") +
-                                        rctest::json::quote(kFirmware) + "}}");
-    rctest::LogCapture log;
-    const std::string path = downloadFile(server.baseUrl() + "fw/fw-2.3.bin", uploads, "");
-
-    EXPECT_EQ(uploads + "/fw-2.3.bin", path);
-    EXPECT_EQ(kFirmware, contentsOf(path));
-    EXPECT_EQ(std::vector<std::string>{"fw-2.3.bin"}, entries(uploads));
-    EXPECT_TRUE(log.contains("Dowloading file: " + server.baseUrl() + "fw/fw-2.3.bin"))
-        << log.dump();
+TEST_F(DownloadTest, FileIsNamedAfterTheUrlReplacedByTheNextAndCheckedAgainstTheMd5) {
+    rctest::TestServer server(root, R"({"routes": {"/fw/fw.bin?v=2": [{"body": "old"}, {"body": "firmware 2.3\n"},
+        {"body": "firmware 2.3\n"}]}})");
+    const std::string url = server.baseUrl() + "fw/fw.bin?v=2";
+    EXPECT_EQ(uploads + "/fw.bin?v=2", downloadFile(url, uploads, ""));  // nothing to check
+    EXPECT_EQ(uploads + "/fw.bin?v=2", downloadFile(url, uploads, kFirmwareMd5));
+    EXPECT_EQ(std::vector<std::string>{"fw.bin?v=2"}, uploaded());
+    // md5sum prints lower case; the file that was there before goes too.
+    EXPECT_EQ("MD5Error: Invalid MD5", failureOf(url, "40B003DCDE2E681579665ACA786F6417"));
+    EXPECT_TRUE(uploaded().empty());
 
     // The same certificate and credentials as the XML requests, as a GET.
-    const auto requests = server.requests();
-    ASSERT_EQ(1u, requests.size());
-    EXPECT_EQ("GET", requests[0].method);
-    EXPECT_TRUE(requests[0].authOk);
-    EXPECT_EQ("SN-0001", requests[0].clientSubject);
+    const auto request = server.requests().at(0);
+    EXPECT_EQ("GET", request.method);
+    EXPECT_TRUE(request.authOk);
+    EXPECT_EQ("SN-0001", request.clientSubject);
 }
 
-TEST_F(DownloadTest, QueryPartStaysInTheName) {
-    rctest::TestServer server(root, R"({"files": {"/fw/pkg.bin?v=2": "pkg"}})");
-    const std::string path =
-        downloadFile(server.baseUrl() + "fw/pkg.bin?v=2", uploads, "a46a1bce0b67c45bec8f435bd5390a54");
-    EXPECT_EQ(uploads + "/pkg.bin?v=2", path);
-    EXPECT_EQ("pkg", contentsOf(path));
-}
-
-TEST_F(DownloadTest, SecondDownloadReplacesTheFirst) {
-    rctest::TestServer server(root, R"({"routes": {"/fw/pkg.bin": [
-        {"code": 200, "body": "one"}, {"code": 200, "body": "two"}]}})");
-    const std::string url = server.baseUrl() + "fw/pkg.bin";
-    downloadFile(url, uploads, "f97c5d29941bfb1b2fdab0874906ab82");
-    const std::string path = downloadFile(url, uploads, "b8a9f715dbb64fd5c56e7783c6820a61");
-    EXPECT_EQ("two", contentsOf(path));
-    EXPECT_EQ(std::vector<std::string>{"pkg.bin"}, entries(uploads));
-}
-
-TEST_F(DownloadTest, Md5IsCheckedExactly) {
-    rctest::TestServer server(root, std::string(R"({"files": {"/fw/fw-2.3.bin": )") +
-                                        rctest::json::quote(kFirmware) + "}}");
-    const std::string url = server.baseUrl() + "fw/fw-2.3.bin";
-
-    EXPECT_EQ(uploads + "/fw-2.3.bin", downloadFile(url, uploads, kFirmwareMd5));
-
-    // md5sum prints lower case; anything else is a mismatch and the
-    // downloaded file goes, also the one that was there before.
-    Outcome upper = attempt(url, uploads, kFirmwareMd5Upper);
-    EXPECT_EQ("MD5Error", upper.kind);
-    EXPECT_EQ("Invalid MD5", upper.message);
-    EXPECT_TRUE(entries(uploads).empty());
-}
-
-TEST_F(DownloadTest, FailuresLeaveNothingBehind) {
-    rctest::TestServer server(root, R"({"routes": {
-        "/fw/":          [{"code": 200, "body": "directory listing"}],
-        "/fw/moved.bin": [{"code": 302, "redirect": "/fw/pkg.bin"}],
-        "/fw/broken":    [{"code": 500, "body": "half a package"}]},
-        "files": {"/fw/pkg.bin": "pkg"}})");
-    const struct {
-        const char* path;
-        const char* kind;
-        const char* message;
-    } cases[] = {
+TEST_F(DownloadTest, FailuresLeaveNoTemporaryFile) {
+    rctest::TestServer server(root, R"({"routes": {"/fw/": [{"body": "directory listing"}]}})");
+    const std::string base = server.baseUrl();
+    const std::string cases[][3] = {
         // The name would be the directory itself, which the rename refuses.
-        {"fw/", "CurlError", "Could not downloadFile"},
-        {"fw/missing.bin", "CurlError", "Invalid response code: 404"},
-        {"fw/moved.bin", "CurlError", "Invalid response code: 302"},
-        {"fw/broken", "CurlError", "Invalid response code: 500"},
-        {"fw/pkg.bin", "MD5Error", "Invalid MD5"},
+        {base + "fw/", "", "CurlError: Could not downloadFile"},
+        {base + "fw/missing.bin", "", "CurlError: Invalid response code: 404"},
+        {"https://127.0.0.1:1/fw/pkg.bin", "", "CurlError: Error sending http request(7): Couldn't connect to server: "},
+        {base + "fw/pkg.bin", uploads + "/absent", "CurlError: Could not downloadFile"},
     };
     for (const auto& c : cases) {
-        Outcome outcome = attempt(server.baseUrl() + c.path, uploads, "0123456789abcdef0123456789abcdef");
-        EXPECT_EQ(c.kind, outcome.kind) << c.path;
-        EXPECT_EQ(c.message, outcome.message) << c.path;
-        EXPECT_TRUE(entries(uploads).empty()) << c.path << " left files behind";
+        EXPECT_EQ(0u, failureOf(c[0], "", c[1]).find(c[2])) << c[0];
+        EXPECT_TRUE(uploaded().empty()) << c[0] << " left files behind";
     }
 }
 
-TEST_F(DownloadTest, RefusedServerIsATransferErrorAndLeavesNothing) {
-    rctest::TestServer server(root, R"({"files": {"/fw/pkg.bin": "pkg"}})", "other");
-    Outcome outcome = attempt(server.baseUrl() + "fw/pkg.bin", uploads, "");
-    EXPECT_EQ("CurlError", outcome.kind);
-    EXPECT_EQ(0u, outcome.message.find("Error sending http request(")) << outcome.message;
-    EXPECT_TRUE(entries(uploads).empty());
+TEST_F(DownloadTest, HostileNameFromTheServerRunsNothing) {
+    // Each name would create the marker if it reached md5sum's command line
+    // unquoted, in plain double quotes or in naive single quotes.
+    ASSERT_EQ(0, setenv("RC_MARKER", root.rooted("/tmp/marker").c_str(), 1));
+    const std::string names[] = {"a\"$(touch${IFS}${RC_MARKER})\"b", "a`touch${IFS}${RC_MARKER}`b",
+                                 "a'$(touch${IFS}${RC_MARKER})'b", "a\\\"$(touch${IFS}${RC_MARKER})"};
+    std::string files;
+    for (const std::string& name : names)
+        files += (files.empty() ? "" : ", ") + rctest::json::quote("/fw/" + name) + R"(: "firmware 2.3\n")";
+    rctest::TestServer server(root, "{\"files\": {" + files + "}}");
+    for (const std::string& name : names) {
+        // The MD5 is given, so the name does reach the md5sum command line.
+        EXPECT_EQ("", failureOf(server.baseUrl() + "fw/" + name, kFirmwareMd5)) << name;
+        EXPECT_TRUE(root.exists("/dorel/rc_uploads/" + name)) << name;
+    }
+    unsetenv("RC_MARKER");
+    EXPECT_FALSE(root.exists("/tmp/marker")) << "a file name ran a command";
 }
 
-TEST_F(DownloadTest, WrongPasswordIsRefusedAndLeavesNothing) {
-    rctest::TestServer server(root, R"({"files": {"/fw/pkg.bin": "pkg"}})");
-    root.setConfig("servidorZAT_password", "wrong");
-    settings().load();
-    Outcome outcome = attempt(server.baseUrl() + "fw/pkg.bin", uploads, "");
-    EXPECT_EQ("Invalid response code: 401", outcome.message);
-    EXPECT_TRUE(entries(uploads).empty());
-}
-
-TEST_F(DownloadTest, MissingTargetDirectoryIsRefusedBeforeAnyTransfer) {
-    rctest::TestServer server(root, R"({"files": {"/fw/pkg.bin": "pkg"}})");
-    Outcome outcome = attempt(server.baseUrl() + "fw/pkg.bin", uploads + "/absent", "");
-    EXPECT_EQ("CurlError", outcome.kind);
-    EXPECT_EQ("Could not downloadFile", outcome.message);
-    EXPECT_TRUE(server.requests().empty());
+TEST_F(DownloadTest, Md5CheckTakesOnlyTheWholeSumMd5sumPrintedAndSkipsAnEmptyExpectation) {
+    EXPECT_TRUE(md5Matches(firmware, kFirmwareMd5));
+    EXPECT_FALSE(md5Matches(firmware, std::string(kFirmwareMd5).substr(0, 31)));
+    root.writeFile("/tmp/back\\slash", kFirmware);  // md5sum puts a backslash before its sum
+    EXPECT_TRUE(md5Matches(root.rooted("/tmp/back\\slash"), kFirmwareMd5));
+    const std::pair<const char*, const char*> unusable[] = {
+        {"exit 1\n", "Could not read md5sum result"},
+        {"echo 'abc  /tmp/fw.bin'\n", "MD5 has not 16 bytes"},
+        {"echo '40b003dcde2e681579665aca786f6417'\n", "MD5 has not 16 bytes"},  // no blank at all
+    };
+    for (const auto& c : unusable) {
+        replaceMd5sum(c.first);
+        rctest::LogCapture log;
+        EXPECT_FALSE(md5Matches(firmware, kFirmwareMd5)) << c.first;
+        EXPECT_TRUE(log.contains(c.second)) << c.first << log.dump();
+    }
+    replaceMd5sum("touch '" + root.rooted("/tmp/md5sum-ran") + "'\n");
+    EXPECT_TRUE(md5Matches(root.rooted("/tmp/does-not-exist"), ""));
+    EXPECT_FALSE(root.exists("/tmp/md5sum-ran")) << "md5sum ran for an empty expectation";
 }
 
 }  // namespace
