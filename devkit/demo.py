@@ -81,6 +81,11 @@ def run_agent(agent, root, label):
 def show_requests(log_path):
     with open(log_path) as f:
         requests = [json.loads(line) for line in f if line.strip()]
+    show_bodies(requests)
+    return requests
+
+
+def show_bodies(requests):
     seen = set()
     for i, r in enumerate(requests, 1):
         section("Request %d: %s %s (client certificate %s, user %s, answered %s)"
@@ -139,7 +144,8 @@ def main():
         section("Agent, pass 2 (--once): runs the scheduled command at its second")
         run_agent(agent, root, "pass 2")
 
-        show_requests(log_path)
+        requests = show_requests(log_path)
+        unknown_answered = any("<commandId>104</commandId>" in r.get("body", "") for r in requests)
 
         section("Headend afterwards")
         rows = query(os.path.join(root, "dorel/DB/remote_control.sqlite"),
@@ -153,6 +159,8 @@ def main():
         ota = os.path.join(root, "dorel/datosWeb/tablasSI/wmbLinkageDescriptor_CAM_CI_PLUS")
         print("TV CAM OTA descriptor file present:", os.path.exists(ota),
               "(started in pass 1, stopped by the scheduled command in pass 2)")
+        print("unknown command 'formatAllDisks' (id 104):",
+              "answered?!" if unknown_answered else "refused when it arrived: never stored, never run")
         print("connection flag servidorZAT_conectado:",
               query(os.path.join(root, "dorel/DB/config_global.sqlite"),
                     "SELECT valor FROM configuracionWebGlobal WHERE nombre = 'servidorZAT_conectado'")[0][0])
