@@ -64,27 +64,25 @@ std::string nodeText(const XmlNode* node) {
     return std::string(node->value(), node->value_size());
 }
 
-XmlNode* childElement(const XmlNode* parent, const char* name) {
+namespace {
+
+XmlNode* findChild(const XmlNode* parent, const char* name, int (*compare)(const char*, const char*, size_t)) {
     if (parent == nullptr) return nullptr;
+    const size_t length = strlen(name);
     for (XmlNode* child = parent->first_node(); child; child = child->next_sibling()) {
-        if (child->type() == rapidxml::node_element && child->name_size() == strlen(name) &&
-            strncmp(child->name(), name, child->name_size()) == 0) {
+        if (child->type() == rapidxml::node_element && child->name_size() == length &&
+            compare(child->name(), name, length) == 0) {
             return child;
         }
     }
     return nullptr;
 }
 
-XmlNode* childElementNoCase(const XmlNode* parent, const char* name) {
-    if (parent == nullptr) return nullptr;
-    for (XmlNode* child = parent->first_node(); child; child = child->next_sibling()) {
-        if (child->type() == rapidxml::node_element && child->name_size() == strlen(name) &&
-            strncasecmp(child->name(), name, child->name_size()) == 0) {
-            return child;
-        }
-    }
-    return nullptr;
-}
+}  // namespace
+
+XmlNode* childElement(const XmlNode* parent, const char* name) { return findChild(parent, name, strncmp); }
+
+XmlNode* childElementNoCase(const XmlNode* parent, const char* name) { return findChild(parent, name, strncasecmp); }
 
 std::string nodeName(const XmlNode* node) {
     if (node == nullptr) return std::string();
