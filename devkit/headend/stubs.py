@@ -36,25 +36,20 @@ _SIMPLE = r"""
 exit "$(status_of "$DEVKIT/exit/{name}" 0)"
 """
 
-_IDENTITY = r"""
+# The value line of an identity script; `hostname` prints only this.
+_VALUE_LINE = r"""
 value="$DEVKIT/identity/{name}"
 [ -f "$value" ] || exit 1
 line=
 IFS= read -r line <"$value" || true
 printf '%s\n' "$line"
-if [ -f "$value.status" ]; then
+"""
+
+_IDENTITY = _VALUE_LINE + r"""if [ -f "$value.status" ]; then
     cat "$value.status"
 else
     echo OK
 fi
-"""
-
-_HOSTNAME = r"""
-value="$DEVKIT/identity/hostname"
-[ -f "$value" ] || exit 1
-line=
-IFS= read -r line <"$value" || true
-printf '%s\n' "$line"
 """
 
 _TIME_OFFSETS = r"""
@@ -135,7 +130,7 @@ STUBS = [
     ("dorel/script/SERIAL", "/dorel/script/SERIAL", _IDENTITY),
     ("dorel/script/MAC", "/dorel/script/MAC", _IDENTITY),
     ("dorel/script/MODELO", "/dorel/script/MODELO", _IDENTITY),
-    ("bin/hostname", "hostname", _HOSTNAME),
+    ("bin/hostname", "hostname", _VALUE_LINE),
     ("sbin/reboot", "reboot", _SIMPLE),
     ("dorel/bin/clienteXMLRPC", "/dorel/bin/clienteXMLRPC", _XMLRPC),
     ("dorel/bin/QuorKey", "/dorel/bin/QuorKey", _SIMPLE),
