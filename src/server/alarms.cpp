@@ -1,6 +1,7 @@
 // The alarm code table and the live fetch of a module's status variables.
 #include "server/alarms.h"
 
+#include "common/code_table.h"
 #include "common/log.h"
 #include "common/paths.h"
 #include "common/shell.h"
@@ -12,13 +13,8 @@ namespace dorel_remote_control {
 
 namespace {
 
-struct AlarmEntry {
-    int code;
-    const char* text;
-};
-
 // The texts the server shows for each code; kept in ascending code order.
-const AlarmEntry kAlarmTable[] = {
+const CodeText kAlarmTable[] = {
     {0, "No alarm"},
     {100, "Modules have alarms"},
     {200, "No communication with module"},
@@ -48,12 +44,7 @@ const AlarmEntry kAlarmTable[] = {
 
 }  // namespace
 
-const char* alarmText(int code) {
-    for (const AlarmEntry& entry : kAlarmTable) {
-        if (entry.code == code) return entry.text;
-    }
-    return "Unknown Alarm";
-}
+const char* alarmText(int code) { return codeText(kAlarmTable, code, "Unknown Alarm"); }
 
 void raiseAlarm(AlarmSet& alarms, int code) {
     alarms.emplace(code, alarmText(code));

@@ -1,13 +1,10 @@
 // The fixed texts of the result codes, as the server expects to read them.
 #include "commands/core/result_codes.h"
 
+#include "common/code_table.h"
+
 namespace dorel_remote_control {
 namespace {
-
-struct CodeText {
-    int code;
-    const char* text;
-};
 
 const CodeText kCodeTexts[] = {
     {kNoError, "No error"},
@@ -47,11 +44,6 @@ const CodeText kCodeTexts[] = {
 
 }  // namespace
 
-const char* resultCodeText(int code) {
-    for (const CodeText& entry : kCodeTexts) {
-        if (entry.code == code) return entry.text;
-    }
-    return "Unknown Error";
-}
+const char* resultCodeText(int code) { return codeText(kCodeTexts, code, "Unknown Error"); }
 
 }  // namespace dorel_remote_control
