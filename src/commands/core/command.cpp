@@ -78,4 +78,22 @@ XmlNode* Command::parameter(const char* name) const {
     return childElement(commandElement_, name);
 }
 
+XmlNode* Command::requiredParameter(const char* name, const char* missing) {
+    XmlNode* node = parameter(name);
+    if (node == nullptr) {
+        logf(3, "%s", missing);
+        addError(kInvalidCommand, missing);
+    }
+    return node;
+}
+
+doreldb::DbHandle Command::openDatabaseOrReport(const std::string& path) {
+    doreldb::DbHandle db = doreldb::openDatabase(path);
+    if (!db) {
+        logf(3, "%s: could not open %s", name_.c_str(), path.c_str());
+        addError(kCouldNotAccessDatabase);
+    }
+    return db;
+}
+
 }  // namespace dorel_remote_control

@@ -9,6 +9,7 @@
 
 #include "commands/core/result_document.h"
 #include "common/xml.h"
+#include "db/access.h"
 
 #include <ctime>
 #include <memory>
@@ -65,6 +66,12 @@ protected:
     XmlNode* startResult();
     // A parameter: the first child of the command element with that name.
     XmlNode* parameter(const char* name) const;
+    // A parameter the command cannot do without: when it is missing, logs
+    // `missing`, records error 101 with it as the text and returns null.
+    XmlNode* requiredParameter(const char* name, const char* missing);
+    // Opens a database for the command's work: when it cannot be opened,
+    // logs it, records error 102 and returns a null handle.
+    doreldb::DbHandle openDatabaseOrReport(const std::string& path);
     void addError(int code, const std::string& detail = std::string()) { result_->addError(code, detail); }
 
 private:

@@ -26,34 +26,24 @@ bool isKnownAccount(const std::string& name) {
 void CmdChangePassword::execute() {
     startResult();
 
-    XmlNode* userNode = parameter("username");
-    if (userNode == nullptr) {
-        addError(kInvalidCommand, "No 'username' field found");
-        return;
-    }
+    XmlNode* userNode = requiredParameter("username", "No 'username' field found");
+    if (userNode == nullptr) return;
     const std::string user = nodeText(userNode);
     if (!isKnownAccount(user)) {
         logf(3, "changePassword: invalid user name '%s'", user.c_str());
         addError(kInvalidUsername);
         return;
     }
-    XmlNode* passwordNode = parameter("password");
-    if (passwordNode == nullptr) {
-        addError(kInvalidCommand, "No 'password' field found");
-        return;
-    }
+    XmlNode* passwordNode = requiredParameter("password", "No 'password' field found");
+    if (passwordNode == nullptr) return;
     const std::string password = nodeText(passwordNode);
     if (password.empty()) {
         addError(kInvalidPassword);
         return;
     }
 
-    doreldb::DbHandle db = doreldb::openDatabase(paths::configLocalDb());
-    if (!db) {
-        logf(3, "changePassword: could not open %s", paths::configLocalDb().c_str());
-        addError(kCouldNotAccessDatabase);
-        return;
-    }
+    doreldb::DbHandle db = openDatabaseOrReport(paths::configLocalDb());
+    if (!db) return;
     doreldb::Transaction transaction(db.get());
     if (transaction.begin() != SQLITE_OK) {
         addError(kCouldNotAccessDatabase);

@@ -78,16 +78,10 @@ void CmdStartOTAFirmwareUpgrade::execute() {
         addError(kInvalidCommand);
         return;
     }
-    XmlNode* typeNode = parameter("type");
-    if (typeNode == nullptr) {
-        addError(kInvalidCommand, "No 'type' field found.");
-        return;
-    }
-    XmlNode* linkageNode = parameter("linkage");
-    if (linkageNode == nullptr) {
-        addError(kInvalidCommand, "No 'linkage' field found.");
-        return;
-    }
+    XmlNode* typeNode = requiredParameter("type", "No 'type' field found.");
+    if (typeNode == nullptr) return;
+    XmlNode* linkageNode = requiredParameter("linkage", "No 'linkage' field found.");
+    if (linkageNode == nullptr) return;
 
     const std::string linkage = nodeText(linkageNode);
     if (linkage.empty() || linkage.size() % 2 != 0 || linkage.size() / 2 < kMinDescriptorBytes) {

@@ -11,11 +11,8 @@ namespace dorel_remote_control {
 void CmdGetScheduledCommands::execute() {
     XmlNode* list = startResult();
 
-    doreldb::DbHandle db = doreldb::openDatabase(paths::remoteControlDb());
-    if (!db) {
-        addError(kCouldNotAccessDatabase);
-        return;
-    }
+    doreldb::DbHandle db = openDatabaseOrReport(paths::remoteControlDb());
+    if (!db) return;
 
     const std::vector<doreldb::Record> rows =
         doreldb::doSelect(db.get(), doreldb::RCCommand::table(), " WHERE status LIKE %Q ", "4");

@@ -33,11 +33,8 @@ bool deleteByIds(sqlite3* db, const XmlNode* first) {
 void CmdRemoveScheduledCommands::execute() {
     startResult();
 
-    doreldb::DbHandle db = doreldb::openDatabase(paths::remoteControlDb());
-    if (!db) {
-        addError(kCouldNotAccessDatabase);
-        return;
-    }
+    doreldb::DbHandle db = openDatabaseOrReport(paths::remoteControlDb());
+    if (!db) return;
     doreldb::Transaction transaction(db.get());
     if (transaction.begin() != SQLITE_OK) {
         addError(kCouldNotAccessDatabase);

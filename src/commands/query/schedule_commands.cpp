@@ -9,22 +9,11 @@
 
 namespace dorel_remote_control {
 
-namespace {
-
-const char kNoDatetime[] = "No 'datetime' field found.";
-const char kNoCommands[] = "No 'commands' field found.";
-
-}  // namespace
-
 void CmdScheduleCommands::execute() {
     startResult();
 
-    XmlNode* datetime = parameter("datetime");
-    if (datetime == nullptr) {
-        logf(3, "%s", kNoDatetime);
-        addError(kInvalidCommand, kNoDatetime);
-        return;
-    }
+    XmlNode* datetime = requiredParameter("datetime", "No 'datetime' field found.");
+    if (datetime == nullptr) return;
     const std::string when = nodeText(datetime);
     long nextTime = 0;
     if (!parseServerDatetime(when, nextTime)) {
@@ -33,12 +22,8 @@ void CmdScheduleCommands::execute() {
         return;
     }
 
-    XmlNode* commands = parameter("commands");
-    if (commands == nullptr) {
-        logf(3, "%s", kNoCommands);
-        addError(kInvalidCommand, kNoCommands);
-        return;
-    }
+    XmlNode* commands = requiredParameter("commands", "No 'commands' field found.");
+    if (commands == nullptr) return;
 
     size_t position = 0;
     for (XmlNode* child = commands->first_node(); child != nullptr; child = child->next_sibling()) {
