@@ -10,8 +10,6 @@
 #include "common/log.h"
 #include "common/xml.h"
 
-#include <cstring>
-
 namespace dorel_remote_control {
 
 namespace {
@@ -39,16 +37,10 @@ void takeCommand(const XmlNode& element, std::vector<std::shared_ptr<Command>>& 
 
 std::vector<std::shared_ptr<Command>> takeReplyCommands(const char* body) {
     std::vector<std::shared_ptr<Command>> taken;
-    if (!body) body = "";
-    // RapidXML parses in place and its nodes point into the text, so it gets a
-    // private copy that outlives the document.
-    std::vector<char> text(body, body + std::strlen(body) + 1);
-    // The document carries its first memory pool inside itself; keep it off
-    // the stack.
-    auto doc = std::make_unique<XmlDocument>();
     try {
-        doc->parse<0>(text.data());
-        XmlNode* reply = doc->first_node("statusReply");
+        // A private copy: the parser works in place and the nodes point into it.
+        ParsedXml document(body ? body : "");
+        XmlNode* reply = document.doc().first_node("statusReply");
         if (!reply) {
             logf(4, "XML parsing error: no 'statusReply' node.");
             return taken;
