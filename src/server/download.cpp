@@ -21,7 +21,6 @@ namespace dorel_remote_control {
 
 namespace {
 
-constexpr long kHttpOk = 200;
 constexpr size_t kMd5HexDigits = 32;
 const char kCouldNotDownload[] = "Could not downloadFile";
 
@@ -87,10 +86,7 @@ std::string downloadFile(const std::string& url, const std::string& targetDir,
     const bool written = std::fclose(file.release()) == 0;
 
     if (code != CURLE_OK) throw CurlError(client.transferError(code));
-    long status = 0;
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-    logf(7, "Response code: %ld", status);
-    if (status != kHttpOk) throw CurlError("Invalid response code: " + std::to_string(status));
+    client.requireOk();
     if (!written) throw CurlError(kCouldNotDownload);
 
     char* effective = nullptr;

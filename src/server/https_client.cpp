@@ -153,6 +153,13 @@ std::string HttpsClient::transferError(CURLcode code) const {
            "): " + curl_easy_strerror(code) + ": " + errorBuffer_;
 }
 
+void HttpsClient::requireOk() {
+    long status = 0;
+    curl_easy_getinfo(curl_, CURLINFO_RESPONSE_CODE, &status);
+    logf(7, "Response code: %ld", status);
+    if (status != kHttpOk) throw CurlError("Invalid response code: " + std::to_string(status));
+}
+
 ResponseBuffer HttpsClient::request(const std::string& url, const char* body) {
     reconfigure();
     logf(6, "Requesting: %s", url.c_str());
@@ -182,10 +189,7 @@ ResponseBuffer HttpsClient::request(const std::string& url, const char* body) {
     transferring_ = false;
     if (code != CURLE_OK) throw CurlError(transferError(code));
 
-    long status = 0;
-    curl_easy_getinfo(curl_, CURLINFO_RESPONSE_CODE, &status);
-    logf(7, "Response code: %ld", status);
-    if (status != kHttpOk) throw CurlError("Invalid response code: " + std::to_string(status));
+    requireOk();
 
     // Debugging aid for a controller run in the foreground.
     std::fwrite(response.data(), 1, response.size(), stdout);

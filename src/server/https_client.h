@@ -49,6 +49,10 @@ public:
     // Resets the handle and sets the certificate, CA and authentication options.
     void reconfigure();
 
+    // After a transfer: logs the HTTP status and throws CurlError "Invalid
+    // response code: N" for anything but 200.
+    void requireOk();
+
     CURL* handle() { return curl_; }
     const char* errorBuffer() const { return errorBuffer_; }
 
