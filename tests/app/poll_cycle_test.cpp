@@ -147,6 +147,7 @@ TEST_F(PollCycle, TheFlagIsOnlyWrittenWhereItsRowExists) {
                     .empty());
 
     rctest::HeadendRoot fresh;
+    fresh.setConfig("servidorZAT_conectado", "1");
     PollContext other;
     setConnection(other, 7);
     EXPECT_TRUE(log.contains("Unknown Connection Status"));
