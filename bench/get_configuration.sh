@@ -13,7 +13,10 @@ build=${1:-$src/build}
 services=60
 pids=8
 
-for tool in valgrind sqlite3 python3; do
+if command -v dpkg-query >/dev/null; then
+    "$here/needs.sh" valgrind sqlite3 time python3
+fi
+for tool in valgrind sqlite3 python3 /usr/bin/time; do
     command -v "$tool" >/dev/null || { echo "bench: $tool is needed" >&2; exit 1; }
 done
 cmake --build "$build" --target rc-bench-command -j2 >/dev/null
@@ -48,7 +51,7 @@ tables_sql() {
 }
 
 envelope='<command><id>1</id><data><getConfiguration/></data></command>'
-printf '%-8s %14s %14s %8s %10s\n' modules agent sqlite3 ratio growth
+printf '%-8s %14s %14s %8s %10s %12s\n' modules agent sqlite3 ratio growth "peak RSS"
 previous=
 for modules in 12 24 48; do
     root="$work/h$modules"
@@ -59,8 +62,11 @@ for modules in 12 24 48; do
     ratio=$(python3 -c "print('%.2f' % ($agent / $reader))")
     growth=-
     [ -n "$previous" ] && growth=$(python3 -c "print('%.2fx' % ($agent / $previous))")
-    printf '%-8s %14s %14s %8s %10s\n' "$modules" "$agent" "$reader" "$ratio" "$growth"
+    # Peak resident memory of a run without valgrind, in KiB.
+    rss=$(REMOTE_CONTROL_ROOT="$root" /usr/bin/time -f %M "$driver" "$envelope" 2>&1 >/dev/null | tail -n 1)
+    printf '%-8s %14s %14s %8s %10s %9s KiB\n' "$modules" "$agent" "$reader" "$ratio" "$growth" "$rss"
     previous=$agent
     rm -rf "$root"
 done
-echo "(agent: getConfiguration run and printed; ratio = agent / sqlite3; growth = against the half-size headend)"
+echo "(agent: getConfiguration run and printed, in instructions; sqlite3: every row of the same tables read once;"
+echo " ratio = agent / sqlite3; growth = against the half-size headend; peak RSS of the agent's run)"
