@@ -6,6 +6,13 @@
 #include "commands/query/get_scheduled_commands.h"
 #include "commands/query/remove_scheduled_commands.h"
 #include "commands/query/schedule_commands.h"
+// Firmware, certificate and Quorvex commands.
+#include "commands/maintenance/apply_firmware_upgrade.h"
+#include "commands/maintenance/download_firmware_upgrade.h"
+#include "commands/maintenance/regenerate_ssl_certificate.h"
+#include "commands/query/get_quorvex_cam_list.h"
+#include "commands/query/regenerate_quorvex_scrambling_key.h"
+#include "commands/query/set_quorvex_cam_list.h"
 
 #include <strings.h>
 
@@ -25,6 +32,13 @@ const CommandEntry kCommands[] = {
     {"startOTAFirmwareUpgrade", &make<CmdStartOTAFirmwareUpgrade>},
     {"stopTVCAMOTAFirmwareUpgrade", &make<CmdStopTVCAMOTAFirmwareUpgrade>},
     {"changePassword", &make<CmdChangePassword>},
+    // Firmware, certificate and Quorvex commands.
+    {"downloadFirmwareUpgrade", &make<CmdDownloadFirmwareUpgrade>},
+    {"applyFirmwareUpgrade", &make<CmdApplyFirmwareUpgrade>},
+    {"getQuorvexCAMList", &make<CmdGetQuorvexCAMList>},
+    {"setQuorvexCAMList", &make<CmdSetQuorvexCAMList>},
+    {"regenerateQuorvexScramblingKey", &make<CmdRegenerateQuorvexScramblingKey>},
+    {"regenerateSSLCertificate", &make<CmdRegenerateSSLCertificate>},
 };
 
 }  // namespace
