@@ -257,7 +257,10 @@ class Handler(BaseHTTPRequestHandler):
                     target = "https://127.0.0.1:%d%s" % (self.server.server_address[1], target)
                 headers.setdefault("Location", target)
                 return int(answer.get("code", 302)), b"", headers
-            body = str(answer.get("body", "")).encode("utf-8")
+            # "{{server}}" stands for this server's own address, which a
+            # script cannot know before the server picked its port.
+            body = str(answer.get("body", "")).replace(
+                "{{server}}", "https://127.0.0.1:%d" % self.server.server_address[1]).encode("utf-8")
             return int(answer.get("code", 200)), body, headers
         if path.endswith(DEFAULT_REPLY_SUFFIXES):
             return 200, EMPTY_REPLY.encode("utf-8"), {}
