@@ -8,6 +8,7 @@ Prints what the server received and what the headend's tables hold afterwards.
 
 import argparse
 import datetime
+import hashlib
 import json
 import os
 import shutil
@@ -17,6 +18,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import xml.etree.ElementTree as ElementTree
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -43,7 +45,7 @@ def reply_with_commands(due):
         "<command><id>103</id><data><startOTAFirmwareUpgrade><type>ndstvcam</type>"
         "<linkage>%s</linkage></startOTAFirmwareUpgrade></data></command>" % TVCAM_LINKAGE,
         "<command><id>104</id><data><formatAllDisks/></data></command>",
-    ] + CONFIGURATION_AND_RESET_COMMANDS
+    ] + CONFIGURATION_AND_RESET_COMMANDS + maintenance_commands()
     return ('<?xml version="1.0" encoding="utf-8"?>\n<statusReply><commands>'
             + "".join(commands) + "</commands></statusReply>")
 
@@ -54,8 +56,8 @@ def reply_with_commands(due):
 # result with its per-module errors.
 
 CONFIGURATION_AND_RESET_COMMANDS = [
-    "<command><id>105</id><data><getConfiguration/></data></command>",
-    "<command><id>106</id><data><resetCAMModules><modules/></resetCAMModules></data></command>",
+    "<command><id>109</id><data><getConfiguration/></data></command>",
+    "<command><id>110</id><data><resetCAMModules><modules/></resetCAMModules></data></command>",
 ]
 
 
@@ -115,6 +117,87 @@ def show_special_body(body):
     return False
 
 # --- end of getConfiguration and resetCAMModules ----------------------------
+
+
+# --- Firmware, certificate renewal and Quorvex CAM keys -----------------------
+# The test server serves the package, signs the CSR with the headend's CA and
+# knows the key of one of the CAMs the list adds.
+FIRMWARE = "demo firmware 2.3\n" * 600
+FIRMWARE_MD5 = hashlib.md5(FIRMWARE.encode()).hexdigest()
+RENEWED_CN = "SN-0001 renewed {n}"
+CAM_KEYS = {"TV-0003": "PUBLIC-KEY-0003"}
+
+
+def maintenance_commands():
+    return [
+        "<command><id>105</id><data><downloadFirmwareUpgrade><firmware><url>{{server}}/fw/fw-2.3.bin</url>"
+        "<md5>%s</md5></firmware></downloadFirmwareUpgrade></data></command>" % FIRMWARE_MD5,
+        "<command><id>106</id><data><applyFirmwareUpgrade><firmware><filename>fw-2.3.bin</filename>"
+        "<md5>%s</md5></firmware></applyFirmwareUpgrade></data></command>" % FIRMWARE_MD5,
+        "<command><id>107</id><data><regenerateSSLCertificate/></data></command>",
+        "<command><id>108</id><data><setQuorvexCAMList><partialList>1</partialList><list>"
+        "<cam><serialNumber>TV-0003</serialNumber><manufacturer>CamMaker</manufacturer></cam>"
+        "<cam><serialNumber>TV-0004</serialNumber><description>Room 104</description></cam>"
+        "</list></setQuorvexCAMList></data></command>",
+    ]
+
+
+def maintenance_script():
+    return {"files": {"/fw/fw-2.3.bin": FIRMWARE}, "signed_cn": RENEWED_CN, "cam_keys": CAM_KEYS}
+
+
+def command_outcome(requests, command_id):
+    """"succeeded" or "failed (code text, ...)" from the delivered result."""
+    for r in requests:
+        if not r.get("path", "").endswith("/commandResult"):
+            continue
+        try:
+            doc = ElementTree.fromstring(r.get("body", ""))
+        except ElementTree.ParseError:
+            continue
+        if doc.findtext("commandId") != str(command_id):
+            continue
+        errors = ["%s %s" % (e.findtext("id"), e.findtext("text")) for e in doc.iter("error")]
+        return "succeeded" if doc.findtext("result") == "0" else "failed (%s)" % "; ".join(errors)
+    return "no result delivered"
+
+
+def show_maintenance(root, requests):
+    section("Firmware, certificate renewal and Quorvex CAM keys")
+    calls_path = os.path.join(root, "devkit/calls.log")
+    calls = open(calls_path).read().splitlines() if os.path.exists(calls_path) else []
+    start = [c for c in calls if c.startswith("/dorel/script/fw_upload_start.sh")]
+    package = os.path.join(root, "dorel/shared/upgrades/fw-2.3.bin")
+    print("downloadFirmwareUpgrade (id 105): %s; fw-2.3.bin (%d bytes) fetched from the test server, MD5 checked"
+          % (command_outcome(requests, 105), len(FIRMWARE)))
+    print("applyFirmwareUpgrade (id 106): %s; start script called as '%s', package in "
+          "/dorel/shared/upgrades: %s, upload directory left: %s"
+          % (command_outcome(requests, 106), start[0] if start else "-", os.path.exists(package),
+             os.path.exists(os.path.join(root, "dorel/rc_uploads"))))
+    subjects = []
+    for r in requests:
+        if not subjects or subjects[-1] != r.get("client_subject"):
+            subjects.append(r.get("client_subject"))
+    print("regenerateSSLCertificate (id 107): %s; client certificates the server saw, in order: %s; "
+          "previous one kept as wmb-client.crt.bak: %s"
+          % (command_outcome(requests, 107), " -> ".join("'%s'" % s for s in subjects),
+             os.path.exists(os.path.join(root, "dorel/certs/module/wmb-client.crt.bak"))))
+    print("setQuorvexCAMList (id 108): %s; TV-0003 and TV-0004 added to the CAM list"
+          % command_outcome(requests, 108))
+    fetches = [r for r in requests if r.get("path", "").endswith("/getQuorvexCAMPublicKey")]
+    for n, r in enumerate(fetches, 1):
+        try:
+            asked = [c.findtext("serialNumber") for c in ElementTree.fromstring(r["body"]).iter("cam")]
+        except ElementTree.ParseError:
+            asked = ["?"]
+        known = [a for a in asked if a in CAM_KEYS]
+        print("key fetch %d: asked the server for the keys of %s; it knew %s"
+              % (n, ", ".join(asked), ", ".join(known) or "none"))
+    for serial, key, retries, error in query(os.path.join(root, "dorel/DB/quor_global.sqlite"),
+                                             "SELECT idCliente, K_Publica, Reintentos, Error FROM Quorvex "
+                                             "ORDER BY idQuorvex"):
+        print("  Quorvex %s: key %s, Reintentos %s, Error %s" % (serial, key or "(none)", retries, error))
+# --- end of firmware, certificate renewal and Quorvex CAM keys ---------------
 
 
 def start_server(root, work, script):
@@ -200,8 +283,8 @@ def main():
 
         due = (datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(seconds=5)).strftime(
             "%Y-%m-%dT%H:%M:%S")
-        server, port, log_path = start_server(root, work, {
-            "routes": {"/rc/status": [{"code": 200, "body": reply_with_commands(due)}]}})
+        server, port, log_path = start_server(root, work, dict(
+            maintenance_script(), routes={"/rc/status": [{"code": 200, "body": reply_with_commands(due)}]}))
         with sqlite3.connect(os.path.join(root, "dorel/DB/config_global.sqlite")) as conn:
             conn.execute("UPDATE configuracionWebGlobal SET valor = ? WHERE nombre = 'servidorZAT_direccion'",
                          ("https://127.0.0.1:%d/rc" % port,))
@@ -213,6 +296,10 @@ def main():
         print("unknown command 'formatAllDisks', a getConfiguration and a resetCAMModules of")
         print("every module (module %s fails to reset: error 552)." % addresses[1])
 
+
+        print("unknown command 'formatAllDisks'; then downloadFirmwareUpgrade + applyFirmwareUpgrade,")
+        print("regenerateSSLCertificate and a partial setQuorvexCAMList.")
+
         section("Agent, pass 1 (--once)")
         run_agent(agent, root, "pass 1")
         section("Agent, pass 2 (--once): runs the scheduled command at its second")
@@ -220,6 +307,7 @@ def main():
 
         requests = show_requests(log_path)
         unknown_answered = any("<commandId>104</commandId>" in r.get("body", "") for r in requests)
+        show_maintenance(root, requests)
 
         section("Headend afterwards")
         rows = query(os.path.join(root, "dorel/DB/remote_control.sqlite"),

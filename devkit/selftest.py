@@ -15,6 +15,7 @@ import sys
 import tempfile
 import time
 import unittest
+import xml.etree.ElementTree as ElementTree
 import http.client
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -135,7 +136,9 @@ class TestServer(unittest.TestCase):
                            {"code": 500, "body": "oops"}],
             "/rc/moved": [{"redirect": "/rc/status", "code": 302}],
         },
-        "files": {"/fw/fw-2.3.bin": "firmware bytes"},
+        "files": {"/fw/fw-2.3.bin": "firmware bytes", "/fw/big.bin": {"size": 1048575}},
+        "signed_cn": "SN-0001 renewed {n}",
+        "cam_keys": {"TV-0002": "KEY-2", "TV-0003": ""},
     }
 
     @classmethod
@@ -221,10 +224,33 @@ class TestServer(unittest.TestCase):
 
         wrong = [r for r in self.records() if r.get("user") == "rc-user" and not r["auth_ok"]]
         self.assertEqual(len(wrong), 1)
-        first = next(r for r in self.records() if r.get("status") == 200)
+        first = next(r for r in self.records() if r.get("status") == 200 and r.get("path") == "/rc/status")
         self.assertEqual(first["client_subject"], "SN-0001")
         self.assertEqual(first["body"], "<status/>")
         self.assertEqual(first["headers"]["Content-Type"], "application/xml")
+
+    def test_generated_files_csr_signing_and_cam_keys(self):
+        code, body, _ = self.request("GET", "/fw/big.bin")
+        self.assertEqual((code, len(body)), (200, 1048575))
+
+        with open(os.path.join(self.root, "dorel/certs/module/wmb-client.csr")) as f:
+            csr = f.read()
+        code, body, _ = self.request("POST", "/rc/signCSR", "<signCSR><csr>%s</csr></signCSR>" % csr)
+        self.assertEqual(code, 200)
+        crt = ElementTree.fromstring(body).findtext("crt")
+        subject = subprocess.run(["openssl", "x509", "-noout", "-subject"], input=crt, text=True,
+                                 capture_output=True, check=True).stdout
+        self.assertIn("SN-0001 renewed 1", subject)
+        self.assertEqual(self.request("POST", "/rc/signCSR", "<signCSR><csr/></signCSR>")[0], 400)
+
+        asked = "".join("<cam><serialNumber>%s</serialNumber></cam>" % s for s in ("TV-0002", "TV-0003", "TV-9"))
+        code, body, _ = self.request("POST", "/rc/getQuorvexCAMPublicKey",
+                                     "<getQuorvexCAMPublicKey><serialNumber>SN-0001</serialNumber>"
+                                     "<list>%s</list></getQuorvexCAMPublicKey>" % asked)
+        cams = [(c.findtext("serialNumber"), c.findtext("publicKey") or "")
+                for c in ElementTree.fromstring(body).iter("cam")]
+        self.assertEqual(cams, [("TV-0002", "KEY-2"), ("TV-0003", "")])
+        self.assertNotEqual(self.records()[-1]["client_serial"], "")
 
     def test_client_without_certificate_is_refused(self):
         conn = http.client.HTTPSConnection("127.0.0.1", self.port,

@@ -11,11 +11,17 @@ Script (all keys optional):
      "routes": {"/rc/status": [{"code": 200, "body": "...", "delay": 0.0,
                                 "headers": {}},
                                {"redirect": "/rc/other", "code": 302}]},
-     "files":  {"/fw/fw-2.3.bin": "content"}}
+     "files":  {"/fw/fw-2.3.bin": "content", "/fw/big.bin": {"size": 1048575}},
+     "signed_cn": "SN-0001 renewed {n}",
+     "cam_keys": {"TV-0002": "PUBLIC-KEY-0002", "TV-0003": ""}}
 
 A route's answers are used once each, in order. Without one left, paths
 ending in "/status" or "/commandResult" get an empty statusReply, paths in
-"files" are served to GET, anything else is 404.
+"files" are served to GET, a path ending in "/signCSR" gets the posted CSR
+signed by the dev kit's CA (subject CN "signed_cn" with {n} the number of the
+signature, else the CSR's own subject), a path ending in
+"/getQuorvexCAMPublicKey" gets the key of every asked CAM that "cam_keys"
+lists (the others are left out of the reply), anything else is 404.
 """
 
 import argparse
@@ -25,9 +31,12 @@ import os
 import signal
 import socket
 import ssl
+import subprocess
 import sys
+import tempfile
 import threading
 import time
+import xml.etree.ElementTree as ElementTree
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 EMPTY_REPLY = '<?xml version="1.0" encoding="utf-8"?>\n<statusReply></statusReply>'
@@ -45,7 +54,10 @@ class Script:
         if not isinstance(data, dict):
             raise ValueError("script must be a JSON object")
         self.users = dict(data.get("users", {"rc-user": "rc-pass"}))
-        self.files = dict(data.get("files", {}))
+        self.files = {path: file_content(path, spec) for path, spec in data.get("files", {}).items()}
+        self.signed_cn = data.get("signed_cn")
+        self.cam_keys = dict(data.get("cam_keys", {}))
+        self.signatures = 0
         self.routes = {path: list(answers) for path, answers in data.get("routes", {}).items()}
         for path, answers in self.routes.items():
             for a in answers:
@@ -53,11 +65,72 @@ class Script:
                     raise ValueError("answer for %s is not an object: %r" % (path, a))
         self.lock = threading.Lock()
 
+    def next_signature(self):
+        with self.lock:
+            self.signatures += 1
+            return self.signatures
+
     def next_answer(self, path):
         with self.lock:
             queue = self.routes.get(path)
             if queue:
                 return queue.pop(0)
+        return None
+
+
+def file_content(path, spec):
+    """A served file: a text, or {"size": N} for N bytes of a fixed pattern."""
+    if isinstance(spec, dict):
+        size = int(spec.get("size", 0))
+        pattern = b"devkit firmware package\n"
+        return (pattern * (size // len(pattern) + 1))[:size]
+    if isinstance(spec, str):
+        return spec.encode("utf-8")
+    raise ValueError("file %s is neither a text nor {\"size\": N}" % path)
+
+
+# The certificate the test server issues for a CSR: a client certificate of
+# the headend's CA, so the agent can present it right away.
+SIGN_CONFIG = """[req]
+distinguished_name = dn
+x509_extensions = ext
+prompt = no
+[dn]
+[ext]
+basicConstraints = critical,CA:FALSE
+keyUsage = critical,digitalSignature
+extendedKeyUsage = clientAuth
+"""
+
+
+def sign_csr(certs, csr, subject_cn):
+    """PEM certificate for the CSR text, or None when it cannot be signed."""
+    with tempfile.TemporaryDirectory(prefix="rc-sign-") as work:
+        with open(os.path.join(work, "req.cnf"), "w") as f:
+            f.write(SIGN_CONFIG)
+        with open(os.path.join(work, "in.csr"), "w") as f:
+            f.write(csr)
+        args = ["openssl", "req", "-config", "req.cnf", "-in", "in.csr", "-x509",
+                "-CA", os.path.join(certs, "ca.crt"), "-CAkey", os.path.join(certs, "ca.key"),
+                "-set_serial", str(int.from_bytes(os.urandom(8), "big") >> 1), "-days", "3650",
+                "-sha256", "-out", "out.crt"]
+        if subject_cn:
+            args += ["-subj", "/CN=" + subject_cn]
+        done = subprocess.run(args, cwd=work, stdin=subprocess.DEVNULL, capture_output=True)
+        if done.returncode != 0:
+            return None
+        with open(os.path.join(work, "out.crt")) as f:
+            return f.read()
+
+
+def xml_escape(text):
+    return text.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
+
+
+def request_root(body):
+    try:
+        return ElementTree.fromstring(body)
+    except ElementTree.ParseError:
         return None
 
 
@@ -79,6 +152,10 @@ class Activity:
 
     def touch(self):
         self.last = time.monotonic()
+
+
+def client_serial(cert):
+    return (cert or {}).get("serialNumber", "")
 
 
 def client_common_name(cert):
@@ -140,7 +217,32 @@ class Handler(BaseHTTPRequestHandler):
             return "", None
         return user, password
 
-    def decide(self, path, method):
+    def sign(self, body):
+        root = request_root(body)
+        csr = root.findtext("csr", "") if root is not None else ""
+        script = self.server.script
+        cn = None
+        if script.signed_cn:
+            cn = script.signed_cn.replace("{n}", str(script.next_signature()))
+        crt = sign_csr(self.server.certs, csr, cn) if csr.strip() else None
+        if crt is None:
+            return 400, b"cannot sign\n", {"Content-Type": "text/plain"}
+        reply = ('<?xml version="1.0" encoding="utf-8"?>\n<signCSRReply><crt>%s</crt></signCSRReply>'
+                 % xml_escape(crt))
+        return 200, reply.encode("utf-8"), {}
+
+    def cam_keys(self, body):
+        root = request_root(body)
+        cams = root.find("list") if root is not None else None
+        asked = [cam.findtext("serialNumber", "") for cam in cams.findall("cam")] if cams is not None else []
+        keys = self.server.script.cam_keys
+        cams = "".join("<cam><serialNumber>%s</serialNumber><publicKey>%s</publicKey></cam>"
+                       % (xml_escape(serial), xml_escape(keys[serial])) for serial in asked if serial in keys)
+        reply = ('<?xml version="1.0" encoding="utf-8"?>\n<getQuorvexCAMPublicKeyReply><list>%s</list>'
+                 "</getQuorvexCAMPublicKeyReply>" % cams)
+        return 200, reply.encode("utf-8"), {}
+
+    def decide(self, path, method, body=b""):
         """(code, body bytes, extra headers) for an authenticated request."""
         script = self.server.script
         answer = script.next_answer(path)
@@ -155,13 +257,19 @@ class Handler(BaseHTTPRequestHandler):
                     target = "https://127.0.0.1:%d%s" % (self.server.server_address[1], target)
                 headers.setdefault("Location", target)
                 return int(answer.get("code", 302)), b"", headers
-            body = str(answer.get("body", "")).encode("utf-8")
+            # "{{server}}" stands for this server's own address, which a
+            # script cannot know before the server picked its port.
+            body = str(answer.get("body", "")).replace(
+                "{{server}}", "https://127.0.0.1:%d" % self.server.server_address[1]).encode("utf-8")
             return int(answer.get("code", 200)), body, headers
         if path.endswith(DEFAULT_REPLY_SUFFIXES):
             return 200, EMPTY_REPLY.encode("utf-8"), {}
         if method == "GET" and path in script.files:
-            return 200, str(script.files[path]).encode("utf-8"), \
-                {"Content-Type": "application/octet-stream"}
+            return 200, script.files[path], {"Content-Type": "application/octet-stream"}
+        if method == "POST" and path.endswith("/signCSR"):
+            return self.sign(body)
+        if method == "POST" and path.endswith("/getQuorvexCAMPublicKey"):
+            return self.cam_keys(body)
         return 404, b"not found\n", {"Content-Type": "text/plain"}
 
     def answer(self):
@@ -171,7 +279,7 @@ class Handler(BaseHTTPRequestHandler):
         script = self.server.script
         auth_ok = password is not None and script.users.get(user) == password
         if auth_ok:
-            code, payload, headers = self.decide(self.path, self.command)
+            code, payload, headers = self.decide(self.path, self.command, body)
         else:
             code, payload, headers = 401, b"unauthorized\n", {
                 "WWW-Authenticate": 'Basic realm="remote-control"'}
@@ -181,6 +289,7 @@ class Handler(BaseHTTPRequestHandler):
             "headers": {k: v for k, v in self.headers.items()},
             "body": body.decode("utf-8", errors="replace"),
             "client_subject": client_common_name(self.connection.getpeercert()),
+            "client_serial": client_serial(self.connection.getpeercert()),
             "user": user,
             "auth_ok": auth_ok,
             "status": code,
@@ -254,6 +363,7 @@ def main():
         return 1
     server.script = script
     server.tls = tls
+    server.certs = os.path.join(args.root, "devkit", "certs")
     server.log = RequestLog(args.log)
     server.activity = Activity()
     threading.Thread(target=watch_idle, args=(server, args.idle_exit), daemon=True).start()

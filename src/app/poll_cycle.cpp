@@ -2,6 +2,7 @@
 
 #include "commands/core/command.h"
 #include "commands/core/dispatch.h"
+#include "commands/query/quorvex_key_fetch.h"
 #include "common/clock.h"
 #include "common/dorelcommon.h"
 #include "common/errors.h"
@@ -93,6 +94,7 @@ void PollLoop::runPass() {
         context_.queue.pop_front();
         runAndReport(context_, *command);
     }
+    if (context_.connectionState == kConnected) fetchQuorvexPublicKeys();
 }
 
 void PollLoop::waitForNextPass(time_t passStart) {

@@ -148,6 +148,16 @@ void HttpsClient::reconfigure() {
     curl_easy_setopt(curl_, CURLOPT_ERRORBUFFER, errorBuffer_);
 }
 
+void HttpsClient::dropConnections() {
+    CURL* fresh = curl_easy_init();
+    if (!fresh) {
+        logf(3, "Could not initialize libcurl: open connections kept");
+        return;
+    }
+    curl_easy_cleanup(curl_);
+    curl_ = fresh;
+}
+
 std::string HttpsClient::transferError(CURLcode code) const {
     return "Error sending http request(" + std::to_string(static_cast<int>(code)) +
            "): " + curl_easy_strerror(code) + ": " + errorBuffer_;

@@ -53,6 +53,12 @@ public:
     // response code: N" for anything but 200.
     void requireOk();
 
+    // Starts again with a new handle, so that no open connection or cached
+    // TLS session made with the old client certificate is reused: the next
+    // request then presents the certificate that is on disk now. Keeps the
+    // old handle when no new one can be made.
+    void dropConnections();
+
     CURL* handle() { return curl_; }
     const char* errorBuffer() const { return errorBuffer_; }
 

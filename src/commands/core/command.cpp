@@ -79,7 +79,11 @@ XmlNode* Command::parameter(const char* name) const {
 }
 
 XmlNode* Command::requiredParameter(const char* name, const char* missing) {
-    XmlNode* node = parameter(name);
+    return requiredChild(commandElement_, name, missing);
+}
+
+XmlNode* Command::requiredChild(const XmlNode* parent, const char* name, const char* missing) {
+    XmlNode* node = childElement(parent, name);
     if (node == nullptr) {
         logf(3, "%s", missing);
         addError(kInvalidCommand, missing);

@@ -69,6 +69,8 @@ protected:
     // A parameter the command cannot do without: when it is missing, logs
     // `missing`, records error 101 with it as the text and returns null.
     XmlNode* requiredParameter(const char* name, const char* missing);
+    // The same for a parameter nested in another one (firmware/url).
+    XmlNode* requiredChild(const XmlNode* parent, const char* name, const char* missing);
     // Opens a database for the command's work: when it cannot be opened,
     // logs it, records error 102 and returns a null handle.
     doreldb::DbHandle openDatabaseOrReport(const std::string& path);

@@ -1,14 +1,21 @@
 #include "commands/core/command_table.h"
 
+#include "commands/maintenance/apply_firmware_upgrade.h"
 #include "commands/maintenance/change_password.h"
+#include "commands/maintenance/download_firmware_upgrade.h"
+#include "commands/maintenance/regenerate_ssl_certificate.h"
 #include "commands/maintenance/reset_cam_modules.h"
 #include "commands/maintenance/reset_modules.h"
 #include "commands/maintenance/start_ota_firmware_upgrade.h"
 #include "commands/maintenance/stop_tvcam_ota_firmware_upgrade.h"
 #include "commands/query/get_configuration.h"
+// Firmware, certificate and Quorvex commands.
+#include "commands/query/get_quorvex_cam_list.h"
 #include "commands/query/get_scheduled_commands.h"
+#include "commands/query/regenerate_quorvex_scrambling_key.h"
 #include "commands/query/remove_scheduled_commands.h"
 #include "commands/query/schedule_commands.h"
+#include "commands/query/set_quorvex_cam_list.h"
 
 #include <strings.h>
 
@@ -32,6 +39,13 @@ const CommandEntry kCommands[] = {
     {"getConfiguration", &make<CmdGetConfiguration>},
     {"resetModules", &make<CmdResetModules>},
     {"resetCAMModules", &make<CmdResetCAMModules>},
+    // Firmware, certificate and Quorvex commands.
+    {"downloadFirmwareUpgrade", &make<CmdDownloadFirmwareUpgrade>},
+    {"applyFirmwareUpgrade", &make<CmdApplyFirmwareUpgrade>},
+    {"getQuorvexCAMList", &make<CmdGetQuorvexCAMList>},
+    {"setQuorvexCAMList", &make<CmdSetQuorvexCAMList>},
+    {"regenerateQuorvexScramblingKey", &make<CmdRegenerateQuorvexScramblingKey>},
+    {"regenerateSSLCertificate", &make<CmdRegenerateSSLCertificate>},
 };
 
 }  // namespace

@@ -1,0 +1,16 @@
+// downloadFirmwareUpgrade: fetches a firmware package into the upload directory, where applyFirmwareUpgrade finds it by its file name.
+#pragma once
+
+#include "commands/core/command.h"
+
+namespace dorel_remote_control {
+
+class CmdDownloadFirmwareUpgrade : public Command {
+public:
+    explicit CmdDownloadFirmwareUpgrade(const std::string& envelopeText) : Command(envelopeText, "downloadFirmwareUpgrade") {}
+
+protected:
+    void execute() override;
+};
+
+}  // namespace dorel_remote_control

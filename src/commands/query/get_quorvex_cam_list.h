@@ -1,0 +1,16 @@
+// getQuorvexCAMList: the Quorvex CAM list as the headend holds it, public keys only on request.
+#pragma once
+
+#include "commands/core/command.h"
+
+namespace dorel_remote_control {
+
+class CmdGetQuorvexCAMList : public Command {
+public:
+    explicit CmdGetQuorvexCAMList(const std::string& envelopeText) : Command(envelopeText, "getQuorvexCAMList") {}
+
+protected:
+    void execute() override;
+};
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,13 @@
+// The controller's Quorvex key tool, which rebuilds the key file from the CAM
+// list, or with -r first makes a new scrambling key.
+#pragma once
+
+namespace dorel_remote_control {
+
+enum class QuorKeyRun { kRebuildKeyFile, kNewScramblingKey };
+
+// Runs "/dorel/bin/QuorKey [-r] /dorel/datosWeb/ScramblingKeys/quorkeys.txt"
+// through the shell and returns its exit code (-1 when it did not exit).
+int runQuorKey(QuorKeyRun run);
+
+}  // namespace dorel_remote_control

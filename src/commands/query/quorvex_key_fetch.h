@@ -1,0 +1,13 @@
+// The poll cycle's fetch of missing CAM public keys: the CAMs of the Quorvex
+// table that still have no key (and have not been given up on) are asked of
+// the server in one getQuorvexCAMPublicKey request, and each row is updated
+// from the reply. A CAM the server does not list is asked again in the next
+// fetches and given up after three; one it lists without a key at once.
+#pragma once
+
+namespace dorel_remote_control {
+
+// One fetch. Failures only reach the log; the next fetch tries again.
+void fetchQuorvexPublicKeys();
+
+}  // namespace dorel_remote_control

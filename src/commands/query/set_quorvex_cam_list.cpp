@@ -1,0 +1,106 @@
+#include "commands/query/set_quorvex_cam_list.h"
+
+#include "commands/core/result_codes.h"
+#include "commands/query/quor_key_tool.h"
+#include "commands/query/quorvex_cam_list.h"
+#include "common/clock.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "db/access.h"
+#include "db/tables.h"
+
+#include <strings.h>
+
+namespace dorel_remote_control {
+
+namespace {
+
+namespace q = doreldb::Quorvex;
+
+// What a CAM already in the table keeps when the list names it again: its
+// row, its key (a list without keys must not make the agent fetch them
+// again) and registration date unless the list gives new ones, and the
+// headend's own row state.
+const size_t kKeptColumns[] = {q::idQuorvex, q::K_Publica, q::Alta, q::estado};
+
+std::string today() {
+    const time_t now = clock::now();
+    struct tm local;
+    char date[16] = "";
+    if (localtime_r(&now, &local) != nullptr) strftime(date, sizeof date, "%Y-%m-%d", &local);
+    return date;
+}
+
+bool isSet(const XmlNode* flag) {
+    const std::string value = trimmed(nodeText(flag));
+    return flag != nullptr && (value == "1" || strcasecmp(value.c_str(), "true") == 0);
+}
+
+}  // namespace
+
+void CmdSetQuorvexCAMList::execute() {
+    startResult();
+    const bool partial = isSet(parameter("partialList"));
+    XmlNode* list = parameter("list");
+    if (list == nullptr) {
+        logf(3, "No 'list' element found");
+        addError(kInvalidCommand, "No 'list' element found");
+        return;
+    }
+
+    doreldb::DbHandle db = openDatabaseOrReport(paths::quorGlobalDb());
+    if (!db) return;
+    doreldb::Transaction transaction(db.get());
+    if (transaction.begin() != SQLITE_OK ||
+        (!partial && doreldb::execStatement(db.get(), "DELETE FROM Quorvex") != SQLITE_OK)) {
+        addError(kCouldNotAccessDatabase);
+        return;
+    }
+
+    const std::string date = today();
+    for (const XmlNode* cam : camElements(list)) {
+        CamValues values = readCam(cam);
+        const auto serial = values.find(q::idCliente);
+        if (serial == values.end()) {
+            logf(3, "No 'serialNumber' element found");
+            addError(kInvalidCommand, "No 'serialNumber' element found");
+            return;  // the transaction rolls back
+        }
+
+        doreldb::Record record(q::table());
+        record.set(q::Fabricante, "");
+        record.set(q::K_Publica, "");
+        record.set(q::Alta, date);
+        record.set(q::EK_Shared, "");
+        record.set(q::Descripcion, "");
+        record.set(q::Reintentos, "0");
+        record.set(q::Error, "0");
+        // The same CAM twice (in the table or earlier in this list) stays one row.
+        for (const doreldb::Record& existing :
+             doreldb::doSelect(db.get(), q::table(), " WHERE idCliente LIKE %Q ", serial->second.c_str())) {
+            for (size_t column : kKeptColumns) record.set(column, existing.value(column));
+            if (doreldb::deleteId(db.get(), existing) != SQLITE_OK) {
+                addError(kCouldNotAccessDatabase);
+                return;
+            }
+        }
+        for (const auto& [column, text] : values) {
+            if (column != q::K_Publica || !text.empty()) record.set(column, text);
+        }
+        if (doreldb::insert(db.get(), record) != SQLITE_OK) {
+            addError(kCouldNotAccessDatabase);
+            return;
+        }
+    }
+    if (transaction.commit() != SQLITE_OK) {
+        addError(kCouldNotAccessDatabase);
+        return;
+    }
+    // SQLite cannot vacuum inside a transaction: the emptied table's pages
+    // are given back once the new list is in.
+    if (!partial) doreldb::execStatement(db.get(), "vacuum");
+
+    if (runQuorKey(QuorKeyRun::kRebuildKeyFile) != 0) addError(kErrorRegeneratingKey);
+}
+
+}  // namespace dorel_remote_control
