@@ -120,7 +120,9 @@ TEST_F(RegenerateCertificate, EveryFailureKeepsAWorkingCertificate) {
         EXPECT_EQ(c.expected, regenerate());
         expectOriginalKept(c.name);
         // A failure leaves the certificate in use where it was.
-        if (!c.expected.empty()) EXPECT_EQ(original_, root_.readFile(kCrt));
+        if (!c.expected.empty()) {
+            EXPECT_EQ(original_, root_.readFile(kCrt));
+        }
     }
 }
 
