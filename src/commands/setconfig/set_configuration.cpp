@@ -27,9 +27,15 @@ const SectionEntry kSections[] = {
     {"regional", &applyRegionalSection},
     {"maturityRating", &applyMaturityRatingSection},
     {"maintenances", &applyMaintenancesSection},
+    {"homeChannels", &applyHomeChannelsSection},
+    {"serviceEPGs", &applyServiceEpgsSection},
     {"remoteControl", &applyRemoteControlSection},
     {"network", &applyNetworkSection},
+    {"dvbNetworks", &applyDvbNetworksSection},
     {"lnb", &applyLnbSection},
+    {"diseqcs", &applyDiseqcsSection},
+    {"preferredLanguages", &applyPreferredLanguagesSection},
+    {"scramblings", &applyScramblingsSection},
     {"modules", &applyModulesSection},
 };
 
