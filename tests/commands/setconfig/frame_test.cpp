@@ -71,6 +71,7 @@ TEST_F(Frame, EveryKeyTableWritesItsKeysAndOnlyChangedKeysRaiseTheirFlag) {
                     {"subtimezone", "Europe/Paris"}}),
               keys);
     EXPECT_TRUE(callsOf(kWan).empty());
+    EXPECT_EQ(1u, callsOf(kTimeOffsets).size()) << "the regional change is applied";
 }
 
 TEST_F(Frame, AChangedNetworkRunsTheWanScriptAfterTheCommit) {
