@@ -74,6 +74,16 @@ TEST_F(Frame, EveryKeyTableWritesItsKeysAndOnlyChangedKeysRaiseTheirFlag) {
     EXPECT_EQ(1u, callsOf(kTimeOffsets).size()) << "the regional change is applied";
 }
 
+TEST_F(Frame, RepeatedSectionsHugeAndEmptyValues) {
+    const std::string huge(1 << 20, 'x');
+    EXPECT_EQ(Errors{}, applyErrors("<network><ip>10.0.0.1</ip></network><identification><location>" + huge +
+                                    "</location><installer/></identification><network><ip>10.0.0.2</ip></network>"));
+    EXPECT_EQ(huge, root_.config("identificacion_localizacion"));
+    EXPECT_EQ("", root_.config("identificacion_instalador"));
+    EXPECT_EQ("10.0.0.2", root_.config("network_IP")) << "every occurrence is applied, the last one stays";
+    EXPECT_EQ(1u, callsOf(kWan).size());
+}
+
 TEST_F(Frame, AChangedNetworkRunsTheWanScriptAfterTheCommit) {
     EXPECT_EQ(Errors{}, applyErrors("<network><ip>10.1.1.1</ip></network>"));
     EXPECT_EQ((std::vector<std::string>{kWan}), callsOf(kWan));
