@@ -4,6 +4,8 @@
 #include "common/log.h"
 #include "db/access.h"
 
+#include <set>
+
 namespace dorel_remote_control {
 
 namespace {
@@ -51,6 +53,7 @@ private:
         const std::vector<doreldb::Record*> targets{&row};
         WalkOutcome outcome;
         if (!applyRules(context_, list_.rules, item, targets, outcome)) return false;
+        if (!row.isNull(def_.keyColumn()) && !keys_.insert(row.key()).second) return repeatedKey(item);
         if (list_.complete != nullptr) list_.complete(row, findByKey(previous_, row));
         if (list_.logPrefix != nullptr) {
             std::string description = describeRow(list_.rules, targets);
@@ -60,6 +63,18 @@ private:
         return true;
     }
 
+    // A key given twice could never be inserted: it is the document's fault,
+    // not the database's, and must not be retried as a database failure.
+    bool repeatedKey(const XmlNode* item) {
+        for (size_t i = 0; i < list_.rules.count; ++i) {
+            const ValueRule& rule = list_.rules.rules[i];
+            if (rule.column == def_.keyColumn() && rule.target == 0) {
+                return context_.fail(kInvalidValue, "Invalid value for " + nodeName(item) + "/" + rule.element);
+            }
+        }
+        return context_.fail(kInvalidValue);
+    }
+
     bool emptyTable() { return dorel_remote_control::emptyTable(context_, def_, list_.deleteFailText); }
     bool insert(doreldb::Record& row) { return insertRow(context_, row, list_.insertFailText); }
 
@@ -67,6 +82,7 @@ private:
     const ListSection& list_;
     const doreldb::TableDef& def_;
     std::vector<doreldb::Record> previous_;
+    std::set<std::string> keys_;
 };
 
 }  // namespace

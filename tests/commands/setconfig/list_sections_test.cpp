@@ -109,6 +109,8 @@ TEST_F(ListSections, DiseqcsHomeChannelsAndLanguagesReplaceTheirRows) {
     expectRejected("<diseqcs><diseqc><name>x</name></diseqc></diseqcs>",
                    failed(kInvalidCommand, "diseqc has no id field"));
     expectRejected("<diseqcs><position/></diseqcs>", failed(kInvalidCommand, "No diseqc element found"));
+    expectRejected("<diseqcs><diseqc><id>2</id></diseqc><diseqc><ID>2</ID></diseqc></diseqcs>",
+                   failed(kInvalidValue, "Invalid value for diseqc/id"));
     expectRejected("<homeChannels><homechannel><tsid>1</tsid></homechannel></homeChannels>",
                    failed(kInvalidCommand, "homechannel has no id field"));
     expectRejected("<homeChannels><channel/></homeChannels>", failed(kInvalidCommand, "No homechannel element found"));
