@@ -121,7 +121,7 @@ def fixed_rows():
             {"idScrambling": 1, "ScramblingName": "Quorvex", "Mode": "1", "Estado": "1"},
         ],
         "ScramblingKeysGlobal": [
-            {"idScramblingKeys": 1, "Mode": "1", "Frequency": "10", "System": "1",
+            {"idScramblingKeys": 1, "Mode": "1", "Frequency": "10", "System": "Quorvex",
              "Odd": "0011223344556677", "Even": "8899AABBCCDDEEFF", "K_Shared": "K-SHARED-1",
              "EK_Odd": "EK-ODD-1", "EK_Even": "EK-EVEN-1", "Date": "2019-04-12",
              "Estado": "1"},

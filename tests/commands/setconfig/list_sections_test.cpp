@@ -173,9 +173,13 @@ TEST_F(ListSections, ScramblingsWriteTheQuorvexRowsAndTheLastElementWins) {
         "</scrambling><scrambling><name>x</name><mode>Toggle</mode><evenKey>BB</evenKey><date>2026-01-02</date>"
         "<frequency>30</frequency></scrambling></scramblings>"));
     EXPECT_EQ((Rows{{"1", "Quorvex", "0", "1"}}), table("ScramblingGlobal"));
-    EXPECT_EQ((Rows{{"2", "30", "Quorvex", "AA", "BB", "2026-01-02", "1"}}),
-              query("SELECT Mode, Frequency, System, Odd, Even, Date, Estado FROM ScramblingKeysGlobal "
-                    "WHERE System = 'Quorvex'"));
+    EXPECT_EQ((Rows{{"1", "2", "30", "Quorvex", "AA", "BB", "K-SHARED-1", "EK-ODD-1", "EK-EVEN-1", "2026-01-02", "1"}}),
+              table("ScramblingKeysGlobal"));
+
+    root_.exec(kConfigDb, "DELETE FROM ScramblingGlobal; DELETE FROM ScramblingKeysGlobal");
+    EXPECT_EQ(Errors{}, applyErrors("<scramblings><scrambling><name>x</name><mode>even</mode></scrambling></scramblings>"));
+    EXPECT_EQ((Rows{{"Quorvex", "0", "1"}}), query("SELECT ScramblingName, Mode, Estado FROM ScramblingGlobal"));
+    EXPECT_EQ((Rows{{"0", "Quorvex", "1"}}), query("SELECT Mode, System, Estado FROM ScramblingKeysGlobal"));
 
     expectRejected("<scramblings><scrambling><name>x</name><mode>both</mode></scrambling></scramblings>",
                    failed(kInvalidCommand, "scrambling has no name field"));
