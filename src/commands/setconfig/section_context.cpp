@@ -50,6 +50,13 @@ bool SetConfigContext::findSetting(const std::string& key, doreldb::Record*& row
     return true;
 }
 
+bool SetConfigContext::storedSetting(const std::string& key, std::string& value) {
+    doreldb::Record* row = nullptr;
+    if (!findSetting(key, row) || row == nullptr) return false;
+    value = row->text(doreldb::configuracionWebGlobal::valor);
+    return true;
+}
+
 bool SetConfigContext::setConfig(const std::string& key, const std::string& value, int changeFlag) {
     namespace cfg = doreldb::configuracionWebGlobal;
     progress("setConfig: " + key + " = " + value);

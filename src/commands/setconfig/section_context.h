@@ -72,6 +72,11 @@ public:
     // through here, so the copy stays what the transaction holds.
     bool setConfig(const std::string& key, const std::string& value, int changeFlag);
 
+    // The value a configuracionWebGlobal key holds in this transaction (what
+    // the document wrote so far, else what was stored); false when the key is
+    // missing or the table cannot be read.
+    bool storedSetting(const std::string& key, std::string& value);
+
     // A progress line on standard output (the headend's console shows it).
     static void progress(const std::string& line);
 

@@ -84,6 +84,20 @@ TEST_F(Frame, RepeatedSectionsHugeAndEmptyValues) {
     EXPECT_EQ(1u, callsOf(kWan).size());
 }
 
+TEST_F(Frame, StoredSettingsSeeTheDocumentsOwnWrites) {
+    doreldb::DbHandle db = doreldb::openDatabase(root_.rooted(kConfigDb));
+    ResultDocument result;
+    SetConfigContext context(db.get(), result, "KVB-200");
+    std::string value;
+    ASSERT_TRUE(context.storedSetting("LNB_fb", value));
+    EXPECT_EQ("9750", value);
+    ASSERT_TRUE(context.setConfig("LNB_fb", "9751", kChangeNone));
+    ASSERT_TRUE(context.storedSetting("LNB_fb", value));
+    EXPECT_EQ("9751", value);
+    EXPECT_FALSE(context.storedSetting("LNB_f_", value)) << "names are exact, not LIKE patterns";
+    EXPECT_TRUE(context.changes().empty());
+}
+
 TEST_F(Frame, AChangedNetworkRunsTheWanScriptAfterTheCommit) {
     EXPECT_EQ(Errors{}, applyErrors("<network><ip>10.1.1.1</ip></network>"));
     EXPECT_EQ((std::vector<std::string>{kWan}), callsOf(kWan));
