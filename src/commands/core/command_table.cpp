@@ -9,13 +9,13 @@
 #include "commands/maintenance/start_ota_firmware_upgrade.h"
 #include "commands/maintenance/stop_tvcam_ota_firmware_upgrade.h"
 #include "commands/query/get_configuration.h"
-// Firmware, certificate and Quorvex commands.
 #include "commands/query/get_quorvex_cam_list.h"
 #include "commands/query/get_scheduled_commands.h"
 #include "commands/query/regenerate_quorvex_scrambling_key.h"
 #include "commands/query/remove_scheduled_commands.h"
 #include "commands/query/schedule_commands.h"
 #include "commands/query/set_quorvex_cam_list.h"
+#include "commands/setconfig/set_configuration.h"
 
 #include <strings.h>
 
@@ -46,6 +46,8 @@ const CommandEntry kCommands[] = {
     {"setQuorvexCAMList", &make<CmdSetQuorvexCAMList>},
     {"regenerateQuorvexScramblingKey", &make<CmdRegenerateQuorvexScramblingKey>},
     {"regenerateSSLCertificate", &make<CmdRegenerateSSLCertificate>},
+    // The configuration written section by section.
+    {"setConfiguration", &make<CmdSetConfiguration>},
 };
 
 }  // namespace
