@@ -15,7 +15,13 @@
 # is ever downgraded: the armhf suite is skipped instead.
 set -euo pipefail
 
+added_arch=0
 skip() {
+    # A machine left as it was found: its apt would otherwise fetch the armhf
+    # indexes from now on.
+    if [ "$added_arch" -eq 1 ]; then
+        dpkg --remove-architecture armhf && apt-get -o DPkg::Lock::Timeout=600 -qq update </dev/null >/dev/null 2>&1 || true
+    fi
     echo "armhf: SKIPPED, $*"
     exit 3
 }
@@ -46,6 +52,7 @@ done
 
 if ! dpkg --print-foreign-architectures | grep -qx armhf; then
     dpkg --add-architecture armhf
+    added_arch=1
 fi
 echo "setup-armhf: installing ${missing[*]}"
 # A mirror in the middle of a sync fails one index or another; what did come
