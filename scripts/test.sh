@@ -25,4 +25,16 @@ if [ "$status" -eq 0 ] && [ "$selftest" -ne 0 ]; then
     echo "test.sh: the dev kit self-check failed (see above)" >&2
     status=$selftest
 fi
+
+# --- armhf: the same suite cross-built for the controller, under qemu-user ---
+armhf=0
+bash scripts/test-armhf.sh </dev/null || armhf=$?
+native_result=$([ "$status" -eq 0 ] && echo passed || echo FAILED)
+case "$armhf" in
+    0) echo "test.sh: amd64 $native_result, armhf passed" ;;
+    3) echo "test.sh: amd64 $native_result, armhf skipped (see the line above)" ;;
+    *) echo "test.sh: amd64 $native_result, armhf FAILED (see its CTest summary above)"
+       [ "$status" -ne 0 ] || status=$armhf ;;
+esac
+# --- end of the armhf block ---
 exit "$status"

@@ -42,6 +42,9 @@ int makePath(const std::string& path, mode_t mode) {
 int removeTree(const std::string& path) {
     std::unique_ptr<DIR, DirCloser> dir(opendir(path.c_str()));
     if (!dir) return -1;
+    // readdir() says "no more entries" and "could not read the next one" both
+    // with NULL; only errno tells them apart.
+    errno = 0;
     while (struct dirent* entry = readdir(dir.get())) {
         if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
         const std::string child = path + "/" + entry->d_name;
@@ -52,7 +55,9 @@ int removeTree(const std::string& path) {
         } else if (unlink(child.c_str()) != 0) {
             return -1;
         }
+        errno = 0;
     }
+    if (errno != 0) return -1;
     dir.reset();
     return rmdir(path.c_str()) == 0 ? 0 : -1;
 }

@@ -3,6 +3,7 @@
 #include "common/dorelcommon.h"
 
 #include "common/fs.h"
+#include "common/numbers.h"
 
 #include <cerrno>
 #include <csignal>
@@ -24,7 +25,7 @@ bool processAlive(pid_t pid) {
 pid_t readPid(const std::string& path) {
     std::string contents;
     if (!dorel_remote_control::readFile(path, contents)) return 0;
-    return static_cast<pid_t>(atol(contents.c_str()));
+    return static_cast<pid_t>(dorel_remote_control::atoi32(contents.c_str()));
 }
 
 [[noreturn]] void refuse(const char* pidfile, pid_t holder) {

@@ -5,6 +5,7 @@
 
 #include "common/fs.h"
 #include "common/paths.h"
+#include "common/numbers.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -40,7 +41,7 @@ unsigned long maskFor(const std::string& contents, const char* program) {
         const char* text = line.c_str() + valueBegin;
         char* after = nullptr;
         errno = 0;
-        unsigned long value = strtoul(text, &after, 0);  // decimal or 0x-hex
+        unsigned long value = dorel_remote_control::strtoul32(text, &after, 0);  // decimal or 0x-hex
         if (after != text && errno == 0) mask = value;
     }
     return mask;

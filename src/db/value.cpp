@@ -1,4 +1,5 @@
 #include "db/value.h"
+#include "common/numbers.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,7 +12,7 @@ tSqlite3parent::tSqlite3parent(const char* text) {
 
 tSqlite3parent::tSqlite3parent(const std::string& text) : text_(text) {}
 
-int tSqlite3parent::toInt() const { return text_ ? atoi(text_->c_str()) : 0; }
+int tSqlite3parent::toInt() const { return text_ ? dorel_remote_control::atoi32(text_->c_str()) : 0; }
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include "common/log.h"
 #include "db/access.h"
 #include "db/tables.h"
+#include "common/numbers.h"
 
 #include <cstdlib>
 #include <iterator>
@@ -79,7 +80,7 @@ const InputCodes kFirstInput = {301, 303, 305};
 const InputCodes kOtherInput = {302, 304, 306};
 
 unsigned long hexValue(const std::string& text) {
-    return std::strtoul(text.c_str(), nullptr, 16);
+    return strtoul32(text.c_str(), nullptr, 16);
 }
 
 // Read access to the variables that logs every one the rules need and miss.
@@ -104,7 +105,7 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
                    const doreldb::Record& tuner, AlarmSet& alarms) {
     using namespace doreldb;
     const std::string number = tuner.text(TempNIMGlobal::Entrada);
-    const InputCodes& codes = std::atoi(number.c_str()) == 1 ? kFirstInput : kOtherInput;
+    const InputCodes& codes = atoi32(number.c_str()) == 1 ? kFirstInput : kOtherInput;
 
     if (const std::string* value = lookup.find("alarma_procesats_si_input" + number)) {
         if (hexValue(*value) & 0x2) {
@@ -124,7 +125,7 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
     }
 
     if (const std::string* value = lookup.find("alarma_signal_quality_nim_T" + number)) {
-        if (std::atoi(value->c_str()) == 1) {
+        if (atoi32(value->c_str()) == 1) {
             logf(6, "Bad signal quality for %s input %s", mac.c_str(), number.c_str());
             raiseAlarm(alarms, codes.badSignal);
         }

@@ -6,6 +6,7 @@
 #include "common/shell.h"
 #include "db/access.h"
 #include "db/tables.h"
+#include "common/numbers.h"
 
 #include <cstdlib>
 
@@ -74,7 +75,7 @@ bool Settings::load() {
         if (name == "servidorZAT_activo") {
             assign(active_, value == "1", changed);
         } else if (name == "servidorZAT_intervalo") {
-            assign(interval_, static_cast<uint32_t>(atol(value.c_str())), changed);
+            assign(interval_, static_cast<uint32_t>(atoi32(value.c_str())), changed);
         } else if (name == "servidorZAT_direccion") {
             const std::string address = (!value.empty() && value.back() == '/') ? value : value + "/";
             assign(serverAddress_, address, changed);

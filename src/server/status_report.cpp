@@ -10,6 +10,7 @@
 #include "db/tables.h"
 #include "server/alarms.h"
 #include "server/settings.h"
+#include "common/numbers.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -133,7 +134,7 @@ std::string formatSoftwareVersion(const std::string& version) {
     // Short values are the old numeric form, in hundredths.
     char text[32];
     std::snprintf(text, sizeof text, "%.2f",
-                  static_cast<double>(static_cast<float>(std::atoi(version.c_str())) / 100.0f));
+                  static_cast<double>(static_cast<float>(atoi32(version.c_str())) / 100.0f));
     return text;
 }
 

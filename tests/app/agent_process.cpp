@@ -23,10 +23,15 @@ AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds) {
         int devnull = open("/dev/null", O_RDONLY);
         dup2(devnull, 0);
         std::vector<char*> argv;
+#ifdef RC_AGENT_EMULATOR
+        // A cross-built agent runs under the emulator, which passes the
+        // binary's path on as the agent's argv[0].
+        argv.push_back(const_cast<char*>(RC_AGENT_EMULATOR));
+#endif
         argv.push_back(const_cast<char*>(RC_AGENT_BINARY));
         for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(RC_AGENT_BINARY, argv.data());
+        execv(argv[0], argv.data());
         _exit(127);
     }
     close(out[1]);

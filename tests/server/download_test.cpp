@@ -12,7 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <string>
 #include <sys/stat.h>
@@ -35,13 +38,22 @@ protected:
         root.writeFile("/tmp/fw.bin", kFirmware);
     }
 
-    // Every file in the upload directory, temporary ones included.
+    // Every file in the upload directory, temporary ones included. A listing
+    // that fails fails the test: an empty list must mean an empty directory.
     std::vector<std::string> uploaded() const {
         std::vector<std::string> names;
         DIR* d = opendir(uploads.c_str());
-        while (const dirent* e = d ? readdir(d) : nullptr)
+        if (d == nullptr) {
+            ADD_FAILURE() << "cannot open " << uploads << ": " << std::strerror(errno);
+            return names;
+        }
+        errno = 0;
+        while (const dirent* e = readdir(d)) {
             if (e->d_name[0] != '.') names.push_back(e->d_name);
-        if (d) closedir(d);
+        }
+        if (errno != 0) ADD_FAILURE() << "cannot list " << uploads << ": " << std::strerror(errno);
+        closedir(d);
+        std::sort(names.begin(), names.end());
         return names;
     }
 

@@ -5,6 +5,7 @@
 #include "common/clock.h"
 #include "common/errors.h"
 #include "common/log.h"
+#include "common/numbers.h"
 
 #include <cstdlib>
 
@@ -34,7 +35,7 @@ Command::Command(const std::string& envelopeText, const char* canonicalName)
     root_ = envelope_.doc().first_node();
     XmlNode* id = root_ != nullptr ? childElement(root_, "id") : nullptr;
     if (id == nullptr) throw CommandParsingError("'command' has no 'id'");
-    commandId_ = atoi(nodeText(id).c_str());
+    commandId_ = atoi32(nodeText(id).c_str());
     commandElement_ = envelopeCommandElement(root_);
     result_->setCommandId(commandId_);
     logf(7, "New command id: %d", commandId_);

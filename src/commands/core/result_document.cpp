@@ -8,6 +8,7 @@
 #include "commands/core/result_codes.h"
 #include "common/log.h"
 #include "server/settings.h"
+#include "common/numbers.h"
 
 #include <cstdlib>
 
@@ -107,7 +108,7 @@ void ResultDocument::loadPrinted(const std::string& text) {
     XmlNode* errorsElement = childOrAppend(*doc, root, "errors");
     for (XmlNode* error = errorsElement->first_node("error"); error != nullptr;
          error = error->next_sibling("error")) {
-        int code = atoi(nodeText(childElement(error, "id")).c_str());
+        int code = atoi32(nodeText(childElement(error, "id")).c_str());
         std::string detail = nodeText(childElement(error, "text"));
         errors[code] = detail.empty() ? std::string(resultCodeText(code)) : detail;
     }

@@ -1,6 +1,6 @@
 #include "commands/query/utc_time.h"
 
-#include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 
@@ -42,10 +42,12 @@ bool parseServerDatetime(const std::string& text, long& secondsUtc) {
     // mktime() says "does not fit" with -1; the one real moment it could also
     // mean (a second before 1970) is of no use for a schedule either.
     if (seconds == static_cast<time_t>(-1)) return false;
-    // The store keeps nextTime as a long; a 64-bit time_t beside a 32-bit long
-    // must not wrap into the past and run the commands at once.
-    if constexpr (sizeof(time_t) > sizeof(long)) {
-        if (seconds > static_cast<time_t>(LONG_MAX) || seconds < static_cast<time_t>(LONG_MIN)) return false;
+    // The store reads nextTime back as a 32-bit number, and the controller's
+    // time_t is 32 bits: a moment beyond that range (after 2038-01-19T03:14:07)
+    // is refused on every build alike, never stored to wrap into the past and
+    // run the commands at once.
+    if constexpr (sizeof(time_t) > sizeof(int32_t)) {
+        if (seconds > static_cast<time_t>(INT32_MAX) || seconds < static_cast<time_t>(INT32_MIN)) return false;
     }
     secondsUtc = static_cast<long>(seconds);
     return true;

@@ -9,7 +9,7 @@ namespace dorel_remote_control {
 // Converts a server datetime into seconds since the epoch. The whole text must
 // match the format (no zone letter, no fractions, nothing trailing). Returns
 // false when it does not, or when the moment does not fit the controller's
-// time_t (32 bits: nothing after January 2038).
+// 32-bit time_t (nothing after 2038-01-19T03:14:07), on every build alike.
 bool parseServerDatetime(const std::string& text, long& secondsUtc);
 
 // Switches the process to UTC (TZ set to the empty text) for its lifetime and
