@@ -9,6 +9,7 @@ CAM_FAMILY, CAM_MODEL = "36", "5"
 PLAIN_FAMILY, PLAIN_MODEL = "20", "3"
 INPUTS_PER_MODULE = 2
 OUTPUTS_PER_MODULE = 2
+LNB_LOW_OSCILLATOR = 9750   # the LNB_fb setting below
 
 
 class Options:
@@ -59,7 +60,7 @@ def settings_rows(opts):
         ("identificacion_codCanal", "CLIENT-1"),
         ("identificacion_TVModels", ""),
         ("identificacion_installationMode", "0"),
-        ("LNB_fb", "9750"),
+        ("LNB_fb", str(LNB_LOW_OSCILLATOR)),
         ("LNB_fa", "10600"),
         ("LNB_fbandaC", "5150"),
         ("LNB_BandaSatelite", "0"),
@@ -195,20 +196,23 @@ def module_rows(opts):
                 "CAMVersion": "263"})
         for i in range(1, INPUTS_PER_MODULE + 1):
             n = (m - 1) * INPUTS_PER_MODULE + i
-            freq = str(10700 + 50 * n)
+            # Inside the tuner's range (intermediate frequency 950..2100 on the
+            # low band) at any headend size; fe holds that intermediate frequency.
+            freq = 10700 + 50 * ((n - 1) % 24)
             _append(rows, "EntradasGlobal", {
                 "idEntradasGlobal": n, "MAC": mac, "tipoEntrada": "0",
                 "TSID": str(1000 + n), "ONID": "1", "Activo": "1", "ResumenNIT": "0",
                 "fk_idEntrada": str(i)})
             _append(rows, "NimGlobal", {
-                "idNimGlobal": n, "SymbolRate": "27500", "banda_FI": "0", "fe": "0",
+                "idNimGlobal": n, "SymbolRate": "27500", "banda_FI": "0",
+                "fe": str(freq - LNB_LOW_OSCILLATOR),
                 "STANDBY": "0", "DiSEqC": "1", "RFIN_LOOP": "0",
                 "fk_idEntradasGlobal": str(n), "fk_idNim": str(i), "ModoPLS": "0",
-                "ScramblingID": "0", "StreamID": "0", "Frequency": freq, "MAC": mac})
+                "ScramblingID": "0", "StreamID": "0", "Frequency": str(freq), "MAC": mac})
             _append(rows, "TempNIMGlobal", {
                 "idTempNIMGlobal": n, "fk_idNimGlobal": str(n), "MAC": mac, "Lock": "1",
                 "Entrada": str(i), "SignalQuality": "90", "Nivel": "70", "CN": "12",
-                "BER": "0", "MER": "15", "Frecuencia": freq, "SymbolRate": "27500",
+                "BER": "0", "MER": "15", "Frecuencia": str(freq), "SymbolRate": "27500",
                 "Polaridad": "0", "Banda": "0", "ModoPLS": "0", "ScramblingID": "0",
                 "StreamID": "0", "Standby": "0"})
         for o in range(1, OUTPUTS_PER_MODULE + 1):
@@ -219,7 +223,7 @@ def module_rows(opts):
                 "fk_idSalidasLogicas": str(o), "num_check_solapamientos": "0"})
             _append(rows, "RFOutGlobal", {
                 "idRFOutGlobal": n, "Frecuencia": str(474000 + 8000 * (n - 1)),
-                "Symbol_Rate": "6900", "Ancho_Banda": "8", "Modo_OFDM": "1",
+                "Symbol_Rate": "6900", "Ancho_Banda": "0", "Modo_OFDM": "1",
                 "Intervalo_Guarda": "0", "Code_Rate": "2", "Espectro_Salida": "0",
                 "Modo_Salida_Modulacion": "0", "fk_idSalidasLogicasGlobal": str(n),
                 "fk_idRFOut": str(o), "Activo": "1", "MAC": mac, "Estado": "1"})
