@@ -6,6 +6,7 @@
 #include "commands/query/get_scheduled_commands.h"
 #include "commands/query/remove_scheduled_commands.h"
 #include "commands/query/schedule_commands.h"
+#include "commands/setconfig/set_configuration.h"
 
 #include <strings.h>
 
@@ -25,6 +26,7 @@ const CommandEntry kCommands[] = {
     {"startOTAFirmwareUpgrade", &make<CmdStartOTAFirmwareUpgrade>},
     {"stopTVCAMOTAFirmwareUpgrade", &make<CmdStopTVCAMOTAFirmwareUpgrade>},
     {"changePassword", &make<CmdChangePassword>},
+    {"setConfiguration", &make<CmdSetConfiguration>},
 };
 
 }  // namespace

@@ -1,21 +1,17 @@
 #include "commands/setconfig/module_assignment.h"
 
 #include "commands/core/result_codes.h"
+#include "commands/setconfig/value_rules.h"
 #include "common/log.h"
 #include "db/tables.h"
 
 #include <strings.h>
 
-#include <cstdlib>
 #include <unordered_set>
 
 namespace dorel_remote_control {
 
 namespace {
-
-// A number in a document or a row as the headend's programs read it: leading
-// blanks skipped, digits up to the first other character, 0 when there are none.
-long number(const std::string& text) { return std::strtol(text.c_str(), nullptr, 10); }
 
 // A child the element may carry that must then agree with the stored column.
 struct IdentityCheck {
@@ -63,7 +59,7 @@ bool assignModules(ModuleRows& rows, const XmlNode* section, std::vector<Assigne
         const doreldb::Record& stored = rows.module(share->module);
         for (const IdentityCheck& check : kIdentityChecks) {
             const XmlNode* given = childElementNoCase(child, check.element);
-            if (given != nullptr && number(nodeText(given)) != number(stored.text(check.column))) {
+            if (given != nullptr && lenientWholeNumber(nodeText(given)) != lenientWholeNumber(stored.text(check.column))) {
                 return refuse(error, check.code, " " + mac + check.what);
             }
         }

@@ -41,7 +41,7 @@ bool applyModuleElement(ModuleScope& scope, const XmlNode* element) {
         std::string stored;
         bool ok = true;
         if (nameIs(child, kRfModeRule.element) && decodeValue(kRfModeRule, child, stored)) {
-            rfMode = lenientNumber(stored);
+            rfMode = lenientWholeNumber(stored);
         } else if (nameIs(child, "inputs")) {
             ok = applyModuleInputs(scope, child);
         } else if (nameIs(child, "outputs")) {

@@ -112,14 +112,14 @@ const TunerTable kTunerTables[kTunerKinds] = {
 // without, the received one follows the stored intermediate frequency.
 bool applyIntermediateFrequency(ModuleScope& scope, doreldb::Record& tuner, bool frequencyReceived) {
     if (const doreldb::Record* position = scope.rows.diseqc(tuner.text(nim::DiSEqC))) {
-        const long band = lenientNumber(position->text(doreldb::DiSEqCGlobal::Banda));
-        if (band != lenientNumber(tuner.text(nim::banda_FI))) tuner.set(nim::banda_FI, std::to_string(band));
+        const long band = lenientWholeNumber(position->text(doreldb::DiSEqCGlobal::Banda));
+        if (band != lenientWholeNumber(tuner.text(nim::banda_FI))) tuner.set(nim::banda_FI, std::to_string(band));
     }
-    const bool high = lenientNumber(tuner.text(nim::banda_FI)) == 1;
+    const bool high = lenientWholeNumber(tuner.text(nim::banda_FI)) == 1;
     if (high ? !scope.lnb.hasHigh : !scope.lnb.hasLow) return true;
     const long long oscillator = high ? scope.lnb.high : scope.lnb.low;
     if (frequencyReceived) {
-        const long long intermediate = lenientNumber(tuner.text(nim::Frequency)) - oscillator;
+        const long long intermediate = lenientWholeNumber(tuner.text(nim::Frequency)) - oscillator;
         if (intermediate < kMinIntermediateFrequency || intermediate > kMaxIntermediateFrequency) {
             return scope.context.fail(kInvalidModuleInput,
                                       "Resulting intermediate frequency is out of range. Please check frequency and "
@@ -127,7 +127,7 @@ bool applyIntermediateFrequency(ModuleScope& scope, doreldb::Record& tuner, bool
         }
         tuner.setIfDifferent(nim::fe, std::to_string(intermediate));
     } else {
-        tuner.setIfDifferent(nim::Frequency, std::to_string(lenientNumber(tuner.text(nim::fe)) + oscillator));
+        tuner.setIfDifferent(nim::Frequency, std::to_string(lenientWholeNumber(tuner.text(nim::fe)) + oscillator));
     }
     return true;
 }

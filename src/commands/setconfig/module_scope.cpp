@@ -16,10 +16,10 @@ bool LnbOscillators::load(sqlite3* db) {
         const std::string key = row.text(cfg::nombre);
         if (key == "LNB_fb" && !hasLow) {
             hasLow = true;
-            low = lenientNumber(row.text(cfg::valor));
+            low = lenientWholeNumber(row.text(cfg::valor));
         } else if (key == "LNB_fa" && !hasHigh) {
             hasHigh = true;
-            high = lenientNumber(row.text(cfg::valor));
+            high = lenientWholeNumber(row.text(cfg::valor));
         }
     }
     return true;

@@ -61,8 +61,8 @@ const ValueRule kServiceRules[] = {
                 "videoPeakBitrate:"),
 };
 
-bool isSsuCarrier(const doreldb::Record& row) { return lenientNumber(row.text(ssg::SSU)) != 0; }
-bool isWithdrawn(const doreldb::Record& row) { return lenientNumber(row.text(ssg::EstadoBorrado)) > 0; }
+bool isSsuCarrier(const doreldb::Record& row) { return lenientWholeNumber(row.text(ssg::SSU)) != 0; }
+bool isWithdrawn(const doreldb::Record& row) { return lenientWholeNumber(row.text(ssg::EstadoBorrado)) > 0; }
 
 // The module's services by output and output service id, a carried one
 // before a withdrawn one, as positions in share.services.
@@ -73,8 +73,8 @@ public:
     }
     void add(const doreldb::Record& row, size_t position) {
         if (isSsuCarrier(row)) return;
-        auto placed = positions_.emplace(key(lenientNumber(row.text(ssg::fk_idSalidasLogicas)),
-                                             lenientNumber(row.text(ssg::OSID))),
+        auto placed = positions_.emplace(key(lenientWholeNumber(row.text(ssg::fk_idSalidasLogicas)),
+                                             lenientWholeNumber(row.text(ssg::OSID))),
                                          Entry{position, isWithdrawn(row)});
         if (!placed.second && placed.first->second.withdrawn && !isWithdrawn(row)) {
             placed.first->second = Entry{position, false};

@@ -29,7 +29,7 @@ const ValueRule kPidRules[] = {
 };
 const ValueRule& kStreamRule = kPidRules[1];
 
-bool isDeleted(const doreldb::Record& row) { return lenientNumber(row.text(psg::EstadoBorrado)) > 0; }
+bool isDeleted(const doreldb::Record& row) { return lenientWholeNumber(row.text(psg::EstadoBorrado)) > 0; }
 
 // The first PID of the service, not yet matched, on that stream: a live one
 // before a deleted one. Returns its position in `pids`.
@@ -38,7 +38,7 @@ bool findPid(ModuleScope& scope, const std::vector<size_t>& pids, const std::vec
     bool any = false;
     for (size_t i = 0; i < confirmed.size(); ++i) {
         const doreldb::Record& row = scope.rows.pid(pids[i]);
-        if (confirmed[i] || std::to_string(lenientNumber(row.text(psg::StreamId))) != stream) continue;
+        if (confirmed[i] || std::to_string(lenientWholeNumber(row.text(psg::StreamId))) != stream) continue;
         if (!isDeleted(row)) {
             found = i;
             return true;

@@ -31,7 +31,9 @@ protected:
     void runCases(const std::vector<InputCase>& cases) {
         for (const InputCase& c : cases) {
             EXPECT_EQ(c.expected, applyModules({{1, c.inputsElement}})) << c.name;
-            if (!c.query.empty()) EXPECT_EQ(c.rows, rows(c.query)) << c.name;
+            if (!c.query.empty()) {
+                EXPECT_EQ(c.rows, rows(c.query)) << c.name;
+            }
         }
     }
     static constexpr const char* kSatellite1 =

@@ -63,7 +63,9 @@ TEST_F(ModuleOutputs, ValuesAreEncodedAndTheConstellationFollowsTheRfMode) {
     };
     for (const OutputCase& c : cases) {
         EXPECT_EQ(c.expected, applyModules({{1, c.moduleChildren}})) << c.name;
-        if (!c.modulator.empty()) EXPECT_EQ(c.modulator, rows(kModulator1)) << c.name;
+        if (!c.modulator.empty()) {
+            EXPECT_EQ(c.modulator, rows(kModulator1)) << c.name;
+        }
     }
     EXPECT_EQ((Rows{{"1", "77", "0", "1"}}),
               rows("SELECT ONID_Out, TSID_Out, Activo, tipoSalida FROM SalidasLogicasGlobal WHERE idSalidasLogicasGlobal = 1"))

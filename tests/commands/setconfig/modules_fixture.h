@@ -4,16 +4,17 @@
 #pragma once
 
 #include "commands/core/result_codes.h"
-#include "commands/query/command_runner.h"
+#include "commands/setconfig/setconfig_fixture.h"
 #include "db/tables.h"
 
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace rctest {
 
-constexpr const char* kConfigDb = "/dorel/DB/config_global.sqlite";
+constexpr const char* kModulesConfigDb = "/dorel/DB/config_global.sqlite";
 
 // The dev kit's MAC of module m (1-based).
 inline std::string moduleMac(int m) {
@@ -27,10 +28,6 @@ inline std::string moduleElement(int m, const std::string& children = "") {
     return "<module><mac>" + moduleMac(m) + "</mac>" + children + "</module>";
 }
 
-inline std::string setConfiguration(const std::string& sections) {
-    return envelope(1, "setConfiguration", "<configuration>" + sections + "</configuration>");
-}
-
 // A "modules" section naming the dev kit's modules 1..count in order, module m
 // with children[m] (when given).
 inline std::string modulesSection(int count, const std::map<int, std::string>& children = {}) {
@@ -42,42 +39,36 @@ inline std::string modulesSection(int count, const std::map<int, std::string>& c
     return "<modules>" + modules + "</modules>";
 }
 
+// Every row of every table of config_global of a headend.
+inline std::map<std::string, Rows> configRowsOf(const HeadendRoot& root) {
+    std::map<std::string, Rows> all;
+    for (const doreldb::TableEntry& entry : doreldb::allTables()) {
+        if (std::string(entry.database) != "config_global") continue;
+        all[entry.table->name()] = root.query(kModulesConfigDb, "SELECT * FROM " + entry.table->name() + " ORDER BY rowid");
+    }
+    return all;
+}
+
 // A failed section's two entries: the handler's own, then 202.
 inline Errors sectionFailure(int code, const std::string& detail) {
     return {{code, detail}, {dorel_remote_control::kCouldNotSetConfiguration, "Could not set configuration"}};
 }
 
-class ModulesTest : public ::testing::Test {
+class ModulesTest : public SetConfigTest {
 protected:
-    ModulesTest() : ModulesTest(std::vector<std::string>{}) {}
-    // headendArgs go to devkit/make-headend (e.g. {"--modules", "48"}).
-    explicit ModulesTest(std::vector<std::string> headendArgs) : headend_(withoutCerts(std::move(headendArgs))) {}
-
-    // Runs a setConfiguration with these sections on the headend of this test.
-    Errors apply(const std::string& sections) {
-        auto command = dorel_remote_control::createCommand(setConfiguration(sections));
-        command->run();
-        return command->result().errors();
-    }
+    Errors apply(const std::string& sections) { return applyErrors(sections); }
     // Runs a "modules" section for the default two modules.
     Errors applyModules(const std::map<int, std::string>& children) { return apply(modulesSection(2, children)); }
 
-    Rows rows(const std::string& sql) const { return headend_.query(kConfigDb, sql); }
+    Rows rows(const std::string& sql) const { return query(sql); }
     std::string value(const std::string& sql) const {
-        Rows result = rows(sql);
+        Rows result = query(sql);
         return result.empty() || result[0].empty() ? "<none>" : result[0][0];
     }
-    void exec(const std::string& sql) const { headend_.exec(kConfigDb, sql); }
+    void exec(const std::string& sql) const { root_.exec(kConfigDb, sql); }
 
     // Every row of every table of config_global, for whole-headend comparisons.
-    std::map<std::string, Rows> allConfigRows() const {
-        std::map<std::string, Rows> all;
-        for (const doreldb::TableEntry& entry : doreldb::allTables()) {
-            if (std::string(entry.database) != "config_global") continue;
-            all[entry.table->name()] = rows("SELECT * FROM " + entry.table->name() + " ORDER BY rowid");
-        }
-        return all;
-    }
+    std::map<std::string, Rows> allConfigRows() const { return configRowsOf(root_); }
 
     // Refuses every write to a table, to show that nothing was written.
     void forbidWrites(const std::string& table) const {
@@ -86,14 +77,6 @@ protected:
         exec("CREATE TRIGGER noInsert" + table + " BEFORE INSERT ON " + table +
              " BEGIN SELECT RAISE(ABORT, 'no writes'); END");
     }
-
-    static std::vector<std::string> withoutCerts(std::vector<std::string> args) {
-        args.push_back("--no-certs");
-        return args;
-    }
-
-    HeadendRoot headend_;
-    FakeClock clock_;
 };
 
 }  // namespace rctest

@@ -1,0 +1,37 @@
+// Sections stored as keys of configuracionWebGlobal: a table of element ->
+// key, walked by one routine that writes each known child through setConfig.
+// The values are stored as received; the kind records what the headend's web
+// pages expect there.
+#pragma once
+
+#include "commands/setconfig/section_context.h"
+
+#include <cstddef>
+
+namespace dorel_remote_control {
+
+enum KeyKind : int { kKindText = 0, kKindNumber = 1, kKindAddress = 2, kKindOnOff = 3 };
+
+struct KeySetting {
+    const char* element;   // compared ignoring ASCII case
+    const char* key;       // the nombre of the configuracionWebGlobal row
+    KeyKind kind;
+};
+
+struct KeyTable {
+    const KeySetting* settings;
+    size_t count;
+    int changeFlag;        // joins the change set when a key changed
+};
+
+template <size_t N>
+constexpr KeyTable keyTable(const KeySetting (&settings)[N], int changeFlag) {
+    return KeyTable{settings, N, changeFlag};
+}
+
+// Stores every child of `element` that the table knows (first match wins),
+// skipping the others silently. A failed write fails with
+// "Could not set <element>/<child>".
+bool walkKeySection(SetConfigContext& context, const KeyTable& table, const XmlNode* element);
+
+}  // namespace dorel_remote_control

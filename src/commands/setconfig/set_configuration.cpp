@@ -1,0 +1,122 @@
+#include "commands/setconfig/set_configuration.h"
+
+#include "commands/core/result_codes.h"
+#include "commands/setconfig/country_change.h"
+#include "commands/setconfig/modules_section.h"
+#include "commands/setconfig/sections.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "common/shell.h"
+#include "db/access.h"
+#include "server/settings.h"
+
+#include <strings.h>
+
+namespace dorel_remote_control {
+
+namespace {
+
+struct SectionEntry {
+    const char* name;
+    SectionHandler handler;
+};
+
+// Tried in this order; the first match wins.
+const SectionEntry kSections[] = {
+    {"identification", &applyIdentificationSection},
+    {"regional", &applyRegionalSection},
+    {"maturityRating", &applyMaturityRatingSection},
+    {"maintenances", &applyMaintenancesSection},
+    {"remoteControl", &applyRemoteControlSection},
+    {"network", &applyNetworkSection},
+    {"lnb", &applyLnbSection},
+    {"modules", &applyModulesSection},
+};
+
+}  // namespace
+
+SectionHandler findSection(const std::string& name) {
+    for (const SectionEntry& entry : kSections) {
+        if (strcasecmp(entry.name, name.c_str()) == 0) return entry.handler;
+    }
+    return nullptr;
+}
+
+void CmdSetConfiguration::report(int code, const std::string& detail) {
+    reportSetConfigError(result(), code, detail);
+}
+
+void CmdSetConfiguration::execute() {
+    startResult();
+    const XmlNode* configuration = childElementNoCase(commandElement(), "configuration");
+    if (configuration == nullptr) {
+        report(kInvalidCommand);
+        return;
+    }
+    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
+    if (!db) {
+        report(kCouldNotAccessDatabase, "Could not open DB");
+        return;
+    }
+    SetConfigContext context(db.get(), result(), settings().model());
+    if (doreldb::execStatement(db.get(), "BEGIN TRANSACTION") != SQLITE_OK) {
+        report(kCouldNotAccessDatabase, "Could not start transaction");
+        return;
+    }
+    if (!applySections(context, configuration)) return;
+    if (doreldb::execStatement(db.get(), "COMMIT") != SQLITE_OK) {
+        report(kCouldNotAccessDatabase, "Could not commit transaction");
+        if (doreldb::execStatement(db.get(), "ROLLBACK") != SQLITE_OK) {
+            report(kCouldNotAccessDatabase, "Could not rollback transaction");
+        }
+        return;
+    }
+    db.reset();
+    runFollowUp(context);
+}
+
+bool CmdSetConfiguration::applySections(SetConfigContext& context, const XmlNode* configuration) {
+    for (const XmlNode* section = configuration->first_node(); section != nullptr; section = section->next_sibling()) {
+        if (section->type() != rapidxml::node_element) continue;
+        const std::string name = nodeName(section);
+        SetConfigContext::progress("Processing: " + name);
+        SectionHandler handler = findSection(name);
+        if (handler == nullptr) {
+            logAlways(kCollectorPriority, "r9::: Unknown configuration setting: %s", name.c_str());
+            logf(3, "Unknown configuration setting: %s", name.c_str());
+            continue;
+        }
+        if (!handler(context, section)) {
+            if (doreldb::execStatement(context.db(), "ROLLBACK") != SQLITE_OK) {
+                report(kCouldNotAccessDatabase, "Could not rollback transaction");
+            }
+            report(kCouldNotSetConfiguration);
+            result().setCompletionMark(false);
+            return false;
+        }
+    }
+    return true;
+}
+
+void CmdSetConfiguration::runFollowUp(const SetConfigContext& context) {
+    if (context.hasChange(kChangeNetwork) && runShell(paths::wanFromDb()) != 0) {
+        report(kCouldNotApplyNetwork);
+        result().setCompletionMark(false);
+        return;
+    }
+    if (context.hasChange(kChangeRegional)) applyCountryChanged();
+    if (!isWmbG400(context.model()) || !context.hasChange(kChangeScrambling)) {
+        result().setCompletionMark(true);
+        return;
+    }
+    // The key file is a fixed path like a command's: written exactly as the
+    // headend has it, quoted only under a root that needs it.
+    if (runShell(paths::quorKey() + " " + paths::command("/dorel/datosWeb/ScramblingKeys/quorkeys.txt")) == 0) {
+        result().setCompletionMark(true);
+    } else {
+        report(kErrorRegeneratingKey);
+        result().setCompletionMark(false);
+    }
+}
+
+}  // namespace dorel_remote_control

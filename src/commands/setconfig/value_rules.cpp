@@ -1,0 +1,157 @@
+#include "commands/setconfig/value_rules.h"
+
+#include "commands/core/result_codes.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <strings.h>
+
+namespace dorel_remote_control {
+
+namespace {
+
+bool isNumeric(Encoding encoding) {
+    return encoding == Encoding::kNumber || encoding == Encoding::kLenientNumber ||
+           encoding == Encoding::kNumberOrWords || encoding == Encoding::kWords;
+}
+
+bool decode(const ValueRule& rule, const XmlNode* child, const std::vector<doreldb::Record*>& rows,
+            std::string& stored) {
+    const std::string text = nodeText(child);
+    long number = 0;
+    switch (rule.encoding) {
+    case Encoding::kText:
+        stored = text;
+        return true;
+    case Encoding::kCustom:
+        return rule.decoder != nullptr && rule.decoder(child, stored);
+    case Encoding::kNumber:
+        if (!parseWholeNumber(text, number)) return false;
+        break;
+    case Encoding::kLenientNumber:
+        number = lenientWholeNumber(text);
+        break;
+    case Encoding::kWords:
+        if (!lookupWord(rule.words, rule.wordCount, text, number)) return false;
+        break;
+    case Encoding::kNumberOrWords:
+        if (!lookupWord(rule.words, rule.wordCount, text, number) && !parseWholeNumber(text, number)) return false;
+        break;
+    }
+    if (isNumeric(rule.encoding)) {
+        if (rule.ranged && (number < rule.min || number > rule.max)) return false;
+        if (rule.check != nullptr && !rule.check(number, rows)) return false;
+    }
+    stored = std::to_string(number);
+    return true;
+}
+
+bool applies(const ValueRule& rule, unsigned selector) { return (rule.appliesTo & selector) != 0; }
+
+const ValueRule* findRule(const RuleTable& table, const XmlNode* child, unsigned selector, size_t& index) {
+    for (size_t i = 0; i < table.count; ++i) {
+        const ValueRule& rule = table.rules[i];
+        if (applies(rule, selector) && nameIs(child, rule.element)) {
+            index = i;
+            return &rule;
+        }
+    }
+    return nullptr;
+}
+
+bool reject(SetConfigContext& context, const ValueRule& rule) {
+    if (rule.invalidText != nullptr) return context.fail(rule.invalidCode ? rule.invalidCode : kInvalidValue, rule.invalidText);
+    return context.fail(rule.invalidCode ? rule.invalidCode : kInvalidValue,
+                        std::string("Invalid value for ") + rule.element);
+}
+
+}  // namespace
+
+long lenientWholeNumber(const std::string& text) {
+    size_t i = 0;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r')) ++i;
+    bool negative = false;
+    if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
+    // Past LONG_MAX the digits no longer matter: the value is clamped.
+    const unsigned long long limit = static_cast<unsigned long long>(LONG_MAX) + 1ULL;
+    unsigned long long magnitude = 0;
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+        magnitude = magnitude * 10 + static_cast<unsigned long long>(text[i] - '0');
+        if (magnitude >= limit) {
+            magnitude = limit;
+            break;
+        }
+    }
+    if (negative) return magnitude >= limit ? LONG_MIN : -static_cast<long>(magnitude);
+    return magnitude >= limit ? LONG_MAX : static_cast<long>(magnitude);
+}
+
+bool parseWholeNumber(const std::string& text, long& value) {
+    if (text.empty()) return false;
+    size_t digits = (text[0] == '-' || text[0] == '+') ? 1 : 0;
+    if (digits >= text.size()) return false;
+    for (size_t i = digits; i < text.size(); ++i) {
+        if (text[i] < '0' || text[i] > '9') return false;
+    }
+    errno = 0;
+    char* end = nullptr;
+    const long parsed = std::strtol(text.c_str(), &end, 10);
+    if (errno == ERANGE || end == nullptr || *end != '\0') return false;
+    value = parsed;
+    return true;
+}
+
+bool lookupWord(const CodeWord* words, size_t count, const std::string& text, long& code) {
+    for (size_t i = 0; i < count; ++i) {
+        if (strcasecmp(words[i].word, text.c_str()) == 0) {
+            code = words[i].code;
+            return true;
+        }
+    }
+    return false;
+}
+
+std::vector<const XmlNode*> childElements(const XmlNode* parent) {
+    std::vector<const XmlNode*> children;
+    if (parent == nullptr) return children;
+    for (const XmlNode* child = parent->first_node(); child != nullptr; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element) children.push_back(child);
+    }
+    return children;
+}
+
+bool nameIs(const XmlNode* node, const char* name) {
+    return node != nullptr && name != nullptr && strcasecmp(nodeName(node).c_str(), name) == 0;
+}
+
+bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& stored) {
+    return decode(rule, child, {}, stored);
+}
+
+bool applyRules(SetConfigContext& context, const RuleTable& table, const XmlNode* element,
+                const std::vector<doreldb::Record*>& rows, WalkOutcome& outcome, unsigned selector) {
+    outcome.met.assign(table.count, false);
+    for (const XmlNode* child : childElements(element)) {
+        size_t index = 0;
+        const ValueRule* rule = findRule(table, child, selector, index);
+        if (rule == nullptr) continue;
+        outcome.met[index] = true;
+        std::string stored;
+        if (!decode(*rule, child, rows, stored)) return reject(context, *rule);
+        if (rule->label != nullptr) outcome.description += rule->label + nodeText(child);
+        if (rule->target < rows.size() && rows[rule->target] != nullptr &&
+            rows[rule->target]->setIfDifferent(rule->column, stored)) {
+            outcome.changed = true;
+        }
+    }
+    for (size_t i = 0; i < table.count; ++i) {
+        const ValueRule& rule = table.rules[i];
+        if (rule.missingCode != 0 && !outcome.met[i] && applies(rule, selector)) {
+            return context.fail(rule.missingCode, rule.missingText ? rule.missingText : "");
+        }
+    }
+    return true;
+}
+
+}  // namespace dorel_remote_control
