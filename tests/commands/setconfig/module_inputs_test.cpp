@@ -1,7 +1,8 @@
 // Module inputs: values, their encodings and errors, the intermediate
 // frequency of satellite tuners and the RF loop. The dev kit's module 1 has
-// satellite inputs 1 (10700 MHz, fe 950) and 2 (10750 MHz, fe 1000), both on
-// DiSEqC position 1 (low band); LNB_fb is 9750, LNB_fa 10600.
+// satellite inputs 1 (10700 MHz, fe 950, DiSEqC position 1 on the low band,
+// stream auto) and 2 (11600 MHz, fe 1000, high band without DiSEqC); LNB_fb
+// is 9750, LNB_fa 10600.
 #include "commands/setconfig/modules_fixture.h"
 
 namespace rctest {
@@ -43,21 +44,21 @@ protected:
 TEST_F(ModuleInputs, SatelliteFrequenciesGoThroughTheLnbIntoTheTunerRange) {
     runCases({
         {"low band", inputs(1, 0, "<frequency>11000</frequency>"), {}, kSatellite1,
-         {{"11000", "1250", "0", "1", "0", "0", "0"}}},
+         {{"11000", "1250", "0", "1", "0", "-2", "0"}}},
         {"high band out of range", inputs(1, 0, "<diseqc>0</diseqc><band>high</band><frequency>12800</frequency>"),
-         sectionFailure(kInvalidModuleInput, kIfOutOfRange), kSatellite1, {{"11000", "1250", "0", "1", "0", "0", "0"}}},
+         sectionFailure(kInvalidModuleInput, kIfOutOfRange), kSatellite1, {{"11000", "1250", "0", "1", "0", "-2", "0"}}},
         {"lowest", inputs(1, 0, "<frequency>10700</frequency>"), {}, kSatellite1,
-         {{"10700", "950", "0", "1", "0", "0", "0"}}},
+         {{"10700", "950", "0", "1", "0", "-2", "0"}}},
         {"highest", inputs(1, 0, "<frequency>11900</frequency>"), {}, kSatellite1,
-         {{"11900", "2150", "0", "1", "0", "0", "0"}}},
+         {{"11900", "2150", "0", "1", "0", "-2", "0"}}},
         {"below", inputs(1, 0, "<frequency>10699</frequency>"), sectionFailure(kInvalidModuleInput, kIfOutOfRange), "",
          {}},
         {"above", inputs(1, 0, "<frequency>11901</frequency>"), sectionFailure(kInvalidModuleInput, kIfOutOfRange), "",
          {}},
         {"the DiSEqC position's band wins", inputs(1, 0, "<band>high</band><frequency>11000</frequency>"), {},
-         kSatellite1, {{"11000", "1250", "0", "1", "0", "0", "0"}}},
+         kSatellite1, {{"11000", "1250", "0", "1", "0", "-2", "0"}}},
         {"no frequency: recomputed from the stored fe", inputs(1, 0, "<diseqc>0</diseqc><band>HIGH</band>"), {},
-         kSatellite1, {{"11850", "1250", "1", "0", "0", "0", "0"}}},
+         kSatellite1, {{"11850", "1250", "1", "0", "0", "-2", "0"}}},
         {"auto stream, root PLS", inputs(1, 0, "<streamID>auto</streamID><PLSmode>root</PLSmode>"), {}, kSatellite1,
          {{"11850", "1250", "1", "0", "0", "-2", "2"}}},
         {"numbered stream", inputs(1, 0, "<streamID>7</streamID><plsMode>gold</plsMode>"), {}, kSatellite1,
@@ -104,14 +105,14 @@ TEST_F(ModuleInputs, StoredValuesAreNotWrittenAgain) {
                                                  "<active>1</active><tsid>1001</tsid><onid>1</onid>"
                                                  "<frequency>10700</frequency><diseqc>1</diseqc><rfLoop>0</rfLoop>"
                                                  "<symbolRate>27500</symbolRate><PLSmode>auto</PLSmode>"
-                                                 "<scramblingID>0</scramblingID><streamID>0</streamID>")}}));
+                                                 "<scramblingID>0</scramblingID><streamID>auto</streamID>")}}));
     EXPECT_EQ(sectionFailure(kCouldNotAccessDatabase, "Could not update nim"),
               applyModules({{1, inputs(1, 0, "<symbolRate>27501</symbolRate>")}}))
         << "the same trigger refuses a real change";
 }
 
 TEST_F(ModuleInputs, AChangedInputOneRederivesInputTwo) {
-    exec("UPDATE NimGlobal SET DiSEqC = '0', banda_FI = '1' WHERE idNimGlobal = 2");
+    exec("UPDATE NimGlobal SET Frequency = '11000' WHERE idNimGlobal = 2");
     EXPECT_EQ(Errors{}, applyModules({{1, inputs(1, 0, "<frequency>11000</frequency>")}}));
     EXPECT_EQ((Rows{{"11600", "1000"}}), rows("SELECT Frequency, fe FROM NimGlobal WHERE idNimGlobal = 2"));
 }
