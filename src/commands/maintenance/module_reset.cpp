@@ -57,7 +57,7 @@ void ModuleResetCommand::execute() {
     const std::string ownMac = settings().mac();
     bool rebootSelf = false;
     for (const std::string& mac : macs) {
-        if (kind_.rebootsController && mac == ownMac) {
+        if (kind_.rebootsController && !ownMac.empty() && mac == ownMac) {
             rebootSelf = true;
             continue;
         }

@@ -1,6 +1,8 @@
 #include "commands/query/configuration_context.h"
 
 #include "db/tables.h"
+
+#include <cstring>
 #include "server/settings.h"
 
 namespace dorel_remote_control {
@@ -18,9 +20,9 @@ ConfigurationContext::ConfigurationContext(XmlDocument& doc, doreldb::HeadendRow
     }
 }
 
-XmlNode* ConfigurationContext::add(XmlNode* parent, const char* name, const std::string& value) {
+XmlNode* ConfigurationContext::add(XmlNode* parent, const char* name, const char* value, size_t size) {
     XmlNode* node = doc_.allocate_node(rapidxml::node_element, name);
-    if (!value.empty()) node->value(doc_.allocate_string(value.c_str(), value.size()), value.size());
+    if (size > 0) node->value(doc_.allocate_string(value, size), size);
     parent->append_node(node);
     return node;
 }
@@ -39,8 +41,14 @@ bool unlessKvdCd5(const ConfigurationContext& context, const doreldb::Record&) {
 
 void addColumn(ConfigurationContext& context, XmlNode* parent, const doreldb::Record& row, const ColumnElement& element) {
     if (element.include != nullptr && !element.include(context, row)) return;
-    const std::string stored = row.text(element.column);
-    context.add(parent, element.element, element.coder != nullptr ? element.coder(stored) : stored);
+    const doreldb::tSqlite3parent& stored = row.value(element.column);
+    if (element.coder != nullptr) {
+        context.add(parent, element.element, element.coder(stored.str()));
+    } else if (const char* text = stored.c_str()) {
+        context.add(parent, element.element, text, strlen(text));
+    } else {
+        context.add(parent, element.element);   // NULL reads as empty text
+    }
 }
 
 }  // namespace dorel_remote_control

@@ -36,7 +36,10 @@ public:
 
     // A new child element. name must be a literal (it is not copied); the
     // value is copied into the document.
-    XmlNode* add(XmlNode* parent, const char* name, const std::string& value = std::string());
+    XmlNode* add(XmlNode* parent, const char* name, const std::string& value = std::string()) {
+        return add(parent, name, value.data(), value.size());
+    }
+    XmlNode* add(XmlNode* parent, const char* name, const char* value, size_t size);
     // A child whose text is a setting of configuracionWebGlobal ("" when the
     // setting is absent).
     XmlNode* addSetting(XmlNode* parent, const char* name, const char* setting);

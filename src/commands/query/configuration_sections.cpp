@@ -6,6 +6,8 @@
 #include "common/paths.h"
 #include "db/tables.h"
 
+#include <cstdlib>
+
 namespace dorel_remote_control {
 
 namespace {

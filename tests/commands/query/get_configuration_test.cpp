@@ -73,6 +73,10 @@ TEST_F(GetConfiguration, EachModelGetsItsBranchesInOrder) {
         // Module 2 of the default headend is the CAM module.
         EXPECT_EQ(shape.camModule, childNames(module(1)));
         EXPECT_EQ(shape.camService, childNames(at(module(1), {"services", "service"})));
+        if (std::string(shape.model) == "WMB-G400") {
+            EXPECT_EQ("CARD-0002000", textAt(module(1), {"CardSerialNumber"}));
+            EXPECT_EQ("rc-user", textAt(configuration(), {"remoteControl", "username"}));
+        }
     }
 }
 
@@ -210,6 +214,15 @@ TEST_F(GetConfiguration, MissingSettingGivesAnEmptyElement) {
     XmlNode* name = at(configuration(), {"identification", "headendName"});
     ASSERT_NE(nullptr, name);
     EXPECT_EQ("", nodeText(name));
+}
+
+TEST_F(GetConfiguration, UnreadableTableContributesNothing) {
+    root_.exec(kConfig, "DROP TABLE DiSEqCGlobal");
+    root_.exec(kConfig, "DROP TABLE RFOutGlobal");
+    runAs("KVB-200");
+    EXPECT_TRUE(errors_.empty());
+    EXPECT_EQ("", childNames(at(configuration(), {"diseqcs"})));
+    EXPECT_EQ("outputId type onid tsid", childNames(at(module(0), {"outputs", "output"})));
 }
 
 TEST_F(GetConfiguration, MissingSiFilesReadNotFound) {
