@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <strings.h>
 
 namespace dorel_remote_control {
@@ -122,7 +123,11 @@ std::vector<const XmlNode*> childElements(const XmlNode* parent) {
 }
 
 bool nameIs(const XmlNode* node, const char* name) {
-    return node != nullptr && name != nullptr && strcasecmp(nodeName(node).c_str(), name) == 0;
+    // Compared in place: a whole-headend document asks this for every child
+    // against every rule, and a copy of the name each time dominated its cost.
+    if (node == nullptr || name == nullptr) return false;
+    const size_t length = std::strlen(name);
+    return node->name_size() == length && strncasecmp(node->name(), name, length) == 0;
 }
 
 bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& stored) {
