@@ -161,8 +161,8 @@ def show_module_one_rows(before, after):
     print("setConfiguration (command 107): service 101 of module 1 moves to output 2, input 1 to 11000 MHz")
     for title in before:
         print("  %s" % title)
-        print("    before: %s" % before[title])
-        print("    after:  %s" % after[title])
+        for label, rows in (("before", before[title]), ("after", after[title])):
+            print("    %-7s %s" % (label + ":", "\n            ".join(str(r) for r in rows)))
 
 # --- end of setConfiguration of the modules ---------------------------------
 
