@@ -1,6 +1,7 @@
 #include "commands/setconfig/module_rows.h"
 
 #include "db/access.h"
+#include "db/like.h"
 #include "db/tables.h"
 
 #include <functional>
@@ -8,14 +9,6 @@
 namespace dorel_remote_control {
 
 using doreldb::Record;
-
-std::string asciiLowerCase(const std::string& text) {
-    std::string out(text);
-    for (char& c : out) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return out;
-}
 
 namespace {
 
@@ -78,11 +71,11 @@ void ModuleRows::group() {
     moduleByMac_.clear();
     for (size_t row = 0; row < modules_.size(); ++row) {
         shares_[row].module = row;
-        moduleByMac_.emplace(asciiLowerCase(modules_[row].text(doreldb::RedesModulos::MAC)), row);
+        moduleByMac_.emplace(doreldb::asciiLower(modules_[row].text(doreldb::RedesModulos::MAC)), row);
     }
     // Rows of a MAC that no module has are never reached and stay untouched.
     auto shareOfMac = [&](const Record& row, size_t macColumn) -> ModuleShare* {
-        auto found = moduleByMac_.find(asciiLowerCase(row.text(macColumn)));
+        auto found = moduleByMac_.find(doreldb::asciiLower(row.text(macColumn)));
         return found == moduleByMac_.end() ? nullptr : &shares_[found->second];
     };
     for (size_t row = 0; row < inputs_.size(); ++row) {
@@ -112,7 +105,7 @@ void ModuleRows::group() {
 }
 
 ModuleShare* ModuleRows::findModule(const std::string& mac) {
-    auto found = moduleByMac_.find(asciiLowerCase(mac));
+    auto found = moduleByMac_.find(doreldb::asciiLower(mac));
     return found == moduleByMac_.end() ? nullptr : &shares_[found->second];
 }
 
@@ -152,7 +145,7 @@ Record* ModuleRows::modulator(const std::string& outputKey) {
 
 const Record* ModuleRows::diseqc(const std::string& position) const {
     for (const Record& row : diseqcs_) {
-        if (asciiLowerCase(row.text(doreldb::DiSEqCGlobal::Posicion)) == asciiLowerCase(position)) return &row;
+        if (doreldb::asciiLower(row.text(doreldb::DiSEqCGlobal::Posicion)) == doreldb::asciiLower(position)) return &row;
     }
     return nullptr;
 }

@@ -62,10 +62,6 @@ public:
     doreldb::Record& pid(size_t row) { return pids_[row]; }
     size_t addPid(const std::string& serviceKey, doreldb::Record row);
 
-    // Every row of every table, for comparisons (tests) and counting.
-    size_t serviceCount() const { return services_.size(); }
-    size_t pidCount() const { return pids_.size(); }
-
 private:
     void group();
 
@@ -85,8 +81,5 @@ private:
     std::unordered_map<std::string, std::vector<size_t>> pidsByService_;
     std::string failedTable_;
 };
-
-// The text with ASCII letters lower-cased: how LIKE without wildcards compares.
-std::string asciiLowerCase(const std::string& text);
 
 }  // namespace dorel_remote_control

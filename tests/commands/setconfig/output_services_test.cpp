@@ -70,13 +70,13 @@ TEST_F(OutputServices, IdentifiesServicesAndChecksTheirValues) {
 TEST_F(OutputServices, EveryValueReachesItsColumn) {
     EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>7</lcn><olcn>8</olcn><forcedLcn>1</forcedLcn>"
                                                     "<simulcastLcn>9</simulcastLcn><inputId>2</inputId>"
-                                                    "<inputSid>4242</inputSid><inputName>In</inputName>"
+                                                    "<inputSid>4242</inputSid><inputName>In'); DROP TABLE x; --</inputName>"
                                                     "<forcedName>1</forcedName><outputName>Out %d</outputName>"
                                                     "<idEPG>5</idEPG><serviceTypeDVB>25</serviceTypeDVB>"
                                                     "<serviceTypeCanal>3</serviceTypeCanal><videoFormat>2</videoFormat>"
                                                     "<cloned>1</cloned><decrypt>1</decrypt><transcoding>1</transcoding>"
                                                     "<videoPeakBitrate>9000</videoPeakBitrate><serviceStatus>x</serviceStatus>")}}));
-    EXPECT_EQ((Rows{{"7", "8", "1", "9", "2", "4242", "In", "1", "Out  d", "5", "25", "3", "2", "1", "1", "1", "9000"}}),
+    EXPECT_EQ((Rows{{"7", "8", "1", "9", "2", "4242", "In'); DROP TABLE x; --", "1", "Out  d", "5", "25", "3", "2", "1", "1", "1", "9000"}}),
               rows("SELECT LCN, OLCN, LCNForzado, SimulcastLCN, fk_idEntrada, SID, NombreEntrada, NombreForzado, "
                    "NombreSalida, idEPG, Service_Type, Tipo, VideoFormat, DuplicadoClonado, Descifrar, Transcoding, "
                    "Video_peak_bitrate FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
