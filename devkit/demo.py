@@ -219,6 +219,84 @@ def show_bodies(requests):
             print(body)
 
 
+# --- setConfiguration ------------------------------------------------------
+# Two setConfiguration commands on a headend of their own: the first changes
+# the network and the regional settings (the WAN script and the time-zone
+# follow-up run after the commit), the second carries a failing section and
+# changes nothing at all.
+
+SETCONFIG_GOOD = ("<network><ip>10.20.30.40</ip><gateway>10.20.30.1</gateway></network>"
+                  "<regional><language>fr</language><country>FR</country><timezone>Europe/Paris</timezone>"
+                  "</regional>")
+SETCONFIG_BAD = ("<identification><headendName>Must not stay</headendName></identification>"
+                 "<dvbNetworks><dvbNetwork><id>1</id><tipoNITPatron>0</tipoNITPatron><nitPatron>2</nitPatron>"
+                 "</dvbNetwork></dvbNetworks>")
+
+
+def setconfig_reply():
+    commands = ["<command><id>%d</id><data><setConfiguration><configuration>%s</configuration>"
+                "</setConfiguration></data></command>" % (cid, body)
+                for cid, body in ((301, SETCONFIG_GOOD), (302, SETCONFIG_BAD))]
+    return ('<?xml version="1.0" encoding="utf-8"?>\n<statusReply><commands>'
+            + "".join(commands) + "</commands></statusReply>")
+
+
+def demo_set_configuration(agent, work):
+    work = os.path.join(work, "setconfig")
+    os.makedirs(work)
+    root = os.path.join(work, "root")
+    subprocess.run([sys.executable, os.path.join(HERE, "make-headend"), root, "--modules", "1", "--active", "1"],
+                   check=True, stdout=subprocess.DEVNULL)
+    config_db = os.path.join(root, "dorel/DB/config_global.sqlite")
+    keys = ("network_IP", "network_Gateway", "codtimezone", "idtimezone", "subtimezone", "identificacion_cabecera")
+
+    def show_keys():
+        for name, value in query(config_db, "SELECT nombre, valor FROM configuracionWebGlobal WHERE nombre IN (%s)"
+                                 % ",".join("'%s'" % k for k in keys)):
+            print("  %-24s %s" % (name, value))
+
+    server, port, log_path = start_server(root, work, {"routes": {"/rc/status": [{"body": setconfig_reply()}]}})
+    try:
+        with sqlite3.connect(config_db) as conn:
+            conn.execute("UPDATE configuracionWebGlobal SET valor = ? WHERE nombre = 'servidorZAT_direccion'",
+                         ("https://127.0.0.1:%d/rc" % port,))
+        networks_before = query(config_db, "SELECT * FROM RedesCabecera")
+        section("setConfiguration: command 301 changes the network and the regional settings;\n"
+                "command 302 carries a failing dvbNetworks section after an identification change")
+        print("settings before:")
+        show_keys()
+        done = run_agent(agent, root, "setConfiguration pass")
+        print("the agent's setConfiguration progress lines (standard output):")
+        for line in done.stdout.splitlines():
+            if line.startswith(("Processing: ", "setConfig: ", "Could not set ")):
+                print("  " + line)
+
+        with open(log_path) as f:
+            results = [json.loads(l) for l in f if l.strip()]
+        show_bodies([r for r in results if r.get("path", "").endswith("/commandResult")])
+
+        section("setConfiguration: the headend afterwards")
+        print("settings after (302 left no trace):")
+        show_keys()
+        print("RedesCabecera unchanged by 302:", query(config_db, "SELECT * FROM RedesCabecera") == networks_before)
+        print("programs the agent ran (devkit/calls.log):")
+        with open(os.path.join(root, "devkit/calls.log")) as f:
+            for line in f:
+                if not line.startswith(("/dorel/script/SERIAL", "/dorel/script/MAC", "/dorel/script/MODELO",
+                                        "hostname", "/dorel/bin/clienteXMLRPC")):
+                    print("  " + line.rstrip())
+        for fixed in ("dorel/conf/timezone/localtime", "dorel/conf/tot_file"):
+            with open(os.path.join(root, fixed)) as f:
+                print("/%s:\n  %s" % (fixed, f.read().rstrip().replace("\n", "\n  ")))
+    finally:
+        server.send_signal(signal.SIGTERM)
+        try:
+            server.wait(timeout=10)
+        except subprocess.TimeoutExpired:
+            server.kill()
+# --- end of setConfiguration ---------------------------------------------
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--agent", required=True)
@@ -290,6 +368,7 @@ def main():
         print("connection flag servidorZAT_conectado:",
               query(os.path.join(root, "dorel/DB/config_global.sqlite"),
                     "SELECT valor FROM configuracionWebGlobal WHERE nombre = 'servidorZAT_conectado'")[0][0])
+        demo_set_configuration(agent, work)
     finally:
         if server is not None:
             server.send_signal(signal.SIGTERM)

@@ -48,6 +48,7 @@ std::string tablasSiDir() { return rooted("/dorel/datosWeb/tablasSI"); }
 std::string rcUploadsDir() { return rooted("/dorel/rc_uploads"); }
 std::string sharedUpgradesDir() { return rooted("/dorel/shared/upgrades"); }
 std::string quorKeysFile() { return rooted("/dorel/datosWeb/ScramblingKeys/quorkeys.txt"); }
+std::string quorKeysArgument() { return command("/dorel/datosWeb/ScramblingKeys/quorkeys.txt"); }
 std::string timezoneLocaltime() { return rooted("/dorel/conf/timezone/localtime"); }
 std::string totFile() { return rooted("/dorel/conf/tot_file"); }
 std::string tempTotFileWeb() { return rooted("/tmp/temp_tot_file_web"); }

@@ -48,6 +48,7 @@ std::string tablasSiDir();       // /dorel/datosWeb/tablasSI
 std::string rcUploadsDir();      // /dorel/rc_uploads
 std::string sharedUpgradesDir(); // /dorel/shared/upgrades
 std::string quorKeysFile();      // /dorel/datosWeb/ScramblingKeys/quorkeys.txt
+std::string quorKeysArgument();  // the same, as a word of a command line (like command())
 std::string timezoneLocaltime(); // /dorel/conf/timezone/localtime
 std::string totFile();           // /dorel/conf/tot_file
 std::string tempTotFileWeb();    // /tmp/temp_tot_file_web

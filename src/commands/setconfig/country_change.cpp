@@ -1,7 +1,116 @@
 #include "commands/setconfig/country_change.h"
 
+#include "commands/setconfig/country_time_zones.h"
+#include "commands/setconfig/section_context.h"
+#include "common/fs.h"
+#include "common/log.h"
+#include "common/paths.h"
+#include "common/shell.h"
+#include "db/access.h"
+#include "db/tables.h"
+
+#include <algorithm>
+#include <cstdio>
+
 namespace dorel_remote_control {
 
-void applyCountryChanged() {}
+namespace {
+
+struct RegionalSettings {
+    std::string language;   // codtimezone
+    std::string country;    // idtimezone
+    std::string zone;       // subtimezone
+};
+
+// The three regional keys, read in one pass; false when one is missing.
+bool readRegionalSettings(RegionalSettings& settings) {
+    namespace cfg = doreldb::configuracionWebGlobal;
+    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
+    if (!db) {
+        logf(3, "applyCountryChanged: could not open %s", paths::configGlobalDb().c_str());
+        return false;
+    }
+    struct Key {
+        const char* name;
+        std::string* value;
+        bool found;
+    } keys[] = {{"codtimezone", &settings.language, false},
+                {"idtimezone", &settings.country, false},
+                {"subtimezone", &settings.zone, false}};
+    for (const doreldb::Record& row : doreldb::doSelect(db.get(), cfg::table(), " WHERE nombre IN (%Q, %Q, %Q) ",
+                                                        keys[0].name, keys[1].name, keys[2].name)) {
+        for (Key& key : keys) {
+            if (row.text(cfg::nombre) == key.name) {
+                *key.value = row.text(cfg::valor);
+                key.found = true;
+            }
+        }
+    }
+    for (const Key& key : keys) {
+        if (!key.found) {
+            logf(3, "applyCountryChanged: no %s setting", key.name);
+            return false;
+        }
+    }
+    return true;
+}
+
+// One line of a file: a stored value ends at its first line break, so that
+// it can never add lines of its own.
+std::string firstLine(const std::string& value) {
+    return value.substr(0, value.find_first_of("\r\n"));
+}
+
+// The headend's clock runs in the zone chosen under "timezone" when it is one
+// of the country's zones; otherwise in the country's first (main) zone; for a
+// country the table does not know, in the chosen zone as it is.
+std::string selectedZone(const RegionalSettings& settings, const std::vector<std::string>& zones) {
+    const std::string chosen = firstLine(settings.zone);
+    if (zones.empty() || std::find(zones.begin(), zones.end(), chosen) != zones.end()) return chosen;
+    return zones.front();
+}
+
+std::string timeOffsetsCommand(const std::vector<std::string>& zones) {
+    std::string command = paths::getTimeOffsets() + " 0";
+    for (const std::string& zone : zones) command += " " + shellQuote(zone);
+    if (zones.empty()) command += " No";
+    return command;
+}
+
+}  // namespace
+
+void applyCountryChanged() {
+    logf(7, "applyCountryChanged()");
+    RegionalSettings settings;
+    if (!readRegionalSettings(settings)) return;
+    const std::vector<std::string> zones = countryTimeZones(settings.country);
+    const std::string zone = selectedZone(settings, zones);
+
+    if (!writeFileAtomic(paths::timezoneLocaltime(), zone + "\n")) {
+        logf(3, "Could not write to /dorel/conf/timezone/localtime");
+        return;
+    }
+    const std::string command = timeOffsetsCommand(zones);
+    const int status = runShell(command);
+    if (status != 0) {
+        logAlways(kCollectorPriority, "r9::: Error (%d) executing get_time_offsets.sh: %s", status, command.c_str());
+        return;
+    }
+    std::string offsets;
+    const bool read = readFile(paths::tempTotFileWeb(), offsets);
+    std::remove(paths::tempTotFileWeb().c_str());
+    if (!read) {
+        logAlways(kCollectorPriority, "r9::: Could not read from /tmp/temp_tot_file_web");
+        return;
+    }
+    // The modules' time services take the country the offsets belong to from
+    // the first line.
+    if (!writeFileAtomic(paths::totFile(), firstLine(settings.country) + "\n" + offsets)) {
+        logAlways(kCollectorPriority, "r9::: Could not write to /dorel/conf/tot_file");
+        return;
+    }
+    const int cron = runShell(paths::crondInit() + " restart");
+    if (cron != 0) logAlways(kCollectorPriority, "r9::: Error (%d) restarting cron", cron);
+}
 
 }  // namespace dorel_remote_control

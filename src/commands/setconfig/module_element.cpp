@@ -13,14 +13,12 @@ namespace {
 
 namespace mod = doreldb::RedesModulos;
 
+// A bad number is refused as 103 "Invalid value for module/<element>".
 const ValueRule kModuleRules[] = {
-    rule("attenuation", mod::Atenuacion).number()
-        .invalid(kInvalidValue, "Invalid value for module/attenuation").label("attenuation: "),
+    rule("attenuation", mod::Atenuacion).number().label("attenuation: "),
     rule("name", mod::LabelName).text().label(" name: "),
-    rule("dvbNetworkId", mod::RED).number()
-        .invalid(kInvalidValue, "Invalid value for module/dvbNetworkId").label(" dvbNetworkId: "),
-    rule("modoSalidaRF", mod::ModoSalidaRF).number()
-        .invalid(kInvalidValue, "Invalid value for module/modoSalidaRF").label(" modoSalidaRF: "),
+    rule("dvbNetworkId", mod::RED).number().label(" dvbNetworkId: "),
+    rule("modoSalidaRF", mod::ModoSalidaRF).number().label(" modoSalidaRF: "),
 };
 
 const ValueRule& kRfModeRule = kModuleRules[3];

@@ -33,32 +33,32 @@ bool lcnAllowed(long value, const std::vector<doreldb::Record*>& rows) {
     return value >= 1 || rows[0]->text(ssg::LCN) == std::to_string(value);
 }
 
-constexpr RuleBuilder serviceRule(const char* element, size_t column, const char* invalidText, const char* label) {
-    return RuleBuilder(rule(element, column).number().invalid(kInvalidValue, invalidText).label(label));
+// A number; a bad one is refused as 103 "Invalid value for service/<element>".
+constexpr RuleBuilder serviceRule(const char* element, size_t column, const char* label) {
+    return RuleBuilder(rule(element, column).number().label(label));
 }
 
 const ValueRule kServiceRules[] = {
-    serviceRule("lcn", ssg::LCN, "LCN value cannot be 0", " lcn:").check(lcnAllowed),
-    serviceRule("olcn", ssg::OLCN, "Invalid value for service/olcn", " olcn:"),
-    serviceRule("forcedLcn", ssg::LCNForzado, "Invalid value for service/forcedLcn", " forcedLcn:"),
-    serviceRule("simulcastLcn", ssg::SimulcastLCN, "Invalid value for service/simulcastLcn", " simulcastLcn:"),
-    serviceRule("inputId", ssg::fk_idEntrada, "Invalid value for service/inputId", "inputId:"),
-    serviceRule("inputSid", ssg::SID, "inputSid value cannot be greater than 65535", " inputSid:")
-        .range(LONG_MIN, 65535),
-    serviceRule("outputSid", ssg::OSID, "outputSid value cannot be greater than 65535", " outputSid:")
-        .range(LONG_MIN, 65535),
+    serviceRule("lcn", ssg::LCN, " lcn:").check(lcnAllowed).invalid(kInvalidValue, "LCN value cannot be 0"),
+    serviceRule("olcn", ssg::OLCN, " olcn:"),
+    serviceRule("forcedLcn", ssg::LCNForzado, " forcedLcn:"),
+    serviceRule("simulcastLcn", ssg::SimulcastLCN, " simulcastLcn:"),
+    serviceRule("inputId", ssg::fk_idEntrada, "inputId:"),
+    serviceRule("inputSid", ssg::SID, " inputSid:").range(LONG_MIN, 65535)
+        .invalid(kInvalidValue, "inputSid value cannot be greater than 65535"),
+    serviceRule("outputSid", ssg::OSID, " outputSid:").range(LONG_MIN, 65535)
+        .invalid(kInvalidValue, "outputSid value cannot be greater than 65535"),
     rule("inputName", ssg::NombreEntrada).text(),
-    serviceRule("forcedName", ssg::NombreForzado, "Invalid value for service/forcedName", " forcedName:"),
+    serviceRule("forcedName", ssg::NombreForzado, " forcedName:"),
     rule("outputName", ssg::NombreSalida).text().label(" outputName:"),
-    serviceRule("idEPG", ssg::idEPG, "Invalid value for service/idEPG", " idEPG:"),
-    serviceRule("serviceTypeDVB", ssg::Service_Type, "Invalid value for service/serviceTypeDVB", " serviceTypeDVB:"),
-    serviceRule("serviceTypeCanal", ssg::Tipo, "Invalid value for service/serviceTypeCanal", " serviceTypeCanal:"),
-    serviceRule("videoFormat", ssg::VideoFormat, "Invalid value for service/videoFormat", " videoFormat:"),
-    serviceRule("cloned", ssg::DuplicadoClonado, "Invalid value for service/cloned", " cloned:"),
-    serviceRule("decrypt", ssg::Descifrar, "Invalid value for service/decrypt", "decrypt:"),
-    serviceRule("transcoding", ssg::Transcoding, "Invalid value for service/transcoding", "transcoding:"),
-    serviceRule("videoPeakBitrate", ssg::Video_peak_bitrate, "Invalid value for service/videoPeakBitrate",
-                "videoPeakBitrate:"),
+    serviceRule("idEPG", ssg::idEPG, " idEPG:"),
+    serviceRule("serviceTypeDVB", ssg::Service_Type, " serviceTypeDVB:"),
+    serviceRule("serviceTypeCanal", ssg::Tipo, " serviceTypeCanal:"),
+    serviceRule("videoFormat", ssg::VideoFormat, " videoFormat:"),
+    serviceRule("cloned", ssg::DuplicadoClonado, " cloned:"),
+    serviceRule("decrypt", ssg::Descifrar, "decrypt:"),
+    serviceRule("transcoding", ssg::Transcoding, "transcoding:"),
+    serviceRule("videoPeakBitrate", ssg::Video_peak_bitrate, "videoPeakBitrate:"),
 };
 
 bool isSsuCarrier(const doreldb::Record& row) { return lenientWholeNumber(row.text(ssg::SSU)) != 0; }

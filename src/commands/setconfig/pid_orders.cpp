@@ -21,11 +21,12 @@ const char kPidDropped[] = "0";    // EstadoPID of a deleted PID
 const char kNotDeleted[] = "0";    // EstadoBorrado
 const char kDeleted[] = "1";
 
+// A bad number is refused as 103 "Invalid value for pidOrder/<element>".
 const ValueRule kPidRules[] = {
     rule("languageCode", psg::AudioCode).text(),
-    rule("streamId", psg::StreamId).number().invalid(kInvalidValue, "Invalid value for pidOrder/streamId"),
-    rule("type", psg::Tipo).number().invalid(kInvalidValue, "Invalid value for pidOrder/type"),
-    rule("order", psg::Orden).number().invalid(kInvalidValue, "Invalid value for pidOrder/order"),
+    rule("streamId", psg::StreamId).number(),
+    rule("type", psg::Tipo).number(),
+    rule("order", psg::Orden).number(),
 };
 const ValueRule& kStreamRule = kPidRules[1];
 
@@ -69,7 +70,7 @@ bool applyPidOrder(ModuleScope& scope, doreldb::Record& service, const XmlNode* 
     const XmlNode* streamChild = childElementNoCase(element, kStreamRule.element);
     std::string stream;
     if (streamChild != nullptr && !decodeValue(kStreamRule, streamChild, stream)) {
-        return scope.context.fail(kStreamRule.invalidCode, kStreamRule.invalidText);
+        return scope.context.fail(kInvalidValue, "Invalid value for pidOrder/streamId");
     }
     std::vector<size_t>& pids = scope.rows.pidsOf(service.key());
     size_t position = 0;

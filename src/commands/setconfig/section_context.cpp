@@ -34,6 +34,29 @@ void SetConfigContext::progress(const std::string& line) {
     std::fflush(stdout);
 }
 
+bool SetConfigContext::findSetting(const std::string& key, doreldb::Record*& row) {
+    namespace cfg = doreldb::configuracionWebGlobal;
+    if (!settingsRead_) {
+        if (doreldb::selectRows(settings_, db_, cfg::table(), nullptr) != SQLITE_OK) return false;
+        settingsRead_ = true;
+    }
+    row = nullptr;
+    for (doreldb::Record& candidate : settings_) {
+        if (candidate.text(cfg::nombre) == key) {
+            row = &candidate;
+            break;
+        }
+    }
+    return true;
+}
+
+bool SetConfigContext::storedSetting(const std::string& key, std::string& value) {
+    doreldb::Record* row = nullptr;
+    if (!findSetting(key, row) || row == nullptr) return false;
+    value = row->text(doreldb::configuracionWebGlobal::valor);
+    return true;
+}
+
 bool SetConfigContext::setConfig(const std::string& key, const std::string& value, int changeFlag) {
     namespace cfg = doreldb::configuracionWebGlobal;
     progress("setConfig: " + key + " = " + value);
@@ -41,19 +64,10 @@ bool SetConfigContext::setConfig(const std::string& key, const std::string& valu
     logAlways(5, "REMOTE_CONTROL::: %s", note.c_str());
     logf(5, "%s", note.c_str());
 
-    std::vector<doreldb::Record> rows;
-    if (doreldb::selectRows(rows, db_, cfg::table(), " WHERE nombre LIKE %Q ", key.c_str()) != SQLITE_OK) {
+    doreldb::Record* stored = nullptr;
+    if (!findSetting(key, stored)) {
         logf(3, "setConfig: could not read the stored value of %s", key.c_str());
         return false;
-    }
-    // LIKE also matches other spellings ('_' is a wildcard): only the exact
-    // key is this setting.
-    doreldb::Record* stored = nullptr;
-    for (doreldb::Record& row : rows) {
-        if (row.text(cfg::nombre) == key) {
-            stored = &row;
-            break;
-        }
     }
 
     bool written;
@@ -62,6 +76,7 @@ bool SetConfigContext::setConfig(const std::string& key, const std::string& valu
         row.set(cfg::nombre, key);
         row.set(cfg::valor, value);
         written = doreldb::insert(db_, row) == SQLITE_OK;
+        if (written) settings_.push_back(row);
     } else if (stored->isNull(cfg::valor) || stored->text(cfg::valor) != value) {
         stored->set(cfg::valor, value);
         written = doreldb::update(db_, *stored) == SQLITE_OK;

@@ -14,11 +14,13 @@
 
 #include "commands/core/result_document.h"
 #include "common/xml.h"
+#include "db/record.h"
 
 #include <sqlite3.h>
 
 #include <set>
 #include <string>
+#include <vector>
 
 namespace dorel_remote_control {
 
@@ -65,17 +67,30 @@ public:
     // writes only a differing one (inserting a missing key). When the key
     // changed and changeFlag is not kChangeNone, the flag joins the change set
     // (even when the write itself failed). Returns whether the write succeeded
-    // (true when nothing had to be written).
+    // (true when nothing had to be written). The table is read once per
+    // document, at the first call; every later write of the document goes
+    // through here, so the copy stays what the transaction holds.
     bool setConfig(const std::string& key, const std::string& value, int changeFlag);
+
+    // The value a configuracionWebGlobal key holds in this transaction (what
+    // the document wrote so far, else what was stored); false when the key is
+    // missing or the table cannot be read.
+    bool storedSetting(const std::string& key, std::string& value);
 
     // A progress line on standard output (the headend's console shows it).
     static void progress(const std::string& line);
 
 private:
+    // The stored row of a key (exact name), or null; false when the table
+    // could not be read.
+    bool findSetting(const std::string& key, doreldb::Record*& row);
+
     sqlite3* db_;
     ResultDocument& result_;
     std::string model_;
     std::set<int> changes_;
+    std::vector<doreldb::Record> settings_;
+    bool settingsRead_ = false;
 };
 
 // Records an error entry in a setConfiguration result and logs it the way

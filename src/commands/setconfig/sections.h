@@ -17,4 +17,12 @@ bool applyMaturityRatingSection(SetConfigContext& context, const XmlNode* sectio
 // maintenances_section.cpp
 bool applyMaintenancesSection(SetConfigContext& context, const XmlNode* section);
 
+// List sections, each in the file named after it (dvb_networks_section.cpp, ...).
+bool applyDvbNetworksSection(SetConfigContext& context, const XmlNode* section);
+bool applyDiseqcsSection(SetConfigContext& context, const XmlNode* section);
+bool applyHomeChannelsSection(SetConfigContext& context, const XmlNode* section);
+bool applyPreferredLanguagesSection(SetConfigContext& context, const XmlNode* section);
+bool applyServiceEpgsSection(SetConfigContext& context, const XmlNode* section);
+bool applyScramblingsSection(SetConfigContext& context, const XmlNode* section);
+
 }  // namespace dorel_remote_control

@@ -27,9 +27,15 @@ const SectionEntry kSections[] = {
     {"regional", &applyRegionalSection},
     {"maturityRating", &applyMaturityRatingSection},
     {"maintenances", &applyMaintenancesSection},
+    {"homeChannels", &applyHomeChannelsSection},
+    {"serviceEPGs", &applyServiceEpgsSection},
     {"remoteControl", &applyRemoteControlSection},
     {"network", &applyNetworkSection},
+    {"dvbNetworks", &applyDvbNetworksSection},
     {"lnb", &applyLnbSection},
+    {"diseqcs", &applyDiseqcsSection},
+    {"preferredLanguages", &applyPreferredLanguagesSection},
+    {"scramblings", &applyScramblingsSection},
     {"modules", &applyModulesSection},
 };
 
@@ -109,9 +115,7 @@ void CmdSetConfiguration::runFollowUp(const SetConfigContext& context) {
         result().setCompletionMark(true);
         return;
     }
-    // The key file is a fixed path like a command's: written exactly as the
-    // headend has it, quoted only under a root that needs it.
-    if (runShell(paths::quorKey() + " " + paths::command("/dorel/datosWeb/ScramblingKeys/quorkeys.txt")) == 0) {
+    if (runShell(paths::quorKey() + " " + paths::quorKeysArgument()) == 0) {
         result().setCompletionMark(true);
     } else {
         report(kErrorRegeneratingKey);

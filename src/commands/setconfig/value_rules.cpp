@@ -61,10 +61,11 @@ const ValueRule* findRule(const RuleTable& table, const XmlNode* child, unsigned
     return nullptr;
 }
 
-bool reject(SetConfigContext& context, const ValueRule& rule) {
-    if (rule.invalidText != nullptr) return context.fail(rule.invalidCode ? rule.invalidCode : kInvalidValue, rule.invalidText);
-    return context.fail(rule.invalidCode ? rule.invalidCode : kInvalidValue,
-                        std::string("Invalid value for ") + rule.element);
+// A rule without its own text names the value: "Invalid value for diseqc/id".
+bool reject(SetConfigContext& context, const ValueRule& rule, const XmlNode* element) {
+    const int code = rule.invalidCode != 0 ? rule.invalidCode : kInvalidValue;
+    if (rule.invalidText != nullptr) return context.fail(code, rule.invalidText);
+    return context.fail(code, "Invalid value for " + nodeName(element) + "/" + rule.element);
 }
 
 }  // namespace
@@ -143,7 +144,7 @@ bool applyRules(SetConfigContext& context, const RuleTable& table, const XmlNode
         if (rule == nullptr) continue;
         outcome.met[index] = true;
         std::string stored;
-        if (!decode(*rule, child, rows, stored)) return reject(context, *rule);
+        if (!decode(*rule, child, rows, stored)) return reject(context, *rule, element);
         if (rule->label != nullptr) outcome.description += rule->label + nodeText(child);
         if (rule->target < rows.size() && rows[rule->target] != nullptr &&
             rows[rule->target]->setIfDifferent(rule->column, stored)) {

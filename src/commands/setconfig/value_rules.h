@@ -42,7 +42,8 @@ enum class Encoding {
     kCustom,        // the row's own decoder
 };
 
-struct ValueRule;
+// The target of a rule that only checks its element and writes nothing.
+constexpr size_t kNoTarget = static_cast<size_t>(-1);
 
 // A decoder for Encoding::kCustom: reads the child element (it may look at
 // the child's own children) and gives the text to store. Returns false for a
@@ -65,8 +66,8 @@ struct ValueRule {
     long max = 0;
     NumberCheck check = nullptr;  // numbers only
     CustomDecoder decoder = nullptr;
-    int invalidCode = 0;          // code and text for a rejected value
-    const char* invalidText = nullptr;
+    int invalidCode = 0;          // code and text for a rejected value (by default
+    const char* invalidText = nullptr;  // 103 "Invalid value for <parent>/<element>")
     int missingCode = 0;          // non-zero: the element is required
     const char* missingText = nullptr;
     const char* label = nullptr;  // description label, e.g. " lcn:" (none: not described)

@@ -71,6 +71,31 @@ TEST_F(Frame, EveryKeyTableWritesItsKeysAndOnlyChangedKeysRaiseTheirFlag) {
                     {"subtimezone", "Europe/Paris"}}),
               keys);
     EXPECT_TRUE(callsOf(kWan).empty());
+    EXPECT_EQ(1u, callsOf(kTimeOffsets).size()) << "the regional change is applied";
+}
+
+TEST_F(Frame, RepeatedSectionsHugeAndEmptyValues) {
+    const std::string huge(1 << 20, 'x');
+    EXPECT_EQ(Errors{}, applyErrors("<network><ip>10.0.0.1</ip></network><identification><location>" + huge +
+                                    "</location><installer/></identification><network><ip>10.0.0.2</ip></network>"));
+    EXPECT_EQ(huge, root_.config("identificacion_localizacion"));
+    EXPECT_EQ("", root_.config("identificacion_instalador"));
+    EXPECT_EQ("10.0.0.2", root_.config("network_IP")) << "every occurrence is applied, the last one stays";
+    EXPECT_EQ(1u, callsOf(kWan).size());
+}
+
+TEST_F(Frame, StoredSettingsSeeTheDocumentsOwnWrites) {
+    doreldb::DbHandle db = doreldb::openDatabase(root_.rooted(kConfigDb));
+    ResultDocument result;
+    SetConfigContext context(db.get(), result, "KVB-200");
+    std::string value;
+    ASSERT_TRUE(context.storedSetting("LNB_fb", value));
+    EXPECT_EQ("9750", value);
+    ASSERT_TRUE(context.setConfig("LNB_fb", "9751", kChangeNone));
+    ASSERT_TRUE(context.storedSetting("LNB_fb", value));
+    EXPECT_EQ("9751", value);
+    EXPECT_FALSE(context.storedSetting("LNB_f_", value)) << "names are exact, not LIKE patterns";
+    EXPECT_TRUE(context.changes().empty());
 }
 
 TEST_F(Frame, AChangedNetworkRunsTheWanScriptAfterTheCommit) {
