@@ -36,55 +36,55 @@ const ValueRule kScramblingRules[] = {
     rule("date", keys::Date).target(kKeysRow),
 };
 
-// The system's row of a table, or a new one when it has none.
-doreldb::Record systemRow(SetConfigContext& context, const doreldb::TableDef& table, const char* where,
-                          size_t nameColumn, bool& found) {
-    std::vector<doreldb::Record> rows = doreldb::doSelect(context.db(), table, where, kSystem);
-    found = !rows.empty();
-    if (found) return rows.front();
-    doreldb::Record row(table);
-    row.set(nameColumn, kSystem);
-    return row;
-}
+// The system's row of one table, read once per section: every element of the
+// section writes the same row, so the later element wins.
+class SystemRow {
+public:
+    SystemRow(SetConfigContext& context, const doreldb::TableDef& table, const char* where, size_t nameColumn,
+              const char* updateFail, const char* insertFail)
+        : row_(table), updateFail_(updateFail), insertFail_(insertFail) {
+        std::vector<doreldb::Record> rows = doreldb::doSelect(context.db(), table, where, kSystem);
+        stored_ = !rows.empty();
+        if (stored_) {
+            row_ = rows.front();
+        } else {
+            row_.set(nameColumn, kSystem);
+        }
+    }
 
-// Writes a row the walk changed (a new row always); false after recording
-// the failure.
-bool writeRow(SetConfigContext& context, doreldb::Record& row, bool found, const char* updateFail,
-              const char* insertFail) {
-    if (!found) return insertRow(context, row, insertFail);
-    return doreldb::update(context.db(), row) == SQLITE_OK || context.fail(kCouldNotAccessDatabase, updateFail);
-}
+    doreldb::Record& row() { return row_; }
+    bool stored() const { return stored_; }
+
+    // Writes what an element changed (a new row in any case), marking the row
+    // in stateColumn; false after recording the failure.
+    bool write(SetConfigContext& context, size_t stateColumn) {
+        if (!row_.anyModified()) return true;
+        row_.set(stateColumn, "1");
+        if (!stored_) return stored_ = insertRow(context, row_, insertFail_);
+        return doreldb::update(context.db(), row_) == SQLITE_OK || context.fail(kCouldNotAccessDatabase, updateFail_);
+    }
+
+private:
+    doreldb::Record row_;
+    bool stored_ = false;
+    const char* updateFail_;
+    const char* insertFail_;
+};
 
 enum class Outcome { kWritten, kRejected, kWriteFailed };
 
-Outcome applyScrambling(SetConfigContext& context, const XmlNode* scrambling) {
+Outcome applyScrambling(SetConfigContext& context, const XmlNode* scrambling, SystemRow& state, SystemRow& words) {
     if (!nameIs(scrambling, "scrambling")) {
         context.fail(kInvalidCommand, "No scrambling element found");
         return Outcome::kRejected;
     }
-    bool globalFound = false;
-    bool keysFound = false;
-    doreldb::Record state = systemRow(context, global::table(), " WHERE ScramblingName LIKE %Q ", global::ScramblingName,
-                                      globalFound);
-    doreldb::Record words = systemRow(context, keys::table(), " WHERE System LIKE %Q ", keys::System, keysFound);
-    if (!globalFound) {
-        state.set(global::Mode, "0");
-        state.set(global::Estado, "1");
-    }
     WalkOutcome walk;
-    if (!applyRules(context, ruleTable(kScramblingRules), scrambling, {&state, &words}, walk)) return Outcome::kRejected;
-
-    bool written = true;
-    if (state.anyModified()) {
-        state.set(global::Estado, "1");
-        written = writeRow(context, state, globalFound, "Could not update ScramblingG", "Could not insert ScramblingG");
+    if (!applyRules(context, ruleTable(kScramblingRules), scrambling, {&state.row(), &words.row()}, walk)) {
+        return Outcome::kRejected;
     }
-    if (words.anyModified()) {
-        words.set(keys::Estado, "1");
-        written = writeRow(context, words, keysFound, "Could not update ScramblingKG", "Could not insert ScramblingKG") &&
-                  written;
-    }
-    return written ? Outcome::kWritten : Outcome::kWriteFailed;
+    const bool stateWritten = state.write(context, global::Estado);
+    const bool wordsWritten = words.write(context, keys::Estado);
+    return stateWritten && wordsWritten ? Outcome::kWritten : Outcome::kWriteFailed;
 }
 
 }  // namespace
@@ -92,9 +92,15 @@ Outcome applyScrambling(SetConfigContext& context, const XmlNode* scrambling) {
 // A write failure does not stop the walk: the later elements are still
 // written, and the section fails at the end.
 bool applyScramblingsSection(SetConfigContext& context, const XmlNode* section) {
+    SystemRow state(context, global::table(), " WHERE ScramblingName LIKE %Q ", global::ScramblingName,
+                    "Could not update ScramblingG", "Could not insert ScramblingG");
+    SystemRow words(context, keys::table(), " WHERE System LIKE %Q ", keys::System, "Could not update ScramblingKG",
+                    "Could not insert ScramblingKG");
+    // A system without a row starts switched off.
+    if (!state.stored()) state.row().set(global::Mode, "0");
     bool written = true;
     for (const XmlNode* scrambling : childElements(section)) {
-        const Outcome outcome = applyScrambling(context, scrambling);
+        const Outcome outcome = applyScrambling(context, scrambling, state, words);
         if (outcome == Outcome::kRejected) return false;
         if (outcome == Outcome::kWriteFailed) written = false;
     }

@@ -135,6 +135,27 @@ TEST_F(Frame, AFailingSectionRollsBackEverySectionBeforeItAndRunsNoFollowUp) {
     EXPECT_TRUE(log.contains("r9::: Error 202, Could not set configuration")) << log.dump();
 }
 
+TEST_F(Frame, AKeyThatCannotBeWrittenFailsItsSectionNamingIt) {
+    LogCapture log;
+    root_.exec(kConfigDb, "CREATE TRIGGER readOnly BEFORE UPDATE ON configuracionWebGlobal "
+                          "BEGIN SELECT RAISE(ABORT, 'read only'); END");
+    Errors expected = kSectionFailed;
+    expected[kCouldNotAccessDatabase] = "Could not set value";
+    EXPECT_EQ(expected, applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
+    EXPECT_TRUE(log.contains("r9::: Error 102, Could not set Network/IP")) << log.dump();
+    EXPECT_EQ("192.168.1.10", root_.config("network_IP"));
+    EXPECT_TRUE(callsOf(kWan).empty());
+}
+
+TEST_F(Frame, ProgressLinesGoToStandardOutput) {
+    testing::internal::CaptureStdout();
+    apply("<network><ip>10.0.0.9</ip></network><colours/>");
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(std::string::npos, out.find("Processing: network\nsetConfig: network_IP = 10.0.0.9\n"
+                                          "Processing: colours\n"))
+        << out;
+}
+
 TEST_F(Frame, TheCollectorLineIsWrittenWhateverTheDebugMask) {
     std::vector<LogLine> lines;
     ScopedLogSink sink([&](int priority, const std::string& line) { lines.push_back({priority, line}); });
