@@ -117,6 +117,16 @@ TEST_F(ModuleInputs, AChangedInputOneRederivesInputTwo) {
     EXPECT_EQ((Rows{{"11600", "1000"}}), rows("SELECT Frequency, fe FROM NimGlobal WHERE idNimGlobal = 2"));
 }
 
+TEST_F(ModuleInputs, AnOscillatorChangedEarlierInTheDocumentMovesTheReceivedFrequency) {
+    EXPECT_EQ(Errors{}, apply("<lnb><oscHighFreq>10700</oscHighFreq></lnb>" +
+                              modulesSection(2, {{1, inputs(2, 0, "<symbolRate>27500</symbolRate>")}})));
+    EXPECT_EQ((Rows{{"11700", "1000"}}), rows("SELECT Frequency, fe FROM NimGlobal WHERE idNimGlobal = 2"));
+    root_.exec(kConfigDb, "DELETE FROM configuracionWebGlobal WHERE nombre = 'LNB_fb'");
+    EXPECT_EQ(Errors{}, applyModules({{1, inputs(1, 0, "<frequency>99999</frequency>")}}))
+        << "without the band's oscillator nothing is derived or checked";
+    EXPECT_EQ((Rows{{"99999", "950"}}), rows("SELECT Frequency, fe FROM NimGlobal WHERE idNimGlobal = 1"));
+}
+
 TEST_F(ModuleInputs, TerrestrialAndCableTunersTakeTheirOwnValues) {
     exec("UPDATE EntradasGlobal SET tipoEntrada = '1' WHERE idEntradasGlobal = 2");
     exec("INSERT INTO NimCOFDMGlobal (idNimCOFDMGlobal, Bandwidth, Hierarchy, PLP_ID, Frequency, fk_idEntradasGlobal, "
