@@ -45,7 +45,7 @@ def reply_with_commands(due):
         "<command><id>103</id><data><startOTAFirmwareUpgrade><type>ndstvcam</type>"
         "<linkage>%s</linkage></startOTAFirmwareUpgrade></data></command>" % TVCAM_LINKAGE,
         "<command><id>104</id><data><formatAllDisks/></data></command>",
-    ] + CONFIGURATION_AND_RESET_COMMANDS + maintenance_commands()
+    ] + CONFIGURATION_AND_RESET_COMMANDS + maintenance_commands() + SET_CONFIGURATION_COMMANDS
     return ('<?xml version="1.0" encoding="utf-8"?>\n<statusReply><commands>'
             + "".join(commands) + "</commands></statusReply>")
 
@@ -198,6 +198,55 @@ def show_maintenance(root, requests):
                                              "ORDER BY idQuorvex"):
         print("  Quorvex %s: key %s, Reintentos %s, Error %s" % (serial, key or "(none)", retries, error))
 # --- end of firmware, certificate renewal and Quorvex CAM keys ---------------
+
+# --- setConfiguration of the modules ----------------------------------------
+# After the getConfiguration above, the reply sends a setConfiguration that
+# moves module 1's service 101 from output 1 to output 2 and tunes its input 1
+# to 11000 MHz; the rows of both are shown before the agent runs and after.
+
+def _module_element(m, children=""):
+    return "<module><mac>00:1A:2B:00:00:%02X</mac>%s</module>" % (m, children)
+
+
+SET_CONFIGURATION_COMMANDS = [
+    "<command><id>111</id><data><setConfiguration><configuration><modules>"
+    + _module_element(1, "<inputs><input><inputId>1</inputId><type>0</type><frequency>11000</frequency>"
+                         "</input></inputs><services>"
+                         "<service><outputId>2</outputId><outputSid>101</outputSid><inputId>1</inputId>"
+                         "<inputSid>101</inputSid><outputName>Service 1-1</outputName><lcn>1</lcn><pidOrders>"
+                         "<pidOrder><streamId>273</streamId><type>2</type><order>1</order></pidOrder>"
+                         "<pidOrder><languageCode>spa</languageCode><streamId>274</streamId><type>4</type>"
+                         "<order>2</order></pidOrder></pidOrders></service>"
+                         "<service><outputId>2</outputId><outputSid>102</outputSid></service>"
+                         "<service><outputId>1</outputId><outputSid>103</outputSid></service></services>")
+    + _module_element(2) + _module_element(3)
+    + "</modules></configuration></setConfiguration></data></command>",
+]
+
+
+def module_one_rows(root):
+    db = os.path.join(root, "dorel/DB/config_global.sqlite")
+    return {
+        "ServiciosSalidaGlobal (idSSG, output, OSID, SID, name, EstadoServicio, EstadoBorrado)": query(
+            db, "SELECT idSSG, fk_idSalidasLogicas, OSID, SID, NombreSalida, EstadoServicio, EstadoBorrado "
+                "FROM ServiciosSalidaGlobal WHERE MAC = '00:1A:2B:00:00:01' ORDER BY idSSG"),
+        "PIDsSalidaGlobal of OSID 101 (idPSG, idSSG, output, StreamId, Orden, EstadoPID, EstadoBorrado)": query(
+            db, "SELECT p.idPSG, p.fk_idSSG, p.fk_idSalidasLogicas, p.StreamId, p.Orden, p.EstadoPID, "
+                "p.EstadoBorrado FROM PIDsSalidaGlobal p JOIN ServiciosSalidaGlobal s ON p.fk_idSSG = s.idSSG "
+                "WHERE s.MAC = '00:1A:2B:00:00:01' AND s.OSID = '101' ORDER BY p.idPSG"),
+        "NimGlobal of input 1 (Frequency, fe = intermediate frequency, banda_FI)": query(
+            db, "SELECT Frequency, fe, banda_FI FROM NimGlobal WHERE idNimGlobal = 1"),
+    }
+
+
+def show_module_one_rows(before, after):
+    print("setConfiguration (command 111): service 101 of module 1 moves to output 2, input 1 to 11000 MHz")
+    for title in before:
+        print("  %s" % title)
+        for label, rows in (("before", before[title]), ("after", after[title])):
+            print("    %-7s %s" % (label + ":", "\n            ".join(str(r) for r in rows)))
+
+# --- end of setConfiguration of the modules ---------------------------------
 
 
 def start_server(root, work, script):
@@ -378,6 +427,8 @@ def main():
         print("unknown command 'formatAllDisks'; then downloadFirmwareUpgrade + applyFirmwareUpgrade,")
         print("regenerateSSLCertificate and a partial setQuorvexCAMList.")
 
+
+        module_one_before = module_one_rows(root)
         section("Agent, pass 1 (--once)")
         run_agent(agent, root, "pass 1")
         section("Agent, pass 2 (--once): runs the scheduled command at its second")
@@ -388,6 +439,7 @@ def main():
         show_maintenance(root, requests)
 
         section("Headend afterwards")
+        show_module_one_rows(module_one_before, module_one_rows(root))
         rows = query(os.path.join(root, "dorel/DB/remote_control.sqlite"),
                      "SELECT id, commandId, status, nextTime, schedule FROM RCCommand")
         print("RCCommand rows (every result delivered, so none left): %d" % len(rows))

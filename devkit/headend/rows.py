@@ -9,6 +9,8 @@ CAM_FAMILY, CAM_MODEL = "36", "5"
 PLAIN_FAMILY, PLAIN_MODEL = "20", "3"
 INPUTS_PER_MODULE = 2
 OUTPUTS_PER_MODULE = 2
+LNB_LOW_OSCILLATOR = 9750    # the LNB_fb setting below
+LNB_HIGH_OSCILLATOR = 10600  # LNB_fa
 
 
 class Options:
@@ -59,8 +61,8 @@ def settings_rows(opts):
         ("identificacion_codCanal", "CLIENT-1"),
         ("identificacion_TVModels", ""),
         ("identificacion_installationMode", "0"),
-        ("LNB_fb", "9750"),
-        ("LNB_fa", "10600"),
+        ("LNB_fb", str(LNB_LOW_OSCILLATOR)),
+        ("LNB_fa", str(LNB_HIGH_OSCILLATOR)),
         ("LNB_fbandaC", "5150"),
         ("LNB_BandaSatelite", "0"),
         ("codtimezone", "es"),
@@ -195,23 +197,28 @@ def module_rows(opts):
                 "CAMVersion": "263"})
         for i in range(1, INPUTS_PER_MODULE + 1):
             n = (m - 1) * INPUTS_PER_MODULE + i
-            freq = str(10700 + 50 * n)
+            # Inside the tuner's range at any headend size: fe, the intermediate
+            # frequency after the band's LNB oscillator, runs 950..2100 on
+            # input 1 (low band) and 1000..2150 on input 2 (high band).
+            oscillator = LNB_LOW_OSCILLATOR if i == 1 else LNB_HIGH_OSCILLATOR
+            freq = oscillator + (950 if i == 1 else 1000) + 50 * ((m - 1) % 24)
             _append(rows, "EntradasGlobal", {
                 "idEntradasGlobal": n, "MAC": mac, "tipoEntrada": "0",
                 "TSID": str(1000 + n), "ONID": "1", "Activo": "1", "ResumenNIT": "0",
                 "fk_idEntrada": str(i)})
             _append(rows, "NimGlobal", {
-                "idNimGlobal": n, "SymbolRate": "27500", "banda_FI": "0" if i == 1 else "1", "fe": "0",
+                "idNimGlobal": n, "SymbolRate": "27500", "banda_FI": "0" if i == 1 else "1",
+                "fe": str(freq - oscillator),
                 "STANDBY": "0", "DiSEqC": "1" if i == 1 else "0", "RFIN_LOOP": "0",
                 "fk_idEntradasGlobal": str(n), "fk_idNim": str(i), "ModoPLS": "0",
                 # Input 1 on a DiSEqC position with the stream left to the
                 # tuner; input 2 on the high band without DiSEqC.
-                "ScramblingID": "0", "StreamID": "-2" if i == 1 else "1", "Frequency": freq,
+                "ScramblingID": "0", "StreamID": "-2" if i == 1 else "1", "Frequency": str(freq),
                 "MAC": mac})
             _append(rows, "TempNIMGlobal", {
                 "idTempNIMGlobal": n, "fk_idNimGlobal": str(n), "MAC": mac, "Lock": "1",
                 "Entrada": str(i), "SignalQuality": "2", "Nivel": "70", "CN": "12",
-                "BER": "0", "MER": "15", "Frecuencia": freq, "SymbolRate": "27500",
+                "BER": "0", "MER": "15", "Frecuencia": str(freq), "SymbolRate": "27500",
                 "Polaridad": "0", "Banda": "0", "ModoPLS": "0", "ScramblingID": "0",
                 "StreamID": "0", "Standby": "0"})
         for o in range(1, OUTPUTS_PER_MODULE + 1):

@@ -1,8 +1,31 @@
 #include "commands/setconfig/modules_section.h"
 
+#include "commands/core/result_codes.h"
+#include "commands/setconfig/module_assignment.h"
+#include "commands/setconfig/module_scope.h"
+#include "common/log.h"
+
 namespace dorel_remote_control {
 
-// Not applied yet: a document carrying modules commits its other sections.
-bool applyModulesSection(SetConfigContext&, const XmlNode*) { return true; }
+bool applyModulesSection(SetConfigContext& context, const XmlNode* section) {
+    // Every per-module table is read once here; the handlers below work on
+    // these rows and write back only what changed.
+    ModuleRows rows;
+    if (rows.load(context.db()) != SQLITE_OK) {
+        return context.fail(kCouldNotAccessDatabase, "Could not read " + rows.failedTable());
+    }
+    LnbOscillators lnb;
+    if (!lnb.load(context.db())) return context.fail(kCouldNotAccessDatabase, "Could not read configuracionWebGlobal");
+
+    std::vector<AssignedModule> assigned;
+    AssignmentError error;
+    if (!assignModules(rows, section, assigned, error)) return context.fail(error.code, error.detail);
+
+    for (const AssignedModule& module : assigned) {
+        ModuleScope scope{context, rows, *module.share, lnb};
+        if (!applyModuleElement(scope, module.element)) return false;
+    }
+    return true;
+}
 
 }  // namespace dorel_remote_control

@@ -5,33 +5,12 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <strings.h>
 
 namespace dorel_remote_control {
 
 namespace {
-
-// atoi() as the headend's programs read numbers, without its undefined
-// behaviour on overflow: leading blanks, a sign, the digits that follow, and
-// a value clamped to the range of long.
-long lenientNumber(const std::string& text) {
-    size_t i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r')) ++i;
-    bool negative = false;
-    if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
-    // Past LONG_MAX the digits no longer matter: the value is clamped.
-    const unsigned long long limit = static_cast<unsigned long long>(LONG_MAX) + 1ULL;
-    unsigned long long magnitude = 0;
-    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-        magnitude = magnitude * 10 + static_cast<unsigned long long>(text[i] - '0');
-        if (magnitude >= limit) {
-            magnitude = limit;
-            break;
-        }
-    }
-    if (negative) return magnitude >= limit ? LONG_MIN : -static_cast<long>(magnitude);
-    return magnitude >= limit ? LONG_MAX : static_cast<long>(magnitude);
-}
 
 bool isNumeric(Encoding encoding) {
     return encoding == Encoding::kNumber || encoding == Encoding::kLenientNumber ||
@@ -52,7 +31,7 @@ bool decode(const ValueRule& rule, const XmlNode* child, const std::vector<dorel
         if (!parseWholeNumber(text, number)) return false;
         break;
     case Encoding::kLenientNumber:
-        number = lenientNumber(text);
+        number = lenientWholeNumber(text);
         break;
     case Encoding::kWords:
         if (!lookupWord(rule.words, rule.wordCount, text, number)) return false;
@@ -91,6 +70,25 @@ bool reject(SetConfigContext& context, const ValueRule& rule, const XmlNode* ele
 
 }  // namespace
 
+long lenientWholeNumber(const std::string& text) {
+    size_t i = 0;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r')) ++i;
+    bool negative = false;
+    if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
+    // Past LONG_MAX the digits no longer matter: the value is clamped.
+    const unsigned long long limit = static_cast<unsigned long long>(LONG_MAX) + 1ULL;
+    unsigned long long magnitude = 0;
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+        magnitude = magnitude * 10 + static_cast<unsigned long long>(text[i] - '0');
+        if (magnitude >= limit) {
+            magnitude = limit;
+            break;
+        }
+    }
+    if (negative) return magnitude >= limit ? LONG_MIN : -static_cast<long>(magnitude);
+    return magnitude >= limit ? LONG_MAX : static_cast<long>(magnitude);
+}
+
 bool parseWholeNumber(const std::string& text, long& value) {
     if (text.empty()) return false;
     size_t digits = (text[0] == '-' || text[0] == '+') ? 1 : 0;
@@ -126,7 +124,11 @@ std::vector<const XmlNode*> childElements(const XmlNode* parent) {
 }
 
 bool nameIs(const XmlNode* node, const char* name) {
-    return node != nullptr && name != nullptr && strcasecmp(nodeName(node).c_str(), name) == 0;
+    // Compared in place: a whole-headend document asks this for every child
+    // against every rule, and a copy of the name each time dominated its cost.
+    if (node == nullptr || name == nullptr) return false;
+    const size_t length = std::strlen(name);
+    return node->name_size() == length && strncasecmp(node->name(), name, length) == 0;
 }
 
 bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& stored) {

@@ -167,6 +167,11 @@ bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& store
 // number of a server document gets.
 bool parseWholeNumber(const std::string& text, long& value);
 
+// Reads a number as atoi() does, as the headend's programs read stored values,
+// without its undefined behaviour on overflow: leading blanks, a sign, the
+// digits that follow ("12abc" is 12, "abc" is 0), clamped to the range of long.
+long lenientWholeNumber(const std::string& text);
+
 // The code of a word in a table (ASCII case ignored); false when absent.
 bool lookupWord(const CodeWord* words, size_t count, const std::string& text, long& code);
 
