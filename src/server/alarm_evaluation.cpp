@@ -5,8 +5,8 @@
 #include "server/alarms.h"
 
 #include "common/log.h"
-#include "db/access.h"
 #include "db/tables.h"
+#include "server/status_tables.h"
 
 #include <cstdlib>
 #include <iterator>
@@ -131,30 +131,24 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
     }
 }
 
-void evaluateInputs(sqlite3* configDb, sqlite3* tempDb, const Lookup& lookup,
-                    const std::string& mac, AlarmSet& alarms) {
+void evaluateInputs(const StatusTables& tables, const Lookup& lookup, const std::string& mac,
+                    AlarmSet& alarms) {
     using namespace doreldb;
-    for (const Record& input : doSelect(configDb, EntradasGlobal::table(), " WHERE MAC LIKE %Q ",
-                                        mac.c_str())) {
-        const std::string inputId = input.text(EntradasGlobal::idEntradasGlobal);
-        for (const Record& nim : doSelect(configDb, NimGlobal::table(),
-                                          " WHERE fk_idEntradasGlobal LIKE %Q ", inputId.c_str())) {
-            const std::string nimId = nim.text(NimGlobal::idNimGlobal);
-            for (const Record& tuner : doSelect(tempDb, TempNIMGlobal::table(),
-                                                " WHERE fk_idNimGlobal LIKE %Q ", nimId.c_str())) {
-                evaluateTuner(lookup, mac, input, tuner, alarms);
+    for (const Record* input : tables.inputs.like(mac)) {
+        for (const Record* nim : tables.tuners.like(input->text(EntradasGlobal::idEntradasGlobal))) {
+            for (const Record* tuner : tables.liveTuners.like(nim->text(NimGlobal::idNimGlobal))) {
+                evaluateTuner(lookup, mac, *input, *tuner, alarms);
             }
         }
     }
 }
 
-void evaluateOutputs(sqlite3* configDb, const Lookup& lookup, const std::string& mac,
+void evaluateOutputs(const StatusTables& tables, const Lookup& lookup, const std::string& mac,
                      AlarmSet& alarms) {
     using namespace doreldb;
-    for (const Record& output : doSelect(configDb, SalidasLogicasGlobal::table(),
-                                         " WHERE MAC LIKE %Q ", mac.c_str())) {
-        if (output.toInt(SalidasLogicasGlobal::Activo) != 1) continue;
-        const std::string number = output.text(SalidasLogicasGlobal::fk_idSalidasLogicas);
+    for (const Record* output : tables.outputs.like(mac)) {
+        if (output->toInt(SalidasLogicasGlobal::Activo) != 1) continue;
+        const std::string number = output->text(SalidasLogicasGlobal::fk_idSalidasLogicas);
         const std::string* value = lookup.find("alarma_rfout_" + number);
         if (!value) continue;
         const unsigned long word = hexValue(*value);
@@ -170,7 +164,7 @@ void raiseBits(unsigned long word, const BitAlarm* begin, const BitAlarm* end, A
     }
 }
 
-void evaluateSystemAndCam(sqlite3* tempDb, const Lookup& lookup, const std::string& mac,
+void evaluateSystemAndCam(const StatusTables& tables, const Lookup& lookup, const std::string& mac,
                           AlarmSet& alarms) {
     using namespace doreldb;
     const std::string* systemText = lookup.find(kSystemWord);
@@ -190,21 +184,20 @@ void evaluateSystemAndCam(sqlite3* tempDb, const Lookup& lookup, const std::stri
         }
     }
 
-    for (const Record& cam : doSelect(tempDb, CAMInfoGlobal::table(), " WHERE MAC LIKE %Q ",
-                                      mac.c_str())) {
-        if (cam.toInt(CAMInfoGlobal::RescueMode) != 0) raiseAlarm(alarms, 503);
+    for (const Record* cam : tables.cams.like(mac)) {
+        if (cam->toInt(CAMInfoGlobal::RescueMode) != 0) raiseAlarm(alarms, 503);
     }
 }
 
 }  // namespace
 
-AlarmSet evaluateModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& mac,
+AlarmSet evaluateModuleAlarms(const StatusTables& tables, const std::string& mac,
                               const StatusVariables& variables) {
     AlarmSet alarms;
     const Lookup lookup(variables);
-    evaluateInputs(configDb, tempDb, lookup, mac, alarms);
-    evaluateOutputs(configDb, lookup, mac, alarms);
-    evaluateSystemAndCam(tempDb, lookup, mac, alarms);
+    evaluateInputs(tables, lookup, mac, alarms);
+    evaluateOutputs(tables, lookup, mac, alarms);
+    evaluateSystemAndCam(tables, lookup, mac, alarms);
     return alarms;
 }
 

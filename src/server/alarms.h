@@ -3,12 +3,12 @@
 // variables (fetched live through the XML-RPC client) and the headend tables.
 #pragma once
 
-#include <sqlite3.h>
-
 #include <map>
 #include <string>
 
 namespace dorel_remote_control {
+
+struct StatusTables;
 
 // Alarm codes that more than one place needs by name.
 constexpr int kAlarmModulesHaveAlarms = 100;
@@ -26,13 +26,13 @@ void raiseAlarm(AlarmSet& alarms, int code);
 // Translates a module's status variables into its alarms, using the module's
 // rows of the input, tuner, output and CAM tables. A variable the rules need
 // and the map lacks is logged and raises nothing.
-AlarmSet evaluateModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& mac,
+AlarmSet evaluateModuleAlarms(const StatusTables& tables, const std::string& mac,
                               const StatusVariables& variables);
 
 // Asks the module at `address` for its status variables through the XML-RPC
 // client and evaluates them. A module the client cannot reach reports alarm
 // 200 alone.
-AlarmSet fetchModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& address,
+AlarmSet fetchModuleAlarms(const StatusTables& tables, const std::string& address,
                            const std::string& mac);
 
 }  // namespace dorel_remote_control
