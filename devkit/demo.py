@@ -43,9 +43,78 @@ def reply_with_commands(due):
         "<command><id>103</id><data><startOTAFirmwareUpgrade><type>ndstvcam</type>"
         "<linkage>%s</linkage></startOTAFirmwareUpgrade></data></command>" % TVCAM_LINKAGE,
         "<command><id>104</id><data><formatAllDisks/></data></command>",
-    ]
+    ] + CONFIGURATION_AND_RESET_COMMANDS
     return ('<?xml version="1.0" encoding="utf-8"?>\n<statusReply><commands>'
             + "".join(commands) + "</commands></statusReply>")
+
+
+# --- getConfiguration and resetCAMModules -----------------------------------
+# The reply also asks for the whole configuration and for a CAM reset of every
+# module; the configuration document is shown as an outline, the reset's
+# result with its per-module errors.
+
+CONFIGURATION_AND_RESET_COMMANDS = [
+    "<command><id>105</id><data><getConfiguration/></data></command>",
+    "<command><id>106</id><data><resetCAMModules><modules/></resetCAMModules></data></command>",
+]
+
+
+def outline_configuration(body):
+    """A readable outline of a getConfiguration result: every section with
+    its elements, and per module its identity and list sizes."""
+    import xml.etree.ElementTree as ET
+    root = ET.fromstring(body)
+    configuration = root.find("./data/getConfigurationResult/configuration")
+    print("getConfiguration result for command %s (%d bytes), result %s:"
+          % (root.findtext("commandId"), len(body), root.findtext("result")))
+    for sect in configuration:
+        if sect.tag == "modules":
+            for module in sect:
+                services = module.findall("./services/service")
+                print("  module %-10s mac %s family %s model %s sw %s: %d inputs, %d outputs, "
+                      "%d services, %d PID orders%s"
+                      % (module.findtext("id"), module.findtext("mac"), module.findtext("family"),
+                         module.findtext("model"), module.findtext("swVersion"),
+                         len(module.findall("./inputs/input")), len(module.findall("./outputs/output")),
+                         len(services), len(module.findall("./services/service/pidOrders/pidOrder")),
+                         ", CAM rights '%s', card '%s'" % (module.findtext("CardRights"),
+                                                          module.findtext("CardStatus"))
+                         if module.find("CardRights") is not None else ""))
+                inp = module.find("./inputs/input")
+                if inp is not None:
+                    print("      input 1: " + ", ".join("%s=%s" % (c.tag, (c.text or "").strip())
+                                                        for c in inp if len(c) == 0))
+            continue
+        leaves = ["%s=%s" % (c.tag, c.text or "") for c in sect if len(c) == 0]
+        nested = [c for c in sect if len(c) > 0]
+        line = "  %-18s %s" % (sect.tag, ", ".join(leaves) if leaves else (sect.text or "").strip())
+        if nested:
+            first = nested[0]
+            line += "%d x %s (first: %s)" % (len(nested), first.tag, ", ".join(
+                "%s=%s" % (c.tag, c.text or "") for c in first if len(c) == 0))
+        print(line)
+
+
+def show_reset_result(body):
+    import xml.etree.ElementTree as ET
+    root = ET.fromstring(body)
+    errors = ["%s %s" % (e.findtext("id"), e.findtext("text")) for e in root.findall("./errors/error")]
+    print("resetCAMModules result for command %s: result %s, errors: %s"
+          % (root.findtext("commandId"), root.findtext("result"), "; ".join(errors) or "none"))
+
+
+def show_special_body(body):
+    """True when the body was shown in its own readable form."""
+    if "<getConfigurationResult>" in body:
+        outline_configuration(body)
+        return True
+    if "<resetCAMModulesResult" in body:
+        show_reset_result(body)
+        print(body)
+        return True
+    return False
+
+# --- end of getConfiguration and resetCAMModules ----------------------------
 
 
 def start_server(root, work, script):
@@ -93,6 +162,8 @@ def show_bodies(requests):
         body = r.get("body", "").rstrip()
         if body in seen:
             print("(the same document as an earlier request)")
+        elif show_special_body(body):
+            seen.add(body)
         else:
             seen.add(body)
             print(body)
@@ -124,6 +195,8 @@ def main():
             f.write("\n".join(lines) + "\n")
         with open(os.path.join(root, "devkit/modules", addresses[1] + ".exit"), "w") as f:
             f.write("1\n")
+        with open(os.path.join(root, "devkit/modules", addresses[1] + ".resetCAM.exit"), "w") as f:
+            f.write("1\n")
 
         due = (datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(seconds=5)).strftime(
             "%Y-%m-%dT%H:%M:%S")
@@ -137,7 +210,8 @@ def main():
         print("3 modules: %s (alarms), %s (unreachable), %s (CAM module)" % tuple(addresses))
         print("The server's first reply carries: changePassword, scheduleCommands (a")
         print("stopTVCAMOTAFirmwareUpgrade due at %s UTC), startOTAFirmwareUpgrade and an" % due)
-        print("unknown command 'formatAllDisks'.")
+        print("unknown command 'formatAllDisks', a getConfiguration and a resetCAMModules of")
+        print("every module (module %s fails to reset: error 552)." % addresses[1])
 
         section("Agent, pass 1 (--once)")
         run_agent(agent, root, "pass 1")

@@ -18,6 +18,8 @@ import unittest
 import http.client
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)
+from headend import rows  # noqa: E402  (the dev kit's own default rows)
 CACHE = os.environ.get("RC_DEVKIT_CERT_CACHE") or os.path.join(
     tempfile.gettempdir(), "rc-devkit-selftest-certs-%d" % os.getuid())
 
@@ -98,6 +100,24 @@ class HeadendLayout(unittest.TestCase):
                  "Atlantic/Canary")
         with open(os.path.join(self.root, "tmp/temp_tot_file_web")) as f:
             self.assertEqual(f.read(), "Europe/Madrid +0100\nAtlantic/Canary +0100\n")
+
+    def test_reboot_keeps_the_command_store_of_its_moment(self):
+        store = os.path.join(self.root, "dorel/DB/remote_control.sqlite")
+        with sqlite3.connect(store) as db:
+            db.execute("INSERT INTO RCCommand (commandId, status) VALUES ('7', '2')")
+        self.assertEqual(run_stub(self.root, "sbin/reboot").returncode, 0)
+        with sqlite3.connect(store) as db:
+            db.execute("DELETE FROM RCCommand")
+        snapshot = sqlite3.connect(os.path.join(self.root, "devkit/reboot/remote_control.sqlite"))
+        try:
+            self.assertEqual(snapshot.execute("SELECT commandId, status FROM RCCommand").fetchall(), [("7", "2")])
+        finally:
+            snapshot.close()
+
+    def test_si_tables_carry_their_versions(self):
+        for name, (_, version) in rows.SI_TABLES.items():
+            with open(os.path.join(self.root, "dorel/datosWeb/tablasSI", name), "rb") as f:
+                self.assertEqual((f.read()[5] >> 1) & 31, version, name)
 
     def test_cam_modules_are_the_last_ones(self):
         db = sqlite3.connect(os.path.join(self.root, "dorel/DB/config_global.sqlite"))

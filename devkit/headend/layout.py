@@ -90,6 +90,12 @@ def write_module_files(root, opts):
         _write(os.path.join(root, "devkit/modules", rowdefs.module_address(m) + ".vars"), text)
 
 
+def write_si_tables(root):
+    for name, (table_id, version) in rowdefs.SI_TABLES.items():
+        with open(os.path.join(root, "dorel/datosWeb/tablasSI", name), "wb") as f:
+            f.write(rowdefs.si_section(table_id, version))
+
+
 def lay_out(root, opts, identity, tables):
     for d in DIRECTORIES:
         os.makedirs(os.path.join(root, d), exist_ok=True)
@@ -98,4 +104,5 @@ def lay_out(root, opts, identity, tables):
     create_databases(root, tables, opts)
     write_identity(root, identity)
     write_module_files(root, opts)
+    write_si_tables(root)
     install_stubs(root)

@@ -104,8 +104,8 @@ def fixed_rows():
              "NIT_Patron": "0", "Version_NIT_Patron": "0", "Tipo_NIT_Patron": "0",
              "Auto_Service_List": "1", "LCN_Offset": "0", "LCN_Mode": "0", "LCN_Type": "0",
              "Force_ServiceName": "0", "NIT_Version": "1", "NIT_Data_Source": "0",
-             "TV_Type": "0", "CI_TV_Type": "0", "LG_comp_Quorvex": "0", "Block_PIDs": "0",
-             "Decrypt_PIDs": "0", "CellID": "0", "NIT_Follow": "0", "estado": "1"},
+             "TV_Type": "0", "CI_TV_Type": "0", "LG_comp_Quorvex": "0", "Block_PIDs": "5",
+             "Decrypt_PIDs": "2", "CellID": "0", "NIT_Follow": "0", "estado": "1"},
         ],
         "DiSEqCGlobal": [
             {"idDiSEqCGlobal": 1, "Nombre": "Astra", "Posicion": "1", "Orbita": "192",
@@ -121,7 +121,7 @@ def fixed_rows():
             {"idScrambling": 1, "ScramblingName": "Quorvex", "Mode": "1", "Estado": "1"},
         ],
         "ScramblingKeysGlobal": [
-            {"idScramblingKeys": 1, "Mode": "1", "Frequency": "10", "System": "1",
+            {"idScramblingKeys": 1, "Mode": "1", "Frequency": "10", "System": "Quorvex",
              "Odd": "0011223344556677", "Even": "8899AABBCCDDEEFF", "K_Shared": "K-SHARED-1",
              "EK_Odd": "EK-ODD-1", "EK_Even": "EK-EVEN-1", "Date": "2019-04-12",
              "Estado": "1"},
@@ -188,7 +188,7 @@ def module_rows(opts):
             _append(rows, "CAMInfoGlobal", {
                 "idCAMInfoGlobal": len(rows.get("CAMInfoGlobal", [])) + 1, "MAC": mac,
                 "Slot": "1", "CAMName": "Quorvex CAM", "CAMPresent": "1", "RescueMode": "0",
-                "CardRights": "1", "CardStatus": "1", "Manufacturer": "CamMaker",
+                "CardRights": "720", "CardStatus": "1", "Manufacturer": "CamMaker",
                 "Estado": "1", "CardSerialNumber": "CARD-%04d" % m,
                 "CAMSerialNumber": "CAM-%04d" % m,
                 # 0x107: only the low byte (7) is reported.
@@ -201,13 +201,16 @@ def module_rows(opts):
                 "TSID": str(1000 + n), "ONID": "1", "Activo": "1", "ResumenNIT": "0",
                 "fk_idEntrada": str(i)})
             _append(rows, "NimGlobal", {
-                "idNimGlobal": n, "SymbolRate": "27500", "banda_FI": "0", "fe": "0",
-                "STANDBY": "0", "DiSEqC": "1", "RFIN_LOOP": "0",
+                "idNimGlobal": n, "SymbolRate": "27500", "banda_FI": "0" if i == 1 else "1", "fe": "0",
+                "STANDBY": "0", "DiSEqC": "1" if i == 1 else "0", "RFIN_LOOP": "0",
                 "fk_idEntradasGlobal": str(n), "fk_idNim": str(i), "ModoPLS": "0",
-                "ScramblingID": "0", "StreamID": "0", "Frequency": freq, "MAC": mac})
+                # Input 1 on a DiSEqC position with the stream left to the
+                # tuner; input 2 on the high band without DiSEqC.
+                "ScramblingID": "0", "StreamID": "-2" if i == 1 else "1", "Frequency": freq,
+                "MAC": mac})
             _append(rows, "TempNIMGlobal", {
                 "idTempNIMGlobal": n, "fk_idNimGlobal": str(n), "MAC": mac, "Lock": "1",
-                "Entrada": str(i), "SignalQuality": "90", "Nivel": "70", "CN": "12",
+                "Entrada": str(i), "SignalQuality": "2", "Nivel": "70", "CN": "12",
                 "BER": "0", "MER": "15", "Frecuencia": freq, "SymbolRate": "27500",
                 "Polaridad": "0", "Banda": "0", "ModoPLS": "0", "ScramblingID": "0",
                 "StreamID": "0", "Standby": "0"})
@@ -219,9 +222,9 @@ def module_rows(opts):
                 "fk_idSalidasLogicas": str(o), "num_check_solapamientos": "0"})
             _append(rows, "RFOutGlobal", {
                 "idRFOutGlobal": n, "Frecuencia": str(474000 + 8000 * (n - 1)),
-                "Symbol_Rate": "6900", "Ancho_Banda": "8", "Modo_OFDM": "1",
+                "Symbol_Rate": "6900", "Ancho_Banda": "0", "Modo_OFDM": "1",
                 "Intervalo_Guarda": "0", "Code_Rate": "2", "Espectro_Salida": "0",
-                "Modo_Salida_Modulacion": "0", "fk_idSalidasLogicasGlobal": str(n),
+                "Modo_Salida_Modulacion": "2", "fk_idSalidasLogicasGlobal": str(n),
                 "fk_idRFOut": str(o), "Activo": "1", "MAC": mac, "Estado": "1"})
         for s in range(1, opts.services + 1):
             ssg += 1
@@ -245,7 +248,8 @@ def module_rows(opts):
                 "Tipo": "1", "ServiceType": "1", "PMT_pid": pmt, "PCR_pid": str(int(pmt) + 1),
                 "Video_pid": str(int(pmt) + 1), "Cifrado": "0", "Bitrate": "4000",
                 "LCN": str(s), "NumAudios": "1", "NumSubtitulos": "0", "Estado": "1",
-                "EstadoServicio": "1"})
+                # A CAM module reports its descrambling as working.
+                "EstadoServicio": "17" if cam else "1"})
             for p in range(1, opts.pids + 1):
                 psg += 1
                 _append(rows, "PIDsSalidaGlobal", {
@@ -255,6 +259,22 @@ def module_rows(opts):
                     "AudioCode": "" if p == 1 else "spa", "EstadoPID": "1",
                     "EstadoBorrado": "0"})
     return rows
+
+
+# SI table files under dorel/datosWeb/tablasSI: name -> (table_id, version).
+# NIT_table_<idRed> is the output NIT of the one default network.
+SI_TABLES = {
+    "NIT_table_1": (0x40, 3),
+    "NIT_table_CPLUS": (0x40, 7),
+    "BAT_table_CPLUS": (0x4A, 12),
+}
+
+
+def si_section(table_id, version):
+    """The start of a DVB section: the agent reads the version_number from
+    bits 1 to 5 of the sixth byte."""
+    return bytes([table_id, 0xF0, 0x0D, 0x30, 0x39, 0xC1 | (version << 1), 0x00, 0x00,
+                  0xF0, 0x00, 0xF0, 0x00, 0xDE, 0xAD, 0xBE, 0xEF])
 
 
 def all_rows(opts):

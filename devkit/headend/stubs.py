@@ -36,6 +36,16 @@ _SIMPLE = r"""
 exit "$(status_of "$DEVKIT/exit/{name}" 0)"
 """
 
+# A reboot keeps a copy of the command store as it was at that moment, so a
+# test can see what the agent had stored before it asked for the reboot.
+_REBOOT = r"""
+mkdir -p "$DEVKIT/reboot"
+if [ -f "$ROOT/dorel/DB/remote_control.sqlite" ]; then
+    cp "$ROOT/dorel/DB/remote_control.sqlite" "$DEVKIT/reboot/remote_control.sqlite"
+fi
+exit "$(status_of "$DEVKIT/exit/{name}" 0)"
+"""
+
 # The value line of an identity script; `hostname` prints only this.
 _VALUE_LINE = r"""
 value="$DEVKIT/identity/{name}"
@@ -131,7 +141,7 @@ STUBS = [
     ("dorel/script/MAC", "/dorel/script/MAC", _IDENTITY),
     ("dorel/script/MODELO", "/dorel/script/MODELO", _IDENTITY),
     ("bin/hostname", "hostname", _VALUE_LINE),
-    ("sbin/reboot", "reboot", _SIMPLE),
+    ("sbin/reboot", "reboot", _REBOOT),
     ("dorel/bin/clienteXMLRPC", "/dorel/bin/clienteXMLRPC", _XMLRPC),
     ("dorel/bin/QuorKey", "/dorel/bin/QuorKey", _SIMPLE),
     ("dorel/script/fw_upload_start.sh", "/dorel/script/fw_upload_start.sh", _SIMPLE),

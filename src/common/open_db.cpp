@@ -18,10 +18,24 @@ int waitWhileBusy(void*, int attempts) {
     return 1;
 }
 
+// The agent has one thread: SQLite need not guard its allocator with a mutex
+// nor keep allocation statistics, which would otherwise cost a lock and an
+// unlock on every value a whole-table read copies. Only possible before the
+// library is first used; later it is a harmless no-op.
+void configureLibraryOnce() {
+    static const bool configured = [] {
+        sqlite3_config(SQLITE_CONFIG_SINGLETHREAD);
+        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+        return true;
+    }();
+    (void)configured;
+}
+
 }  // namespace
 
 sqlite3* openDb(const char* path) {
     if (path == nullptr) return nullptr;
+    configureLibraryOnce();
     sqlite3* db = nullptr;
     // Never SQLITE_OPEN_CREATE: a missing headend database must show up as a
     // failure, not as a new empty file that hides it.

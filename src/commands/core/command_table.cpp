@@ -1,8 +1,11 @@
 #include "commands/core/command_table.h"
 
 #include "commands/maintenance/change_password.h"
+#include "commands/maintenance/reset_cam_modules.h"
+#include "commands/maintenance/reset_modules.h"
 #include "commands/maintenance/start_ota_firmware_upgrade.h"
 #include "commands/maintenance/stop_tvcam_ota_firmware_upgrade.h"
+#include "commands/query/get_configuration.h"
 #include "commands/query/get_scheduled_commands.h"
 #include "commands/query/remove_scheduled_commands.h"
 #include "commands/query/schedule_commands.h"
@@ -25,6 +28,10 @@ const CommandEntry kCommands[] = {
     {"startOTAFirmwareUpgrade", &make<CmdStartOTAFirmwareUpgrade>},
     {"stopTVCAMOTAFirmwareUpgrade", &make<CmdStopTVCAMOTAFirmwareUpgrade>},
     {"changePassword", &make<CmdChangePassword>},
+    // The headend read whole, and module/CAM resets.
+    {"getConfiguration", &make<CmdGetConfiguration>},
+    {"resetModules", &make<CmdResetModules>},
+    {"resetCAMModules", &make<CmdResetCAMModules>},
 };
 
 }  // namespace

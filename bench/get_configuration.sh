@@ -1,0 +1,72 @@
+#!/bin/sh
+# getConfiguration on simulated headends of 12, 24 and 48 modules (60 services
+# of 8 PIDs each), counted in instructions with valgrind's callgrind, next to
+# sqlite3 reading every row of the same tables once. Prints the figures and
+# the ratios. Not a test: run it by hand.
+#
+#   bench/get_configuration.sh [BUILD_DIR]     (default: build)
+set -eu
+
+here=$(cd "$(dirname "$0")" && pwd)
+src=$(dirname "$here")
+build=${1:-$src/build}
+services=60
+pids=8
+
+if command -v dpkg-query >/dev/null; then
+    "$here/needs.sh" valgrind sqlite3 time python3
+fi
+for tool in valgrind sqlite3 python3 /usr/bin/time; do
+    command -v "$tool" >/dev/null || { echo "bench: $tool is needed" >&2; exit 1; }
+done
+cmake --build "$build" --target rc-bench-command -j2 >/dev/null
+driver="$build/rc-bench-command"
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/rc-bench-XXXXXX")
+trap 'rm -rf "$work"' EXIT INT TERM
+
+# Instructions of one run: callgrind's total, from its summary line.
+instructions() {
+    out="$work/callgrind.out"
+    rm -f "$out"
+    valgrind --tool=callgrind --callgrind-out-file="$out" "$@" >/dev/null 2>"$work/valgrind.log" || {
+        cat "$work/valgrind.log" >&2
+        exit 1
+    }
+    sed -n 's/^summary: *\([0-9]*\).*/\1/p' "$out"
+}
+
+# Every table the document is made of, each read whole once.
+tables_sql() {
+    for t in configuracionWebGlobal RedesCabecera DiSEqCGlobal AudioLanguageListGlobal ScramblingGlobal \
+             ScramblingKeysGlobal ServiciosSalidaGlobal PIDsSalidaGlobal MantenimientoHomeChannelsGlobal \
+             Service_EPG Service_EPG_audios Service_EPG_replacing Service_EPG_Satellite RedesModulos \
+             EntradasGlobal NimGlobal NimCOFDMGlobal NimQAMGlobal SalidasLogicasGlobal RFOutGlobal; do
+        echo "SELECT * FROM main.$t;"
+    done
+    for t in ModulosCabecera CAMInfoGlobal ServiciosEntradaGlobal TempNIMGlobal TempNIMCOFDMGlobal \
+             TempNIMQAMGlobal; do
+        echo "SELECT * FROM temp_db.$t;"
+    done
+}
+
+envelope='<command><id>1</id><data><getConfiguration/></data></command>'
+printf '%-8s %14s %14s %8s %10s %12s\n' modules agent sqlite3 ratio growth "peak RSS"
+previous=
+for modules in 12 24 48; do
+    root="$work/h$modules"
+    "$src/devkit/make-headend" "$root" --modules "$modules" --services $services --pids $pids --no-certs >/dev/null
+    agent=$(REMOTE_CONTROL_ROOT="$root" instructions "$driver" "$envelope")
+    { echo "ATTACH '$root/tmp/temp_global.sqlite' AS temp_db;"; tables_sql; } >"$work/read.sql"
+    reader=$(instructions sqlite3 -init "$work/read.sql" "$root/dorel/DB/config_global.sqlite" .quit)
+    ratio=$(python3 -c "print('%.2f' % ($agent / $reader))")
+    growth=-
+    [ -n "$previous" ] && growth=$(python3 -c "print('%.2fx' % ($agent / $previous))")
+    # Peak resident memory of a run without valgrind, in KiB.
+    rss=$(REMOTE_CONTROL_ROOT="$root" /usr/bin/time -f %M "$driver" "$envelope" 2>&1 >/dev/null | tail -n 1)
+    printf '%-8s %14s %14s %8s %10s %9s KiB\n' "$modules" "$agent" "$reader" "$ratio" "$growth" "$rss"
+    previous=$agent
+    rm -rf "$root"
+done
+echo "(agent: getConfiguration run and printed, in instructions; sqlite3: every row of the same tables read once;"
+echo " ratio = agent / sqlite3; growth = against the half-size headend; peak RSS of the agent's run)"

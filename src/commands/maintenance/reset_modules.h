@@ -1,0 +1,13 @@
+// resetModules: reboots whole modules; the controller itself reboots last.
+#pragma once
+
+#include "commands/maintenance/module_reset.h"
+
+namespace dorel_remote_control {
+
+class CmdResetModules : public ModuleResetCommand {
+public:
+    explicit CmdResetModules(const std::string& envelopeText);
+};
+
+}  // namespace dorel_remote_control

@@ -1,0 +1,93 @@
+// What every section of the configuration document is built from: the
+// document, the settings, the headend's tables (each read once per document),
+// the controller model's branches, and the module being written.
+#pragma once
+
+#include "commands/query/configuration_codes.h"
+#include "common/xml.h"
+#include "db/table_rows.h"
+
+#include <map>
+#include <string>
+
+namespace dorel_remote_control {
+
+class ConfigurationContext {
+public:
+    ConfigurationContext(XmlDocument& doc, doreldb::HeadendRows& rows, const std::string& model);
+
+    XmlDocument& doc() { return doc_; }
+    doreldb::HeadendRows& rows() { return rows_; }
+    doreldb::TableRows& table(const doreldb::TableDef& definition) { return rows_.table(definition); }
+
+    // Model branches.
+    bool modelGroupA() const { return groupA_; }   // KVA-100, KVB-200, KVC-300
+    bool wmbG400() const { return wmbG400_; }
+    bool kvdCd5() const { return kvdCd5_; }
+
+    // The module whose lists are being written.
+    struct Module {
+        bool cam = false;          // family 36, model neither 2 nor 13: has a CAM
+        bool cloneCapable = false; // family 36, model other than 2
+        bool cableRf = false;      // modulates DVB-C (ModoSalidaRF non-zero)
+    };
+    const Module& module() const { return module_; }
+    void setModule(const Module& module) { module_ = module; }
+
+    // A new child element. name must be a literal (it is not copied); the
+    // value is copied into the document.
+    XmlNode* add(XmlNode* parent, const char* name, const std::string& value = std::string()) {
+        return add(parent, name, value.data(), value.size());
+    }
+    XmlNode* add(XmlNode* parent, const char* name, const char* value, size_t size);
+    // A child whose text is a setting of configuracionWebGlobal ("" when the
+    // setting is absent).
+    XmlNode* addSetting(XmlNode* parent, const char* name, const char* setting);
+    std::string setting(const char* name) const;
+
+private:
+    XmlDocument& doc_;
+    doreldb::HeadendRows& rows_;
+    std::map<std::string, std::string> settings_;
+    bool groupA_;
+    bool wmbG400_;
+    bool kvdCd5_;
+    Module module_;
+};
+
+// One child element taken from a setting.
+struct SettingElement {
+    const char* element;
+    const char* setting;
+};
+
+// Whether an element is written, for the context and the row it comes from.
+using ElementCondition = bool (*)(const ConfigurationContext& context, const doreldb::Record& row);
+
+// One child element taken from a column of a row, coded or as stored, written
+// only when `include` (if any) says so.
+struct ColumnElement {
+    const char* element;
+    size_t column;
+    ValueCoder coder;          // null: the stored text
+    ElementCondition include;  // null: always
+};
+
+// Model branches as element conditions.
+bool unlessWmbG400(const ConfigurationContext& context, const doreldb::Record& row);
+bool unlessKvdCd5(const ConfigurationContext& context, const doreldb::Record& row);
+
+template <size_t N>
+void addSettings(ConfigurationContext& context, XmlNode* parent, const SettingElement (&elements)[N]) {
+    for (const SettingElement& e : elements) context.addSetting(parent, e.element, e.setting);
+}
+
+void addColumn(ConfigurationContext& context, XmlNode* parent, const doreldb::Record& row, const ColumnElement& element);
+
+template <size_t N>
+void addColumns(ConfigurationContext& context, XmlNode* parent, const doreldb::Record& row,
+                const ColumnElement (&elements)[N]) {
+    for (const ColumnElement& e : elements) addColumn(context, parent, row, e);
+}
+
+}  // namespace dorel_remote_control

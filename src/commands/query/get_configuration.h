@@ -1,0 +1,16 @@
+// getConfiguration: the whole configuration of the headend as one document.
+#pragma once
+
+#include "commands/core/command.h"
+
+namespace dorel_remote_control {
+
+class CmdGetConfiguration : public Command {
+public:
+    explicit CmdGetConfiguration(const std::string& envelopeText) : Command(envelopeText, "getConfiguration") {}
+
+protected:
+    void execute() override;
+};
+
+}  // namespace dorel_remote_control

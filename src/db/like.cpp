@@ -1,0 +1,60 @@
+#include "db/like.h"
+
+namespace doreldb {
+
+namespace {
+
+char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// Length of the UTF-8 character starting at text[i] ('_' matches one
+// character, not one byte).
+size_t charLength(const std::string& text, size_t i) {
+    size_t n = 1;
+    while (i + n < text.size() && (static_cast<unsigned char>(text[i + n]) & 0xC0) == 0x80) ++n;
+    return n;
+}
+
+bool matchFrom(const std::string& p, size_t pi, const std::string& t, size_t ti) {
+    while (pi < p.size()) {
+        const char c = p[pi];
+        if (c == '%') {
+            while (pi < p.size() && (p[pi] == '%' || p[pi] == '_')) {
+                // A '_' among the '%' still needs a character of its own.
+                if (p[pi] == '_') {
+                    if (ti >= t.size()) return false;
+                    ti += charLength(t, ti);
+                }
+                ++pi;
+            }
+            if (pi == p.size()) return true;
+            for (size_t start = ti; start <= t.size(); ++start) {
+                if (matchFrom(p, pi, t, start)) return true;
+            }
+            return false;
+        }
+        if (ti >= t.size()) return false;
+        if (c == '_') {
+            ti += charLength(t, ti);
+            pi += charLength(p, pi);
+            continue;
+        }
+        if (lower(c) != lower(t[ti])) return false;
+        ++pi;
+        ++ti;
+    }
+    return ti == t.size();
+}
+
+}  // namespace
+
+bool likeMatch(const std::string& pattern, const std::string& text) { return matchFrom(pattern, 0, text, 0); }
+
+bool hasLikeWildcard(const std::string& pattern) { return pattern.find_first_of("%_") != std::string::npos; }
+
+std::string asciiLower(const std::string& text) {
+    std::string out(text);
+    for (char& c : out) c = lower(c);
+    return out;
+}
+
+}  // namespace doreldb

@@ -1,0 +1,20 @@
+// SQLite's LIKE, evaluated in memory: what "<column> LIKE <pattern>" selects,
+// so that a table read once can be filtered row by row with the same result
+// as a filtered select. '%' matches any run of characters, '_' one character,
+// ASCII letters compare without regard to case, there is no escape character.
+#pragma once
+
+#include <string>
+
+namespace doreldb {
+
+bool likeMatch(const std::string& pattern, const std::string& text);
+
+// Whether a pattern holds a wildcard; without one LIKE is a comparison of the
+// ASCII-lower-cased texts.
+bool hasLikeWildcard(const std::string& pattern);
+
+// The text with ASCII letters lower-cased (other bytes kept).
+std::string asciiLower(const std::string& text);
+
+}  // namespace doreldb
