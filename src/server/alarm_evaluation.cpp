@@ -5,8 +5,8 @@
 #include "server/alarms.h"
 
 #include "common/log.h"
+#include "db/table_rows.h"
 #include "db/tables.h"
-#include "server/status_tables.h"
 
 #include <cstdlib>
 #include <iterator>
@@ -131,22 +131,26 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
     }
 }
 
-void evaluateInputs(const StatusTables& tables, const Lookup& lookup, const std::string& mac,
+void evaluateInputs(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
                     AlarmSet& alarms) {
     using namespace doreldb;
-    for (const Record* input : tables.inputs.like(mac)) {
-        for (const Record* nim : tables.tuners.like(input->text(EntradasGlobal::idEntradasGlobal))) {
-            for (const Record* tuner : tables.liveTuners.like(nim->text(NimGlobal::idNimGlobal))) {
+    for (const Record* input : tables.table(EntradasGlobal::table()).where({{EntradasGlobal::MAC, tSqlite3parent(mac)}})) {
+        const tSqlite3parent inputId(input->text(EntradasGlobal::idEntradasGlobal));
+        for (const Record* nim : tables.table(NimGlobal::table()).where({{NimGlobal::fk_idEntradasGlobal, inputId}})) {
+            const tSqlite3parent nimId(nim->text(NimGlobal::idNimGlobal));
+            for (const Record* tuner :
+                 tables.table(TempNIMGlobal::table()).where({{TempNIMGlobal::fk_idNimGlobal, nimId}})) {
                 evaluateTuner(lookup, mac, *input, *tuner, alarms);
             }
         }
     }
 }
 
-void evaluateOutputs(const StatusTables& tables, const Lookup& lookup, const std::string& mac,
+void evaluateOutputs(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
                      AlarmSet& alarms) {
     using namespace doreldb;
-    for (const Record* output : tables.outputs.like(mac)) {
+    for (const Record* output :
+         tables.table(SalidasLogicasGlobal::table()).where({{SalidasLogicasGlobal::MAC, tSqlite3parent(mac)}})) {
         if (output->toInt(SalidasLogicasGlobal::Activo) != 1) continue;
         const std::string number = output->text(SalidasLogicasGlobal::fk_idSalidasLogicas);
         const std::string* value = lookup.find("alarma_rfout_" + number);
@@ -164,7 +168,7 @@ void raiseBits(unsigned long word, const BitAlarm* begin, const BitAlarm* end, A
     }
 }
 
-void evaluateSystemAndCam(const StatusTables& tables, const Lookup& lookup, const std::string& mac,
+void evaluateSystemAndCam(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
                           AlarmSet& alarms) {
     using namespace doreldb;
     const std::string* systemText = lookup.find(kSystemWord);
@@ -184,14 +188,14 @@ void evaluateSystemAndCam(const StatusTables& tables, const Lookup& lookup, cons
         }
     }
 
-    for (const Record* cam : tables.cams.like(mac)) {
+    for (const Record* cam : tables.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, tSqlite3parent(mac)}})) {
         if (cam->toInt(CAMInfoGlobal::RescueMode) != 0) raiseAlarm(alarms, 503);
     }
 }
 
 }  // namespace
 
-AlarmSet evaluateModuleAlarms(const StatusTables& tables, const std::string& mac,
+AlarmSet evaluateModuleAlarms(doreldb::HeadendRows& tables, const std::string& mac,
                               const StatusVariables& variables) {
     AlarmSet alarms;
     const Lookup lookup(variables);

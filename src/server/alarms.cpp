@@ -50,7 +50,7 @@ void raiseAlarm(AlarmSet& alarms, int code) {
     alarms.emplace(code, alarmText(code));
 }
 
-AlarmSet fetchModuleAlarms(const StatusTables& tables, const std::string& address,
+AlarmSet fetchModuleAlarms(doreldb::HeadendRows& tables, const std::string& address,
                            const std::string& mac) {
     AlarmSet alarms;
     if (address.empty()) {

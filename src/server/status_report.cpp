@@ -6,11 +6,11 @@
 #include "common/log.h"
 #include "common/xml.h"
 #include "db/access.h"
+#include "db/table_rows.h"
 #include "db/tables.h"
 #include "server/alarms.h"
 #include "server/pass_databases.h"
 #include "server/settings.h"
-#include "server/status_tables.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -41,7 +41,8 @@ class StatusBuilder {
 public:
     explicit StatusBuilder(PassDatabases& databases)
         : configDb_(openedOrThrow(databases.configGlobal(), "Could not open conf global DB")),
-          tempDb_(openedOrThrow(databases.tempGlobal(), "Could not open temp global DB")) {}
+          tempDb_(openedOrThrow(databases.tempGlobal(), "Could not open temp global DB")),
+          tables_(configDb_, tempDb_) {}
 
     std::string build() {
         const Settings& identity = settings();
@@ -57,8 +58,11 @@ public:
         XmlNode* modules = appendElement(*doc_, headend, "modules");
 
         const bool withFamilyModel = !isWmbG400(identity.model());
-        tables_ = StatusTables::read(configDb_, tempDb_);
-        for (const doreldb::Record& module : tables_.modules) appendModule(modules, module, withFamilyModel);
+        // Each table is read once, at its first use, and its rows grouped by
+        // module in memory: the cost of a document grows with the headend,
+        // not with its square.
+        for (const doreldb::Record& module : tables_.table(doreldb::RedesModulos::table()).all())
+            appendModule(modules, module, withFamilyModel);
         return std::string(kXmlDeclaration) + printXml(*status);
     }
 
@@ -78,7 +82,8 @@ private:
         // The live row also gives the address the module answers on; with
         // several rows the last one is the one asked.
         std::string address;
-        for (const Record* live : tables_.liveModules.like(mac)) {
+        for (const Record* live :
+             tables_.table(ModulosCabecera::table()).where({{ModulosCabecera::MAC, tSqlite3parent(mac)}})) {
             appendElement(*doc_, module, "swVersion",
                           formatSoftwareVersion(live->text(ModulosCabecera::SWVersion)));
             address = live->text(ModulosCabecera::Direccion);
@@ -99,7 +104,7 @@ private:
         std::string camSerial;
         std::string camVersion;
         std::string cardSerial;
-        for (const Record* cam : tables_.cams.like(mac)) {
+        for (const Record* cam : tables_.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, tSqlite3parent(mac)}})) {
             camSerial = cam->text(CAMInfoGlobal::CAMSerialNumber);
             camVersion = std::to_string(cam->toInt(CAMInfoGlobal::CAMVersion) & 0xFF);
             cardSerial = cam->text(CAMInfoGlobal::CardSerialNumber);
@@ -117,7 +122,7 @@ private:
 
     sqlite3* configDb_;
     sqlite3* tempDb_;
-    StatusTables tables_;
+    doreldb::HeadendRows tables_;
     // Heap-held: a document carries its first memory pool inside itself.
     std::unique_ptr<XmlDocument> doc_ = std::make_unique<XmlDocument>();
     XmlNode* headendAlarms_ = nullptr;

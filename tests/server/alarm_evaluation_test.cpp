@@ -5,7 +5,7 @@
 #include "db/access.h"
 #include "server/alarms.h"
 #include "server/status_report.h"
-#include "server/status_tables.h"
+#include "db/table_rows.h"
 #include "support/headend_root.h"
 #include "support/log_capture.h"
 
@@ -44,7 +44,8 @@ protected:
         StatusVariables variables = kQuiet;
         for (const auto& v : changed) variables[v.first] = v.second;
         Codes codes;
-        for (const auto& alarm : evaluateModuleAlarms(tables(), mac, variables))
+        doreldb::HeadendRows tables = this->tables();
+        for (const auto& alarm : evaluateModuleAlarms(tables, mac, variables))
             codes.push_back(alarm.first);
         return codes;
     }
@@ -56,7 +57,7 @@ protected:
     }
 
     // Read afresh each time: the cases change the tables between evaluations.
-    StatusTables tables() { return StatusTables::read(configDb_.get(), tempDb_.get()); }
+    doreldb::HeadendRows tables() { return doreldb::HeadendRows(configDb_.get(), tempDb_.get()); }
 
     rctest::HeadendRoot root_;
     rctest::LogCapture log_;
@@ -113,7 +114,8 @@ TEST_F(AlarmEvaluation, VariablesGiveTheirCodesWhereTheTablesLetThem) {
 }
 
 TEST_F(AlarmEvaluation, AMissingVariableIsLoggedAndRaisesNothing) {
-    EXPECT_TRUE(evaluateModuleAlarms(tables(), kPlain, {}).empty());
+    doreldb::HeadendRows tables = this->tables();
+    EXPECT_TRUE(evaluateModuleAlarms(tables, kPlain, {}).empty());
     for (const char* name : {"alarma_procesats_si_input1", "alarma_rfout_2", "alarma_procesats_system", "estado_cam"})
         EXPECT_EQ(log_.count(std::string("Status/alarm: ") + name + " was not found"), 1) << name;
     for (const auto& line : log_.lines()) {

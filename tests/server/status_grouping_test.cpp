@@ -1,18 +1,13 @@
 // The status tables are read once per document and grouped by module in
 // memory. A large headend whose modules each carry their own alarms, and whose
 // MAC columns are written in a different letter case from table to table,
-// must still give every module exactly its own alarms, and the rows selected
-// by LIKE must be the ones SQLite would select.
+// must still give every module exactly its own alarms.
 #include "common/xml.h"
-#include "db/row_index.h"
-#include "db/tables.h"
 #include "server/settings.h"
 #include "server/status_report.h"
 #include "support/headend_root.h"
 
 #include <gtest/gtest.h>
-
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <cctype>
@@ -56,20 +51,6 @@ const Trouble kTroubles[] = {
     {nullptr, {}},
     {"alarma_rfout_1=4", {202}},
 };
-
-// What SQLite itself answers for `text LIKE pattern`.
-bool sqliteLike(const std::string& pattern, const std::string& text) {
-    sqlite3* db = nullptr;
-    sqlite3_open(":memory:", &db);
-    sqlite3_stmt* stmt = nullptr;
-    sqlite3_prepare_v2(db, "SELECT ?1 LIKE ?2", -1, &stmt, nullptr);
-    sqlite3_bind_text(stmt, 1, text.c_str(), -1, SQLITE_TRANSIENT);
-    sqlite3_bind_text(stmt, 2, pattern.c_str(), -1, SQLITE_TRANSIENT);
-    const bool result = sqlite3_step(stmt) == SQLITE_ROW && sqlite3_column_int(stmt, 0) == 1;
-    sqlite3_finalize(stmt);
-    sqlite3_close(db);
-    return result;
-}
 
 }  // namespace
 
@@ -123,40 +104,4 @@ TEST(StatusGrouping, EveryModuleOfALargeHeadendGetsExactlyItsOwnAlarms) {
             codes.push_back(std::stoi(nodeText(childElement(a, "type"))));
     }
     EXPECT_EQ(actual, expected);
-}
-
-TEST(StatusGrouping, RowsSelectedAsSqliteLikeSelectsThem) {
-    struct Case {
-        const char* pattern;
-        const char* text;
-        bool matches;
-    };
-    const Case cases[] = {
-        {"00:1A:2B", "00:1a:2b", true}, {"abc", "ABC", true}, {"abc", "abd", false}, {"", "", true},
-        {"a", "", false}, {"%", "", true}, {"a%c", "abbbc", true}, {"a%c", "abbbd", false},
-        {"a_c", "abc", true}, {"a_c", "ac", false}, {"_", "\xc3\xa9", true}, {"\xc3\x89", "\xc3\xa9", false},
-        {"%%%a", "bbba", true}, {"%a%b%", "xxaxxbxx", true}, {"%a%b", "xxbxxa", false},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(doreldb::likeMatches(c.pattern, c.text), c.matches) << c.pattern << " / " << c.text;
-        EXPECT_EQ(sqliteLike(c.pattern, c.text), c.matches) << c.pattern << " / " << c.text;
-    }
-
-    // The index answers as the LIKE query would, NULLs never match, table order kept.
-    using namespace doreldb;
-    std::vector<Record> rows;
-    for (const char* mac : std::vector<const char*>{"AA:01", "aa:01", nullptr, "AA:02", "Aa:01"}) {
-        Record row(EntradasGlobal::table());
-        if (mac) row.set(EntradasGlobal::MAC, mac);
-        row.set(EntradasGlobal::fk_idEntrada, std::to_string(rows.size()));
-        rows.push_back(row);
-    }
-    const RowIndex index(rows, EntradasGlobal::MAC);
-    const std::pair<const char*, std::string> lookups[] = {
-        {"aA:01", "014"}, {"AA:0_", "0134"}, {"%", "0134"}, {"AA:03", ""}, {"", ""}};
-    for (const auto& lookup : lookups) {
-        std::string found;
-        for (const Record* row : index.like(lookup.first)) found += row->text(EntradasGlobal::fk_idEntrada);
-        EXPECT_EQ(found, lookup.second) << lookup.first;
-    }
 }
