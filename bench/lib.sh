@@ -15,25 +15,21 @@ bench_cleanup() {
 }
 trap bench_cleanup EXIT
 
-# Installs valgrind, curl and sqlite3 when missing (as root) and builds the targets named.
+# Installs what the benchmarks use when missing (bench/needs.sh) and builds
+# the targets named.
 bench_setup() {
-    local missing=()
-    for tool in valgrind curl sqlite3; do command -v "$tool" >/dev/null || missing+=("$tool"); done
-    if [ ${#missing[@]} -gt 0 ]; then
-        if [ "$(id -u)" -ne 0 ]; then echo "bench: missing ${missing[*]}; run as root once" >&2; exit 1; fi
-        DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends \
-            "${missing[@]}" </dev/null >/dev/null
-    fi
+    if command -v dpkg-query >/dev/null; then "$BENCH_DIR/needs.sh" valgrind curl sqlite3 time python3; fi
     RC_BUILD_DIR="$BUILD_DIR" bash "$SOURCE_DIR/scripts/setup.sh" "$@" >/dev/null
 }
 
-# headend ROOT MAKE-HEADEND-OPTIONS...: lays out a headend and points it at a
-# fresh test server (script SCRIPT, default "{}"); the port is in $PORT.
+# headend ROOT MAKE-HEADEND-OPTIONS...: lays out an active headend.
 headend() {
     local root=$1; shift
     RC_DEVKIT_CERT_CACHE=$CERT_CACHE "$SOURCE_DIR/devkit/make-headend" "$root" --active 1 "$@" >/dev/null
 }
 
+# start_server ROOT [SCRIPT]: a fresh test server (script SCRIPT, default
+# "{}") that the headend points at; its port is in $PORT.
 start_server() {
     local root=$1 script=${2:-}
     [ -n "$script" ] || { script=$WORK/script.json; echo '{}' >"$script"; }
