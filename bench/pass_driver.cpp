@@ -7,9 +7,11 @@
 //
 // Set-up as the agent's start-up does it (logging configuration, settings);
 // the passes then run exactly PollLoop::runPass(). Prints the process's private
-// memory (Private_Clean + Private_Dirty of /proc/self/smaps_rollup) after pass 2
-// and after the last pass, in KiB, on standard error:
+// memory (Private_Clean + Private_Dirty of /proc/self/smaps_rollup) after
+// every pass that is a power of two and after the last one, in KiB, on
+// standard error:
 //   private-after-2 <KiB>
+//   private-after-4 <KiB> ...
 //   private-after-N <KiB>
 #include "app/poll_cycle.h"
 #include "common/dorelcommon.h"
@@ -55,7 +57,9 @@ int main(int argc, char** argv) {
     PollLoop loop(context, logging);
     for (int pass = 1; pass <= passes; ++pass) {
         loop.runPass();
-        if (pass == 2) std::fprintf(stderr, "private-after-2 %ld\n", privateKib());
+        // Powers of two show whether memory settles or keeps growing.
+        if (pass >= 2 && (pass & (pass - 1)) == 0 && pass != passes)
+            std::fprintf(stderr, "private-after-%d %ld\n", pass, privateKib());
     }
     std::fprintf(stderr, "private-after-%d %ld\n", passes, privateKib());
     return 0;
