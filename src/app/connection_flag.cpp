@@ -7,6 +7,7 @@
 #include "common/paths.h"
 #include "db/access.h"
 #include "db/tables.h"
+#include "server/pass_databases.h"
 
 namespace dorel_remote_control {
 
@@ -18,15 +19,21 @@ const time_t kDisconnectGraceSeconds = 599;
 
 void writeFlag(PollContext& context, int state) {
     namespace cfg = doreldb::configuracionWebGlobal;
-    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
+    // Inside a pass the pass's own connection; otherwise one of its own.
+    doreldb::DbHandle own;
+    sqlite3* db = context.databases ? context.databases->configGlobal() : nullptr;
+    if (!db) {
+        own = doreldb::openDatabase(paths::configGlobalDb());
+        db = own.get();
+    }
     if (!db) return;
     std::vector<doreldb::Record> rows =
-        doreldb::doSelect(db.get(), cfg::table(), " WHERE nombre LIKE %Q ", "servidorZAT_conectado");
+        doreldb::doSelect(db, cfg::table(), " WHERE nombre LIKE %Q ", "servidorZAT_conectado");
     // The flag is the web interface's row; without it there is nothing to show.
     if (rows.empty()) return;
     doreldb::Record& row = rows.front();
     row.set(cfg::valor, state == kConnected ? "1" : "0");
-    if (doreldb::update(db.get(), row) != 0) return;
+    if (doreldb::update(db, row) != 0) return;
     logf(7, state == kConnected ? "Connected to the Remote Control server" : "NOT Connected to the Remote Control server");
     context.connectionState = state;
     context.lastFlagWrite = clock::now();

@@ -8,6 +8,7 @@
 #include "common/errors.h"
 #include "common/log.h"
 #include "server/https_client.h"
+#include "server/pass_databases.h"
 #include "server/settings.h"
 #include "server/status_reply.h"
 #include "server/status_report.h"
@@ -18,6 +19,15 @@ namespace {
 
 const time_t kPassSeconds = 60;
 const char* const kIdent = "remote-control";
+
+// Lends the pass's databases to everything the pass calls, until it ends.
+struct PassScope {
+    PassScope(PollContext& context, PassDatabases& databases) : context_(context) {
+        context_.databases = &databases;
+    }
+    ~PassScope() { context_.databases = nullptr; }
+    PollContext& context_;
+};
 
 }  // namespace
 
@@ -47,8 +57,10 @@ int sendStatus(PollContext& context, const std::string& statusText) {
 }
 
 void PollLoop::runPass() {
+    PassDatabases databases;
+    PassScope scope(context_, databases);
     try {
-        if (settings().load()) {
+        if (settings().load(databases.configGlobal())) {
             context_.connectionState = kConnectionUnknown;
             skipCount_ = 0;
         }
@@ -72,7 +84,7 @@ void PollLoop::runPass() {
 
     std::string status;
     try {
-        status = buildStatusText();
+        status = buildStatusText(databases);
     } catch (const CouldNotOpenDBError&) {
         logf(3, "Could not open DB");
     }

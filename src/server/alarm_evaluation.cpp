@@ -5,7 +5,7 @@
 #include "server/alarms.h"
 
 #include "common/log.h"
-#include "db/access.h"
+#include "db/table_rows.h"
 #include "db/tables.h"
 #include "common/numbers.h"
 
@@ -132,30 +132,28 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
     }
 }
 
-void evaluateInputs(sqlite3* configDb, sqlite3* tempDb, const Lookup& lookup,
-                    const std::string& mac, AlarmSet& alarms) {
+void evaluateInputs(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
+                    AlarmSet& alarms) {
     using namespace doreldb;
-    for (const Record& input : doSelect(configDb, EntradasGlobal::table(), " WHERE MAC LIKE %Q ",
-                                        mac.c_str())) {
-        const std::string inputId = input.text(EntradasGlobal::idEntradasGlobal);
-        for (const Record& nim : doSelect(configDb, NimGlobal::table(),
-                                          " WHERE fk_idEntradasGlobal LIKE %Q ", inputId.c_str())) {
-            const std::string nimId = nim.text(NimGlobal::idNimGlobal);
-            for (const Record& tuner : doSelect(tempDb, TempNIMGlobal::table(),
-                                                " WHERE fk_idNimGlobal LIKE %Q ", nimId.c_str())) {
-                evaluateTuner(lookup, mac, input, tuner, alarms);
+    for (const Record* input : tables.table(EntradasGlobal::table()).where({{EntradasGlobal::MAC, tSqlite3parent(mac)}})) {
+        const tSqlite3parent inputId(input->text(EntradasGlobal::idEntradasGlobal));
+        for (const Record* nim : tables.table(NimGlobal::table()).where({{NimGlobal::fk_idEntradasGlobal, inputId}})) {
+            const tSqlite3parent nimId(nim->text(NimGlobal::idNimGlobal));
+            for (const Record* tuner :
+                 tables.table(TempNIMGlobal::table()).where({{TempNIMGlobal::fk_idNimGlobal, nimId}})) {
+                evaluateTuner(lookup, mac, *input, *tuner, alarms);
             }
         }
     }
 }
 
-void evaluateOutputs(sqlite3* configDb, const Lookup& lookup, const std::string& mac,
+void evaluateOutputs(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
                      AlarmSet& alarms) {
     using namespace doreldb;
-    for (const Record& output : doSelect(configDb, SalidasLogicasGlobal::table(),
-                                         " WHERE MAC LIKE %Q ", mac.c_str())) {
-        if (output.toInt(SalidasLogicasGlobal::Activo) != 1) continue;
-        const std::string number = output.text(SalidasLogicasGlobal::fk_idSalidasLogicas);
+    for (const Record* output :
+         tables.table(SalidasLogicasGlobal::table()).where({{SalidasLogicasGlobal::MAC, tSqlite3parent(mac)}})) {
+        if (output->toInt(SalidasLogicasGlobal::Activo) != 1) continue;
+        const std::string number = output->text(SalidasLogicasGlobal::fk_idSalidasLogicas);
         const std::string* value = lookup.find("alarma_rfout_" + number);
         if (!value) continue;
         const unsigned long word = hexValue(*value);
@@ -171,7 +169,7 @@ void raiseBits(unsigned long word, const BitAlarm* begin, const BitAlarm* end, A
     }
 }
 
-void evaluateSystemAndCam(sqlite3* tempDb, const Lookup& lookup, const std::string& mac,
+void evaluateSystemAndCam(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
                           AlarmSet& alarms) {
     using namespace doreldb;
     const std::string* systemText = lookup.find(kSystemWord);
@@ -191,21 +189,20 @@ void evaluateSystemAndCam(sqlite3* tempDb, const Lookup& lookup, const std::stri
         }
     }
 
-    for (const Record& cam : doSelect(tempDb, CAMInfoGlobal::table(), " WHERE MAC LIKE %Q ",
-                                      mac.c_str())) {
-        if (cam.toInt(CAMInfoGlobal::RescueMode) != 0) raiseAlarm(alarms, 503);
+    for (const Record* cam : tables.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, tSqlite3parent(mac)}})) {
+        if (cam->toInt(CAMInfoGlobal::RescueMode) != 0) raiseAlarm(alarms, 503);
     }
 }
 
 }  // namespace
 
-AlarmSet evaluateModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& mac,
+AlarmSet evaluateModuleAlarms(doreldb::HeadendRows& tables, const std::string& mac,
                               const StatusVariables& variables) {
     AlarmSet alarms;
     const Lookup lookup(variables);
-    evaluateInputs(configDb, tempDb, lookup, mac, alarms);
-    evaluateOutputs(configDb, lookup, mac, alarms);
-    evaluateSystemAndCam(tempDb, lookup, mac, alarms);
+    evaluateInputs(tables, lookup, mac, alarms);
+    evaluateOutputs(tables, lookup, mac, alarms);
+    evaluateSystemAndCam(tables, lookup, mac, alarms);
     return alarms;
 }
 

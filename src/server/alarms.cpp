@@ -50,7 +50,7 @@ void raiseAlarm(AlarmSet& alarms, int code) {
     alarms.emplace(code, alarmText(code));
 }
 
-AlarmSet fetchModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& address,
+AlarmSet fetchModuleAlarms(doreldb::HeadendRows& tables, const std::string& address,
                            const std::string& mac) {
     AlarmSet alarms;
     if (address.empty()) {
@@ -74,7 +74,7 @@ AlarmSet fetchModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string
     const std::string answerFile = paths::phpSerializeFile();
     const StatusVariables variables = parseStatusVariables(answerFile);
     std::remove(answerFile.c_str());
-    return evaluateModuleAlarms(configDb, tempDb, mac, variables);
+    return evaluateModuleAlarms(tables, mac, variables);
 }
 
 }  // namespace dorel_remote_control

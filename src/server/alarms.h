@@ -3,10 +3,12 @@
 // variables (fetched live through the XML-RPC client) and the headend tables.
 #pragma once
 
-#include <sqlite3.h>
-
 #include <map>
 #include <string>
+
+namespace doreldb {
+class HeadendRows;
+}
 
 namespace dorel_remote_control {
 
@@ -24,15 +26,16 @@ using StatusVariables = std::map<std::string, std::string>;
 void raiseAlarm(AlarmSet& alarms, int code);
 
 // Translates a module's status variables into its alarms, using the module's
-// rows of the input, tuner, output and CAM tables. A variable the rules need
-// and the map lacks is logged and raises nothing.
-AlarmSet evaluateModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& mac,
+// rows of the input, tuner, output and CAM tables (each table read once for
+// the whole document). A variable the rules need and the map lacks is logged
+// and raises nothing.
+AlarmSet evaluateModuleAlarms(doreldb::HeadendRows& tables, const std::string& mac,
                               const StatusVariables& variables);
 
 // Asks the module at `address` for its status variables through the XML-RPC
 // client and evaluates them. A module the client cannot reach reports alarm
 // 200 alone.
-AlarmSet fetchModuleAlarms(sqlite3* configDb, sqlite3* tempDb, const std::string& address,
+AlarmSet fetchModuleAlarms(doreldb::HeadendRows& tables, const std::string& address,
                            const std::string& mac);
 
 }  // namespace dorel_remote_control

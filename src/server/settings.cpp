@@ -54,13 +54,17 @@ void assign(T& field, const T& value, bool& changed) {
 }  // namespace
 
 bool Settings::load() {
+    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
+    return load(db.get());
+}
+
+bool Settings::load(sqlite3* db) {
     bool changed = readOnce(serialNumber_, paths::serialScript(), true, "Could not read Serial Number");
     if (!loaded_) changed = true;
     changed = readOnce(mac_, paths::macScript(), true, "Could not read MAC") || changed;
     changed = readOnce(model_, paths::modeloScript(), true, "Could not read model") || changed;
     changed = readOnce(hostName_, paths::hostnameCommand(), false, "Could not read hostname") || changed;
 
-    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
     if (!db) {
         // Keep the values held so far; the next pass tries again.
         logf(3, "Could not open DB %s", paths::configGlobalDb().c_str());
@@ -69,7 +73,7 @@ bool Settings::load() {
     }
 
     namespace cfg = doreldb::configuracionWebGlobal;
-    for (const doreldb::Record& row : doreldb::doSelect(db.get(), cfg::table(), " WHERE nombre LIKE %Q ", "servidorZAT%")) {
+    for (const doreldb::Record& row : doreldb::doSelect(db, cfg::table(), " WHERE nombre LIKE %Q ", "servidorZAT%")) {
         const std::string name = row.text(cfg::nombre);
         const std::string value = row.text(cfg::valor);
         if (name == "servidorZAT_activo") {
@@ -86,7 +90,7 @@ bool Settings::load() {
         }
     }
     std::vector<doreldb::Record> contract =
-        doreldb::doSelect(db.get(), cfg::table(), " WHERE nombre LIKE %Q ", "identificacion_contrato");
+        doreldb::doSelect(db, cfg::table(), " WHERE nombre LIKE %Q ", "identificacion_contrato");
     if (!contract.empty()) assign(contractId_, contract.front().text(cfg::valor), changed);
 
     loaded_ = true;

@@ -5,6 +5,8 @@
 // per process life). load() says whether anything changed.
 #pragma once
 
+#include <sqlite3.h>
+
 #include <cstdint>
 #include <string>
 
@@ -15,6 +17,8 @@ public:
     // Returns true when anything changed since the last load (always on the
     // first). Throws ReadConfigError when an identity value cannot be read.
     bool load();
+    // The same with config_global already open (null: it could not be).
+    bool load(sqlite3* configDb);
 
     bool active() const { return active_; }
     uint32_t interval() const { return interval_; }

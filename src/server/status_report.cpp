@@ -4,11 +4,12 @@
 
 #include "common/errors.h"
 #include "common/log.h"
-#include "common/paths.h"
 #include "common/xml.h"
 #include "db/access.h"
+#include "db/table_rows.h"
 #include "db/tables.h"
 #include "server/alarms.h"
+#include "server/pass_databases.h"
 #include "server/settings.h"
 #include "common/numbers.h"
 
@@ -29,8 +30,7 @@ bool isCamModule(const doreldb::Record& module) {
     return module.toInt(RedesModulos::Familia) == kCamFamily && model != 2 && model != 13;
 }
 
-doreldb::DbHandle openOrThrow(const std::string& path, const char* failure) {
-    doreldb::DbHandle db = doreldb::openDatabase(path);
+sqlite3* openedOrThrow(sqlite3* db, const char* failure) {
     if (!db) {
         logf(3, "%s", failure);
         throw CouldNotOpenDBError(failure);
@@ -40,9 +40,10 @@ doreldb::DbHandle openOrThrow(const std::string& path, const char* failure) {
 
 class StatusBuilder {
 public:
-    StatusBuilder()
-        : configDb_(openOrThrow(paths::configGlobalDb(), "Could not open conf global DB")),
-          tempDb_(openOrThrow(paths::tempGlobalDb(), "Could not open temp global DB")) {}
+    explicit StatusBuilder(PassDatabases& databases)
+        : configDb_(openedOrThrow(databases.configGlobal(), "Could not open conf global DB")),
+          tempDb_(openedOrThrow(databases.tempGlobal(), "Could not open temp global DB")),
+          tables_(configDb_, tempDb_) {}
 
     std::string build() {
         const Settings& identity = settings();
@@ -58,10 +59,11 @@ public:
         XmlNode* modules = appendElement(*doc_, headend, "modules");
 
         const bool withFamilyModel = !isWmbG400(identity.model());
-        for (const doreldb::Record& module :
-             doreldb::doSelect(configDb_.get(), doreldb::RedesModulos::table())) {
+        // Each table is read once, at its first use, and its rows grouped by
+        // module in memory: the cost of a document grows with the headend,
+        // not with its square.
+        for (const doreldb::Record& module : tables_.table(doreldb::RedesModulos::table()).all())
             appendModule(modules, module, withFamilyModel);
-        }
         return std::string(kXmlDeclaration) + printXml(*status);
     }
 
@@ -81,16 +83,16 @@ private:
         // The live row also gives the address the module answers on; with
         // several rows the last one is the one asked.
         std::string address;
-        for (const Record& live : doSelect(tempDb_.get(), ModulosCabecera::table(),
-                                           " WHERE MAC LIKE %Q ", mac.c_str())) {
+        for (const Record* live :
+             tables_.table(ModulosCabecera::table()).where({{ModulosCabecera::MAC, tSqlite3parent(mac)}})) {
             appendElement(*doc_, module, "swVersion",
-                          formatSoftwareVersion(live.text(ModulosCabecera::SWVersion)));
-            address = live.text(ModulosCabecera::Direccion);
+                          formatSoftwareVersion(live->text(ModulosCabecera::SWVersion)));
+            address = live->text(ModulosCabecera::Direccion);
         }
 
         if (isCamModule(row)) appendCam(module, mac);
 
-        const AlarmSet alarms = fetchModuleAlarms(configDb_.get(), tempDb_.get(), address, mac);
+        const AlarmSet alarms = fetchModuleAlarms(tables_, address, mac);
         XmlNode* moduleAlarms = appendElement(*doc_, module, "alarms");
         for (const auto& alarm : alarms) appendAlarm(moduleAlarms, alarm.first, alarm.second);
         if (!alarms.empty()) {
@@ -103,11 +105,10 @@ private:
         std::string camSerial;
         std::string camVersion;
         std::string cardSerial;
-        for (const Record& cam : doSelect(tempDb_.get(), CAMInfoGlobal::table(),
-                                          " WHERE MAC LIKE %Q ", mac.c_str())) {
-            camSerial = cam.text(CAMInfoGlobal::CAMSerialNumber);
-            camVersion = std::to_string(cam.toInt(CAMInfoGlobal::CAMVersion) & 0xFF);
-            cardSerial = cam.text(CAMInfoGlobal::CardSerialNumber);
+        for (const Record* cam : tables_.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, tSqlite3parent(mac)}})) {
+            camSerial = cam->text(CAMInfoGlobal::CAMSerialNumber);
+            camVersion = std::to_string(cam->toInt(CAMInfoGlobal::CAMVersion) & 0xFF);
+            cardSerial = cam->text(CAMInfoGlobal::CardSerialNumber);
         }
         appendElement(*doc_, module, "CAMSerialNumber", camSerial);
         appendElement(*doc_, module, "CAMVersion", camVersion);
@@ -120,8 +121,9 @@ private:
         appendElement(*doc_, alarm, "text", text);
     }
 
-    doreldb::DbHandle configDb_;
-    doreldb::DbHandle tempDb_;
+    sqlite3* configDb_;
+    sqlite3* tempDb_;
+    doreldb::HeadendRows tables_;
     // Heap-held: a document carries its first memory pool inside itself.
     std::unique_ptr<XmlDocument> doc_ = std::make_unique<XmlDocument>();
     XmlNode* headendAlarms_ = nullptr;
@@ -138,9 +140,14 @@ std::string formatSoftwareVersion(const std::string& version) {
     return text;
 }
 
-std::string buildStatusText() {
-    StatusBuilder builder;
+std::string buildStatusText(PassDatabases& databases) {
+    StatusBuilder builder(databases);
     return builder.build();
+}
+
+std::string buildStatusText() {
+    PassDatabases databases;
+    return buildStatusText(databases);
 }
 
 }  // namespace dorel_remote_control

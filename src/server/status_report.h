@@ -12,6 +12,10 @@ namespace dorel_remote_control {
 // CouldNotOpenDBError when config_global or temp_global cannot be opened.
 std::string buildStatusText();
 
+class PassDatabases;
+// The same from the databases of the pass under way.
+std::string buildStatusText(PassDatabases& databases);
+
 // Text of an alarm code ("Unknown Alarm" outside the table).
 const char* alarmText(int code);
 

@@ -5,6 +5,7 @@
 #include "db/access.h"
 #include "server/alarms.h"
 #include "server/status_report.h"
+#include "db/table_rows.h"
 #include "support/headend_root.h"
 #include "support/log_capture.h"
 
@@ -43,7 +44,8 @@ protected:
         StatusVariables variables = kQuiet;
         for (const auto& v : changed) variables[v.first] = v.second;
         Codes codes;
-        for (const auto& alarm : evaluateModuleAlarms(configDb_.get(), tempDb_.get(), mac, variables))
+        doreldb::HeadendRows tables = this->tables();
+        for (const auto& alarm : evaluateModuleAlarms(tables, mac, variables))
             codes.push_back(alarm.first);
         return codes;
     }
@@ -53,6 +55,9 @@ protected:
         root_.writeFile("/tmp/PHPserialize.txt", contents);
         return parseStatusVariables(root_.rooted("/tmp/PHPserialize.txt"));
     }
+
+    // Read afresh each time: the cases change the tables between evaluations.
+    doreldb::HeadendRows tables() { return doreldb::HeadendRows(configDb_.get(), tempDb_.get()); }
 
     rctest::HeadendRoot root_;
     rctest::LogCapture log_;
@@ -109,7 +114,8 @@ TEST_F(AlarmEvaluation, VariablesGiveTheirCodesWhereTheTablesLetThem) {
 }
 
 TEST_F(AlarmEvaluation, AMissingVariableIsLoggedAndRaisesNothing) {
-    EXPECT_TRUE(evaluateModuleAlarms(configDb_.get(), tempDb_.get(), kPlain, {}).empty());
+    doreldb::HeadendRows tables = this->tables();
+    EXPECT_TRUE(evaluateModuleAlarms(tables, kPlain, {}).empty());
     for (const char* name : {"alarma_procesats_si_input1", "alarma_rfout_2", "alarma_procesats_system", "estado_cam"})
         EXPECT_EQ(log_.count(std::string("Status/alarm: ") + name + " was not found"), 1) << name;
     for (const auto& line : log_.lines()) {

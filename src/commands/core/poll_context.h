@@ -9,6 +9,7 @@
 namespace dorel_remote_control {
 
 class Command;
+class PassDatabases;
 
 enum ConnectionState : int {
     kConnectionUnknown = 0,
@@ -22,6 +23,8 @@ struct PollContext {
     // Commands that arrived in replies to result deliveries, to be run after
     // the next status exchange.
     std::deque<std::shared_ptr<Command>> queue;
+    // The databases of the pass under way (null outside a pass).
+    PassDatabases* databases = nullptr;
 };
 
 }  // namespace dorel_remote_control

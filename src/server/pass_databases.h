@@ -1,0 +1,24 @@
+// The headend databases one poll pass reads its settings, its status document
+// and its connection flag from. Each is opened on first use and kept until the
+// pass ends, so a pass opens (and parses the schema of) each file once instead
+// of once per reader; the next pass opens them afresh, so a database that
+// another program replaced in between is seen as it is now.
+#pragma once
+
+#include "db/access.h"
+
+namespace dorel_remote_control {
+
+class PassDatabases {
+public:
+    // The open database, or null when it cannot be opened (tried again on the
+    // next call, so each reader still reports its own failure).
+    sqlite3* configGlobal();
+    sqlite3* tempGlobal();
+
+private:
+    doreldb::DbHandle configGlobal_;
+    doreldb::DbHandle tempGlobal_;
+};
+
+}  // namespace dorel_remote_control
