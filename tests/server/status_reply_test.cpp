@@ -52,6 +52,9 @@ TEST_F(StatusReplyIntake, GoodCommandsAreStoredAndHandedOverInOrderAndBadOnesSki
 }
 
 TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
+    // Far deeper than the parser's stack would take.
+    std::string deep = "<statusReply><commands>" + command(1, "<changePassword/>");
+    for (int i = 0; i < 100000; ++i) deep += "<command>";
     const struct {
         const char* body;
         const char* line;  // the start of the one line logged, null for none
@@ -61,6 +64,7 @@ TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
         {nullptr, "XML parsing error: no 'statusReply' node.", 4},
         {"<statusReply><result>0</result></statusReply>", "XML parsing error: no 'commands' node.", 6},
         {"<statusReply><commands>\n  </commands></statusReply>", nullptr, 0},
+        {deep.c_str(), "XML parsing error: document nested too deep", 4},
     };
     for (const auto& c : cases) {
         log_.clear();
