@@ -1,7 +1,9 @@
-// Taking the commands of the server's statusReply: each one stored with
-// status 0 and handed over in order; bad ones logged and skipped.
+// Taking the commands of the server's statusReply: all stored with status 0
+// in one transaction and handed over in order as their rows; bad ones logged
+// and skipped.
 #include "commands/core/command.h"
 #include "server/status_reply.h"
+#include "support/fake_clock.h"
 #include "support/headend_root.h"
 #include "support/log_capture.h"
 
@@ -43,12 +45,26 @@ TEST_F(StatusReplyIntake, GoodCommandsAreStoredAndHandedOverInOrderAndBadOnesSki
     const auto taken = takeReplyCommands(body.c_str());
 
     ASSERT_EQ(taken.size(), 2u);
-    EXPECT_EQ(taken[0]->name(), "changePassword");
-    EXPECT_EQ(taken[1]->commandId(), 13);
-    for (const auto& command : taken) EXPECT_EQ(command->status(), kStatusReceived);
     EXPECT_EQ(stored(), (std::vector<std::vector<std::string>>{{"11", "0"}, {"13", "0"}}));
+    const auto ids = root_.query("/dorel/DB/remote_control.sqlite", "SELECT id FROM RCCommand ORDER BY id");
+    for (size_t i = 0; i < taken.size(); ++i) {
+        EXPECT_EQ(std::to_string(taken[i].rowId), ids[i][0]);
+        EXPECT_TRUE(taken[i].envelope.empty()) << "a stored command is handed over as its row only";
+    }
     EXPECT_TRUE(log_.contains("Invalid command: bogusCommand")) << log_.dump();
     EXPECT_EQ(log_.count("Command parsing error: "), 1) << log_.dump();
+}
+
+TEST_F(StatusReplyIntake, CommandsTheStoreRefusesAreHandedOverAsTextAndStillRun) {
+    rctest::FakeClock clock;  // the store's retries wait on it
+    root_.exec("/dorel/DB/remote_control.sqlite", "DROP TABLE RCCommand");
+    const std::string body = "<statusReply><commands>" + command(21, "<changePassword/>") +
+                             command(22, "<getScheduledCommands/>") + "</commands></statusReply>";
+    const auto taken = takeReplyCommands(body.c_str());
+    ASSERT_EQ(taken.size(), 2u);
+    EXPECT_EQ(taken[0].rowId, 0);
+    EXPECT_NE(taken[0].envelope.find("<id>21</id>"), std::string::npos) << taken[0].envelope;
+    EXPECT_NE(taken[1].envelope.find("<getScheduledCommands"), std::string::npos) << taken[1].envelope;
 }
 
 TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
