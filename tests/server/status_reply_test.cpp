@@ -55,6 +55,31 @@ TEST_F(StatusReplyIntake, GoodCommandsAreStoredAndHandedOverInOrderAndBadOnesSki
     EXPECT_EQ(log_.count("Command parsing error: "), 1) << log_.dump();
 }
 
+TEST_F(StatusReplyIntake, CommandsAreFoundWhereTheParserWouldFindThemAndABrokenReplyGivesNone) {
+    const std::string a = command(31, "<getScheduledCommands/>");
+    const std::string b = command(32, "<getScheduledCommands note='</commands></statusReply>'/>");
+    const struct {
+        std::string body;
+        std::vector<std::vector<std::string>> rows;
+    } cases[] = {
+        {"\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<!-- x --><statusReply><commands>" + a + b +
+             "</commands><commands>" + a + "</commands></statusReply>\n",
+         {{"31", "0"}, {"32", "0"}}},
+        {"<other><statusReply><commands>" + a + "</commands></statusReply></other><statusReply><x><commands>" + a +
+             "</commands></x><commands><![CDATA[<command>]]>" + b + "</commands></statusReply>",
+         {{"32", "0"}}},
+        {"<statusReply><commands>" + a + b + "</commands></statusReply>junk", {}},
+        {"<statusReply><commands>" + a + b + "</commands>", {}},
+        {"<statusReply><commands>" + a + b + "</commands></statusReply></extra>", {}},
+        {"<statusReply><commands>" + a + "<command <id>", {}},
+    };
+    for (const auto& c : cases) {
+        root_.exec("/dorel/DB/remote_control.sqlite", "DELETE FROM RCCommand");
+        takeReplyCommands(c.body.c_str());
+        EXPECT_EQ(stored(), c.rows) << c.body;
+    }
+}
+
 TEST_F(StatusReplyIntake, CommandsTheStoreRefusesAreHandedOverAsTextAndStillRun) {
     rctest::FakeClock clock;  // the store's retries wait on it
     root_.exec("/dorel/DB/remote_control.sqlite", "DROP TABLE RCCommand");
