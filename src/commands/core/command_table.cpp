@@ -7,6 +7,7 @@
 #include "commands/query/remove_scheduled_commands.h"
 #include "commands/query/schedule_commands.h"
 
+#include <iterator>
 #include <strings.h>
 
 namespace dorel_remote_control {
@@ -35,6 +36,10 @@ const CommandEntry* findCommand(const char* name) {
         if (strcasecmp(entry.name, name) == 0) return &entry;
     }
     return nullptr;
+}
+
+CommandRows allCommands() {
+    return {std::begin(kCommands), std::end(kCommands)};
 }
 
 }  // namespace dorel_remote_control
