@@ -53,4 +53,5 @@ for t in "${targets[@]}"; do
         failed=1
     fi
 done
+echo "fuzz-smoke: ${SECONDS} s in all"
 exit "$failed"

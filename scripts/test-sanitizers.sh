@@ -19,4 +19,8 @@ fi
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 export RC_DEVKIT_CERT_CACHE=${RC_DEVKIT_CERT_CACHE:-$PWD/$build_dir/devkit-cert-cache}
-ctest --test-dir "$build_dir" --output-on-failure -j2 </dev/null
+built=$SECONDS
+status=0
+ctest --test-dir "$build_dir" --output-on-failure -j2 </dev/null || status=$?
+echo "test-sanitizers: build ${built} s, suite $((SECONDS - built)) s"
+exit "$status"

@@ -19,10 +19,20 @@ export RC_DEVKIT_CERT_CACHE="$PWD/$BUILD_DIR/devkit-cert-cache"
 selftest=0
 bash devkit/selftest.sh </dev/null || selftest=$?
 
+# ---- hardening: the suite under ASan/UBSan, fuzz smoke runs (fuzz/README.md) ----
+hardening=0
+bash scripts/test-sanitizers.sh </dev/null || hardening=1
+bash scripts/fuzz-smoke.sh </dev/null || hardening=1
+# ---- end of hardening ----
+
 status=0
 ctest --test-dir "$BUILD_DIR" --output-on-failure -j"$JOBS" </dev/null || status=$?
 if [ "$status" -eq 0 ] && [ "$selftest" -ne 0 ]; then
     echo "test.sh: the dev kit self-check failed (see above)" >&2
     status=$selftest
+fi
+if [ "$status" -eq 0 ] && [ "$hardening" -ne 0 ]; then
+    echo "test.sh: the sanitizer suite or a fuzz smoke run failed (see above)" >&2
+    status=1
 fi
 exit "$status"
