@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The whole CTest suite once more, built with -fsanitize=address,undefined
+# The CTest suite once more, built with -fsanitize=address,undefined
 # (clang) into build-sanitize/: a leak, an overflow or undefined behaviour
 # anywhere a test reaches fails the run.
 set -euo pipefail
@@ -21,6 +21,8 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 export RC_DEVKIT_CERT_CACHE=${RC_DEVKIT_CERT_CACHE:-$PWD/$build_dir/devkit-cert-cache}
 built=$SECONDS
 status=0
-ctest --test-dir "$build_dir" --output-on-failure -j2 </dev/null || status=$?
+# The chaos test is left out: its fifty kills of a sanitized agent would take
+# minutes and check nothing the plain build does not.
+ctest --test-dir "$build_dir" --output-on-failure -j2 -E '^Chaos\.' </dev/null || status=$?
 echo "test-sanitizers: build ${built} s, suite $((SECONDS - built)) s"
 exit "$status"
