@@ -9,7 +9,8 @@ script, and every request recorded as one JSON line.
 Script (all keys optional):
     {"users":  {"rc-user": "rc-pass"},
      "routes": {"/rc/status": [{"code": 200, "body": "...", "delay": 0.0,
-                                "headers": {}},
+                                "headers": {}, "stall": "request"|"headers",
+                                "stall_seconds": 60, "trickle": 0.0},
                                {"redirect": "/rc/other", "code": 302}]},
      "files":  {"/fw/fw-2.3.bin": "content", "/fw/big.bin": {"size": 1048575}},
      "signed_cn": "SN-0001 renewed {n}",
@@ -242,10 +243,15 @@ class Handler(BaseHTTPRequestHandler):
                  "</getQuorvexCAMPublicKeyReply>" % cams)
         return 200, reply.encode("utf-8"), {}
 
-    def decide(self, path, method, body=b""):
-        """(code, body bytes, extra headers) for an authenticated request."""
+    def decide(self, path, method, request_body=b""):
+        """(code, body bytes, extra headers, answer) for an authenticated request."""
         script = self.server.script
         answer = script.next_answer(path)
+        code, body, headers = self.decide_answer(answer, path, method, request_body)
+        return code, body, headers, answer or {}
+
+    def decide_answer(self, answer, path, method, request_body):
+        script = self.server.script
         if answer is not None:
             delay = float(answer.get("delay", 0) or 0)
             if delay > 0:
@@ -267,9 +273,9 @@ class Handler(BaseHTTPRequestHandler):
         if method == "GET" and path in script.files:
             return 200, script.files[path], {"Content-Type": "application/octet-stream"}
         if method == "POST" and path.endswith("/signCSR"):
-            return self.sign(body)
+            return self.sign(request_body)
         if method == "POST" and path.endswith("/getQuorvexCAMPublicKey"):
-            return self.cam_keys(body)
+            return self.cam_keys(request_body)
         return 404, b"not found\n", {"Content-Type": "text/plain"}
 
     def answer(self):
@@ -278,8 +284,9 @@ class Handler(BaseHTTPRequestHandler):
         user, password = self.credentials()
         script = self.server.script
         auth_ok = password is not None and script.users.get(user) == password
+        answer = {}
         if auth_ok:
-            code, payload, headers = self.decide(self.path, self.command, body)
+            code, payload, headers, answer = self.decide(self.path, self.command, body)
         else:
             code, payload, headers = 401, b"unauthorized\n", {
                 "WWW-Authenticate": 'Basic realm="remote-control"'}
@@ -294,14 +301,48 @@ class Handler(BaseHTTPRequestHandler):
             "auth_ok": auth_ok,
             "status": code,
         })
+        stall = answer.get("stall")
+        if stall == "request":
+            self.stall(answer)
+            return
         self.send_response(code)
         headers.setdefault("Content-Type", "application/xml")
         for name, value in headers.items():
             self.send_header(name, str(value))
-        self.send_header("Content-Length", str(len(payload)))
+        # A stalled answer promises a body it never sends.
+        promised = len(payload) + (1024 if stall == "headers" else 0)
+        self.send_header("Content-Length", str(promised))
         self.end_headers()
-        self.wfile.write(payload)
+        if stall == "headers":
+            self.wfile.flush()
+            self.stall(answer)
+            return
+        trickle = float(answer.get("trickle", 0) or 0)
+        if trickle > 0:
+            # A slow but moving server: one byte of the body at a time.
+            for i in range(len(payload)):
+                self.wfile.write(payload[i:i + 1])
+                self.wfile.flush()
+                self.server.activity.touch()
+                time.sleep(trickle)
+        else:
+            self.wfile.write(payload)
         self.server.activity.touch()
+
+    def stall(self, answer):
+        """Says nothing more for a while (or until the client gives up), then
+        closes the connection."""
+        end = time.monotonic() + float(answer.get("stall_seconds", 60))
+        self.request.settimeout(0.2)
+        while time.monotonic() < end:
+            try:
+                if self.request.recv(1) == b"":
+                    break  # the client hung up
+            except (socket.timeout, ssl.SSLWantReadError):
+                continue
+            except (OSError, ssl.SSLError):
+                break
+        self.close_connection = True
 
 
 class Server(ThreadingHTTPServer):

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # The one command that builds the agent and runs every test, on a fresh Debian
 # machine too: as root it installs what is missing first. Needs no terminal
-# (works with CI=true and no standard input). Exits with CTest's status, and
-# CTest's summary is the last thing printed.
+# (works with CI=true and no standard input). Stages, in order: the native
+# suite, the suite under ASan/UBSan with the fuzz smoke runs, and the suite
+# cross-built for the controller (armhf) under qemu-user. The last line names
+# each stage's outcome; the exit status is non-zero when any stage failed.
 set -euo pipefail
 
 cd "$(dirname "$0")/.."
@@ -25,16 +27,26 @@ if [ "$status" -eq 0 ] && [ "$selftest" -ne 0 ]; then
     echo "test.sh: the dev kit self-check failed (see above)" >&2
     status=$selftest
 fi
+native_result=$([ "$status" -eq 0 ] && echo passed || echo FAILED)
+
+# ---- hardening: the suite under ASan/UBSan, fuzz smoke runs (fuzz/README.md) ----
+hardening=0
+bash scripts/test-sanitizers.sh </dev/null || hardening=1
+bash scripts/fuzz-smoke.sh </dev/null || hardening=1
+hardening_result=$([ "$hardening" -eq 0 ] && echo passed || echo FAILED)
+[ "$hardening" -eq 0 ] || status=1
+# ---- end of hardening ----
 
 # --- armhf: the same suite cross-built for the controller, under qemu-user ---
 armhf=0
 bash scripts/test-armhf.sh </dev/null || armhf=$?
-native_result=$([ "$status" -eq 0 ] && echo passed || echo FAILED)
 case "$armhf" in
-    0) echo "test.sh: amd64 $native_result, armhf passed" ;;
-    3) echo "test.sh: amd64 $native_result, armhf skipped (see the line above)" ;;
-    *) echo "test.sh: amd64 $native_result, armhf FAILED (see its CTest summary above)"
+    0) armhf_result=passed ;;
+    3) armhf_result="skipped (see the line above)" ;;
+    *) armhf_result="FAILED (see its CTest summary above)"
        [ "$status" -ne 0 ] || status=$armhf ;;
 esac
 # --- end of the armhf block ---
+
+echo "test.sh: amd64 $native_result, sanitizers and fuzz smoke $hardening_result, armhf $armhf_result"
 exit "$status"

@@ -45,14 +45,16 @@ int sendStatus(PollContext& context, const std::string& statusText) {
     }
     setConnection(context, kConnected);
 
-    std::vector<std::shared_ptr<Command>> commands;
+    std::vector<QueuedCommand> commands;
     try {
         commands = takeReplyCommands(response.data());
     } catch (const std::exception&) {
         logf(4, "Error parsing XML");
         return -2;
     }
-    for (const std::shared_ptr<Command>& command : commands) runAndReport(context, *command);
+    // Every command of the reply is stored by now; the body can go.
+    response = ResponseBuffer();
+    for (const QueuedCommand& command : commands) runQueued(context, command);
     return 0;
 }
 
@@ -102,9 +104,9 @@ void PollLoop::runPass() {
     skipCount_ = (sent == 0 && next < settings().interval()) ? next : 0;
 
     while (!context_.queue.empty()) {
-        std::shared_ptr<Command> command = context_.queue.front();
+        const QueuedCommand command = std::move(context_.queue.front());
         context_.queue.pop_front();
-        runAndReport(context_, *command);
+        runQueued(context_, command);
     }
     if (context_.connectionState == kConnected) fetchQuorvexPublicKeys();
 }

@@ -1,5 +1,7 @@
 #include "common/xml.h"
 
+#include "common/xml_depth.h"
+
 #include <cstring>
 #include <iterator>
 #include <strings.h>
@@ -8,9 +10,13 @@ namespace dorel_remote_control {
 
 const char* const kXmlDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
 
+ParsedXml::ParsedXml() : doc_(std::make_unique<XmlDocument>()) {}
+
 ParsedXml::ParsedXml(const std::string& text)
     : buffer_(text.begin(), text.end()), doc_(std::make_unique<XmlDocument>()) {
     buffer_.push_back('\0');
+    const long tooDeep = xmlDepthExceeded(buffer_.data(), text.size(), kMaxXmlDepth);
+    if (tooDeep >= 0) throw rapidxml::parse_error("document nested too deep", buffer_.data() + tooDeep);
     doc_->parse<0>(buffer_.data());
 }
 

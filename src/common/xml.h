@@ -19,11 +19,20 @@ using XmlNode = rapidxml::xml_node<char>;
 // The declaration that opens every document the agent sends.
 extern const char* const kXmlDeclaration;  // "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
 
+// Deepest element nesting a parsed text may have. RapidXML recurses once per
+// level, so a hostile document nested a hundred thousand deep would exhaust the
+// stack; no document of the server or of the agent comes near this.
+constexpr int kMaxXmlDepth = 256;
+
 // A parsed document together with the text it was parsed from (RapidXML parses
-// in place, so the text must live as long as the nodes).
+// in place, so the text must live as long as the nodes). Every text the agent
+// parses goes through here, so the depth limit holds for all of them.
 class ParsedXml {
 public:
-    // Copies text and parses it; throws rapidxml::parse_error on malformed XML.
+    // An empty document, for building one from scratch.
+    ParsedXml();
+    // Copies text and parses it; throws rapidxml::parse_error on malformed XML
+    // and on a text nested deeper than kMaxXmlDepth (checked before parsing).
     explicit ParsedXml(const std::string& text);
     ParsedXml(const ParsedXml&) = delete;
     ParsedXml& operator=(const ParsedXml&) = delete;

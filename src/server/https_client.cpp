@@ -146,6 +146,8 @@ void HttpsClient::reconfigure() {
     curl_easy_setopt(curl_, CURLOPT_USERNAME, settings().user().c_str());
     curl_easy_setopt(curl_, CURLOPT_PASSWORD, settings().password().c_str());
     curl_easy_setopt(curl_, CURLOPT_ERRORBUFFER, errorBuffer_);
+    curl_easy_setopt(curl_, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(curl_, CURLOPT_LOW_SPEED_TIME, stallSeconds_);
 }
 
 void HttpsClient::dropConnections() {

@@ -46,8 +46,16 @@ public:
     // or any other status.
     ResponseBuffer request(const std::string& url, const char* body);
 
-    // Resets the handle and sets the certificate, CA and authentication options.
+    // Resets the handle and sets the certificate, CA and authentication
+    // options and the stall guard.
     void reconfigure();
+
+    // The stall guard: a transfer that moves less than one byte per second for
+    // this long fails like any transport error, so a server that goes silent
+    // cannot hold the poll pass. Everything else keeps libcurl's defaults.
+    static constexpr long kStallSeconds = 120;
+    // Tests shorten it; 0 or less restores kStallSeconds.
+    void setStallSeconds(long seconds) { stallSeconds_ = seconds > 0 ? seconds : kStallSeconds; }
 
     // After a transfer: logs the HTTP status and throws CurlError "Invalid
     // response code: N" for anything but 200.
@@ -77,6 +85,7 @@ private:
     // Set while a request's transfer runs, so that an exit from inside a
     // write callback does not clean up the handle libcurl is still using.
     bool transferring_ = false;
+    long stallSeconds_ = kStallSeconds;
 };
 
 }  // namespace dorel_remote_control

@@ -1,6 +1,11 @@
 // Intake of the server's statusReply: each command element becomes a stored
 // command. One bad command is logged and skipped; a malformed document ends
 // the intake but keeps the commands already taken, which are stored by then.
+//
+// A reply may carry thousands of commands, so it is never parsed whole: a flat
+// walk finds where each command lies, each one is parsed on its own when it is
+// stored, and only its row id is kept; the command object is made again when
+// its turn comes.
 #include "server/status_reply.h"
 
 #include "commands/core/command.h"
@@ -9,59 +14,160 @@
 #include "common/errors.h"
 #include "common/log.h"
 #include "common/xml.h"
+#include "common/xml_tokens.h"
+
+#include <cstring>
+#include <string>
+#include <utility>
 
 namespace dorel_remote_control {
 
 namespace {
 
-XmlNode* nextElement(XmlNode* node) {
-    do {
-        node = node->next_sibling();
-    } while (node && node->type() != rapidxml::node_element);
-    return node;
+bool named(const XmlToken& token, const char* name) {
+    return token.nameLength == strlen(name) && strncmp(token.name, name, token.nameLength) == 0;
 }
 
-void takeCommand(const XmlNode& element, std::vector<std::shared_ptr<Command>>& taken) {
-    try {
-        std::shared_ptr<Command> command = createCommand(element);
-        save(*command);
-        taken.push_back(std::move(command));
-    } catch (const CommandParsingError& e) {
-        logf(3, "Command parsing error: %s", e.what());
-    } catch (const InvalidCommandError& e) {
-        logf(3, "Invalid command: %s", e.what());
+// Text outside every element: only blanks (and a byte-order mark at the very
+// start) are allowed there.
+bool blankOutside(const char* text, const XmlToken& token) {
+    size_t i = token.begin;
+    if (i == 0 && strncmp(text, "\xEF\xBB\xBF", 3) == 0) i = 3;
+    for (; i < token.end; ++i) {
+        if (!strchr(" \t\r\n", text[i])) return false;
+    }
+    return true;
+}
+
+// Where the commands of a reply lie in its text: the first element child and
+// every later element child of the first commands element of the first
+// statusReply at the top. The whole reply is checked first, so that a reply
+// the parser would refuse gives no command at all.
+struct ReplyLayout {
+    bool hasReply = false;
+    bool hasCommands = false;
+    std::vector<std::pair<size_t, size_t>> commands;  // [begin, end) of each element
+    const char* error = nullptr;
+};
+
+ReplyLayout layoutOf(const char* text) {
+    ReplyLayout layout;
+    XmlTokens tokens(text, strlen(text));
+    enum { Before, InReply, InCommands, Done } where = Before;
+    int depth = 0;
+    bool takingCommands = false;
+    size_t commandBegin = 0;
+    for (;;) {
+        const XmlToken token = tokens.next();
+        switch (token.kind) {
+        case XmlToken::Text:
+            if (depth == 0 && !blankOutside(text, token)) layout.error = "expected <";
+            break;
+        case XmlToken::StartTag:
+        case XmlToken::EmptyTag: {
+            const bool empty = token.kind == XmlToken::EmptyTag;
+            if (where == Before && depth == 0 && named(token, "statusReply")) {
+                layout.hasReply = true;
+                where = empty ? Done : InReply;
+            } else if (where == InReply && depth == 1 && named(token, "commands")) {
+                layout.hasCommands = true;
+                where = empty ? Done : InCommands;
+            } else if (where == InCommands && depth == 2) {
+                // Whatever follows the first command element is taken as a
+                // command too; the factory rejects what is not one.
+                takingCommands = takingCommands || named(token, "command");
+                if (takingCommands && empty) layout.commands.emplace_back(token.begin, token.end);
+                commandBegin = token.begin;
+            }
+            if (!empty && ++depth > kMaxXmlDepth) layout.error = "document nested too deep";
+            break;
+        }
+        case XmlToken::EndTag:
+            if (depth == 0) {
+                layout.error = "expected element name";
+                break;
+            }
+            --depth;
+            if (where == InCommands && depth == 2 && takingCommands) layout.commands.emplace_back(commandBegin, token.end);
+            if (where == InCommands && depth == 1) where = Done;
+            if (where == InReply && depth == 0) where = Done;
+            break;
+        case XmlToken::Malformed:
+            layout.error = "malformed tag";
+            break;
+        case XmlToken::End:
+            if (depth > 0) layout.error = "unexpected end of data";
+            return layout;
+        }
+        if (layout.error != nullptr) return layout;
     }
 }
 
-}  // namespace
-
-std::vector<std::shared_ptr<Command>> takeReplyCommands(const char* body) {
-    std::vector<std::shared_ptr<Command>> taken;
+// Makes each command of the reply with the factory and hands it to take, in
+// document order; a command the factory refuses is logged and skipped. A
+// command whose text does not parse ends the walk (logged), keeping those
+// taken before.
+template <class Take>
+void forEachCommand(const char* text, const ReplyLayout& layout, Take take) {
     try {
-        // A private copy: the parser works in place and the nodes point into it.
-        ParsedXml document(body ? body : "");
-        XmlNode* reply = document.doc().first_node("statusReply");
-        if (!reply) {
-            logf(4, "XML parsing error: no 'statusReply' node.");
-            return taken;
-        }
-        XmlNode* commands = reply->first_node("commands");
-        if (!commands) {
-            // Most replies carry no commands at all.
-            logf(6, "XML parsing error: no 'commands' node.");
-            return taken;
-        }
-        // Whatever follows the first command element is taken as a command
-        // too; the factory rejects what is not one.
-        for (XmlNode* element = commands->first_node("command"); element;
-             element = nextElement(element)) {
+        for (const auto& range : layout.commands) {
             logf(7, "New command");
-            takeCommand(*element, taken);
+            try {
+                std::shared_ptr<Command> command =
+                    createCommand(std::string(text + range.first, range.second - range.first));
+                take(*command);
+            } catch (const CommandParsingError& e) {
+                logf(3, "Command parsing error: %s", e.what());
+            } catch (const InvalidCommandError& e) {
+                logf(3, "Invalid command: %s", e.what());
+            }
         }
     } catch (const rapidxml::parse_error& e) {
         logf(4, "XML parsing error: %s\n", e.what());
     }
+}
+
+// Stores the commands in one transaction and returns their rows. Without a
+// store, or when the commit fails, they are handed over unstored, as texts.
+std::vector<QueuedCommand> storeCommands(const char* text, const ReplyLayout& layout) {
+    std::vector<QueuedCommand> taken;
+    StoreBatch batch;
+    forEachCommand(text, layout, [&](Command& command) {
+        QueuedCommand queued;
+        if (batch.write(command)) {
+            queued.rowId = command.id();
+        } else {
+            queued.envelope = command.envelopeText();
+        }
+        taken.push_back(std::move(queued));
+    });
+    if (batch.commit() || taken.empty()) return taken;
+
+    logf(3, "Could not store the commands of the reply; running them unstored");
+    const size_t count = taken.size();
+    taken.clear();
+    forEachCommand(text, layout, [&](Command& command) {
+        if (taken.size() < count) taken.push_back(QueuedCommand{0, command.envelopeText()});
+    });
     return taken;
+}
+
+}  // namespace
+
+std::vector<QueuedCommand> takeReplyCommands(const char* body) {
+    const char* text = body ? body : "";
+    const ReplyLayout layout = layoutOf(text);
+    if (layout.error != nullptr) {
+        logf(4, "XML parsing error: %s\n", layout.error);
+    } else if (!layout.hasReply) {
+        logf(4, "XML parsing error: no 'statusReply' node.");
+    } else if (!layout.hasCommands) {
+        // Most replies carry no commands at all.
+        logf(6, "XML parsing error: no 'commands' node.");
+    } else if (!layout.commands.empty()) {
+        return storeCommands(text, layout);
+    }
+    return {};
 }
 
 }  // namespace dorel_remote_control

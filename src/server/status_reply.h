@@ -1,19 +1,20 @@
-// Intake of the server's answer to a status document: every command it
-// carries is created, stored with status 0 and handed over in document order.
-// Bad content ends in log lines, never in an exception.
+// Intake of the server's answer to a status document or a result: every
+// command it carries is checked by the factory and stored with status 0, all
+// of them in one transaction, before the first one runs. Bad content ends in
+// log lines, never in an exception.
 #pragma once
 
-#include <memory>
-#include <string>
+#include "commands/core/poll_context.h"
+
 #include <vector>
 
 namespace dorel_remote_control {
 
-class Command;
-
-// Parses body as a statusReply, stores each command and returns them in order.
-// A command that fails parsing is logged and skipped; a malformed document ends
-// the intake, keeping what was taken before.
-std::vector<std::shared_ptr<Command>> takeReplyCommands(const char* body);
+// Parses body as a statusReply, stores its commands and returns them in
+// document order, each as its stored row (or, when the store would not take
+// them, as its envelope text, so that it still runs). A command that fails
+// parsing is logged and skipped; a malformed document ends the intake, keeping
+// what was taken before.
+std::vector<QueuedCommand> takeReplyCommands(const char* body);
 
 }  // namespace dorel_remote_control

@@ -1,7 +1,9 @@
-// Taking the commands of the server's statusReply: each one stored with
-// status 0 and handed over in order; bad ones logged and skipped.
+// Taking the commands of the server's statusReply: all stored with status 0
+// in one transaction and handed over in order as their rows; bad ones logged
+// and skipped.
 #include "commands/core/command.h"
 #include "server/status_reply.h"
+#include "support/fake_clock.h"
 #include "support/headend_root.h"
 #include "support/log_capture.h"
 
@@ -43,15 +45,57 @@ TEST_F(StatusReplyIntake, GoodCommandsAreStoredAndHandedOverInOrderAndBadOnesSki
     const auto taken = takeReplyCommands(body.c_str());
 
     ASSERT_EQ(taken.size(), 2u);
-    EXPECT_EQ(taken[0]->name(), "changePassword");
-    EXPECT_EQ(taken[1]->commandId(), 13);
-    for (const auto& command : taken) EXPECT_EQ(command->status(), kStatusReceived);
     EXPECT_EQ(stored(), (std::vector<std::vector<std::string>>{{"11", "0"}, {"13", "0"}}));
+    const auto ids = root_.query("/dorel/DB/remote_control.sqlite", "SELECT id FROM RCCommand ORDER BY id");
+    for (size_t i = 0; i < taken.size(); ++i) {
+        EXPECT_EQ(std::to_string(taken[i].rowId), ids[i][0]);
+        EXPECT_TRUE(taken[i].envelope.empty()) << "a stored command is handed over as its row only";
+    }
     EXPECT_TRUE(log_.contains("Invalid command: bogusCommand")) << log_.dump();
     EXPECT_EQ(log_.count("Command parsing error: "), 1) << log_.dump();
 }
 
+TEST_F(StatusReplyIntake, CommandsAreFoundWhereTheParserWouldFindThemAndABrokenReplyGivesNone) {
+    const std::string a = command(31, "<getScheduledCommands/>");
+    const std::string b = command(32, "<getScheduledCommands note='</commands></statusReply>'/>");
+    const struct {
+        std::string body;
+        std::vector<std::vector<std::string>> rows;
+    } cases[] = {
+        {"\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<!-- x --><statusReply><commands>" + a + b +
+             "</commands><commands>" + a + "</commands></statusReply>\n",
+         {{"31", "0"}, {"32", "0"}}},
+        {"<other><statusReply><commands>" + a + "</commands></statusReply></other><statusReply><x><commands>" + a +
+             "</commands></x><commands><![CDATA[<command>]]>" + b + "</commands></statusReply>",
+         {{"32", "0"}}},
+        {"<statusReply><commands>" + a + b + "</commands></statusReply>junk", {}},
+        {"<statusReply><commands>" + a + b + "</commands>", {}},
+        {"<statusReply><commands>" + a + b + "</commands></statusReply></extra>", {}},
+        {"<statusReply><commands>" + a + "<command <id>", {}},
+    };
+    for (const auto& c : cases) {
+        root_.exec("/dorel/DB/remote_control.sqlite", "DELETE FROM RCCommand");
+        takeReplyCommands(c.body.c_str());
+        EXPECT_EQ(stored(), c.rows) << c.body;
+    }
+}
+
+TEST_F(StatusReplyIntake, CommandsTheStoreRefusesAreHandedOverAsTextAndStillRun) {
+    rctest::FakeClock clock;  // the store's retries wait on it
+    root_.exec("/dorel/DB/remote_control.sqlite", "DROP TABLE RCCommand");
+    const std::string body = "<statusReply><commands>" + command(21, "<changePassword/>") +
+                             command(22, "<getScheduledCommands/>") + "</commands></statusReply>";
+    const auto taken = takeReplyCommands(body.c_str());
+    ASSERT_EQ(taken.size(), 2u);
+    EXPECT_EQ(taken[0].rowId, 0);
+    EXPECT_NE(taken[0].envelope.find("<id>21</id>"), std::string::npos) << taken[0].envelope;
+    EXPECT_NE(taken[1].envelope.find("<getScheduledCommands"), std::string::npos) << taken[1].envelope;
+}
+
 TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
+    // Far deeper than the parser's stack would take.
+    std::string deep = "<statusReply><commands>" + command(1, "<changePassword/>");
+    for (int i = 0; i < 100000; ++i) deep += "<command>";
     const struct {
         const char* body;
         const char* line;  // the start of the one line logged, null for none
@@ -61,6 +105,7 @@ TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
         {nullptr, "XML parsing error: no 'statusReply' node.", 4},
         {"<statusReply><result>0</result></statusReply>", "XML parsing error: no 'commands' node.", 6},
         {"<statusReply><commands>\n  </commands></statusReply>", nullptr, 0},
+        {deep.c_str(), "XML parsing error: document nested too deep", 4},
     };
     for (const auto& c : cases) {
         log_.clear();

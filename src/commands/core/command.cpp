@@ -1,6 +1,7 @@
 // The command envelope and the run protocol shared by every command.
 #include "commands/core/command.h"
 
+#include "commands/core/command_store.h"
 #include "commands/core/result_codes.h"
 #include "common/clock.h"
 #include "common/errors.h"
@@ -90,6 +91,19 @@ XmlNode* Command::requiredChild(const XmlNode* parent, const char* name, const c
         addError(kInvalidCommand, missing);
     }
     return node;
+}
+
+bool Command::finishInStore(StoreBatch& batch) {
+    // The state run() gives the command when execute() returns, written now.
+    if (!result_->markSet()) result_->setCompletionMark(!result_->hasErrors());
+    const int running = status_;
+    status_ = kStatusFinished;
+    if (batch.write(*this) && batch.commit()) return true;
+    status_ = running;
+    logf(3, "%s: could not store its rows and its result together", name_.c_str());
+    result_->setCompletionMark(false);
+    addError(kCouldNotAccessDatabase);
+    return false;
 }
 
 doreldb::DbHandle Command::openDatabaseOrReport(const std::string& path) {

@@ -17,6 +17,8 @@
 
 namespace dorel_remote_control {
 
+class StoreBatch;
+
 enum CommandStatus : int {
     kStatusReceived = 0,
     kStatusRunning = 1,
@@ -75,6 +77,13 @@ protected:
     // logs it, records error 102 and returns a null handle.
     doreldb::DbHandle openDatabaseOrReport(const std::string& path);
     void addError(int code, const std::string& detail = std::string()) { result_->addError(code, detail); }
+    // Ends execute() of a command that adds rows to the command store: its
+    // finished state (status 2, completion mark, result) goes into the same
+    // transaction as those rows, so that a kill leaves both or neither and a
+    // restarted agent never runs it again over rows already committed. When
+    // the commit fails, records error 102 (run() then tries again) and
+    // returns false.
+    bool finishInStore(StoreBatch& batch);
 
 private:
     ParsedXml envelope_;

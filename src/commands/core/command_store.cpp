@@ -7,6 +7,7 @@
 #include "db/tables.h"
 
 #include <cstdio>
+#include <string>
 
 namespace dorel_remote_control {
 
@@ -26,11 +27,9 @@ bool deleteRow(sqlite3* db, const Command& command) {
     return true;
 }
 
+// Insert or update of the command's row inside an open transaction.
 bool writeRow(sqlite3* db, Command& command) {
-    doreldb::Transaction transaction(db);
-    if (transaction.begin() != SQLITE_OK) return false;
     logf(7, "Saving command to DB");
-
     const bool isNew = command.id() < 1;
     doreldb::Record row(col::table());
     if (isNew) {
@@ -45,12 +44,8 @@ bool writeRow(sqlite3* db, Command& command) {
     row.setInt(col::nextTime, command.nextTime());
     row.set(col::schedule, command.schedule());
 
-    int rc = isNew ? doreldb::insert(db, row) : doreldb::update(db, row);
-    if (rc != SQLITE_OK) {
-        transaction.rollback();
-        return false;
-    }
-    if (transaction.commit() != SQLITE_OK) return false;
+    const int rc = isNew ? doreldb::insert(db, row) : doreldb::update(db, row);
+    if (rc != SQLITE_OK) return false;
     if (isNew) command.setId(row.toInt(col::id));
     return true;
 }
@@ -58,10 +53,34 @@ bool writeRow(sqlite3* db, Command& command) {
 }  // namespace
 
 bool save(Command& command) {
-    doreldb::DbHandle db = doreldb::openDatabase(paths::remoteControlDb());
-    if (!db) return false;
-    if (command.status() == kStatusDelivered) return deleteRow(db.get(), command);
-    return writeRow(db.get(), command);
+    StoreBatch batch;
+    return batch.ok() && batch.write(command) && batch.commit();
+}
+
+StoreBatch::StoreBatch() : db_(doreldb::openDatabase(paths::remoteControlDb())) {
+    if (!db_) return;
+    transaction_ = std::make_unique<doreldb::Transaction>(db_.get());
+    ok_ = transaction_->begin() == SQLITE_OK;
+}
+
+// The transaction goes before the database it rolls back.
+StoreBatch::~StoreBatch() { transaction_.reset(); }
+
+bool StoreBatch::write(Command& command) {
+    if (!ok_) return false;
+    const bool written =
+        command.status() == kStatusDelivered ? deleteRow(db_.get(), command) : writeRow(db_.get(), command);
+    // Some failures (a full disk, an I/O error) roll back the whole
+    // transaction: what follows would be written outside it, one sync each,
+    // and the rows before are gone anyway.
+    if (!written && sqlite3_get_autocommit(db_.get())) ok_ = false;
+    return written;
+}
+
+bool StoreBatch::commit() {
+    if (!ok_) return false;
+    ok_ = false;
+    return transaction_->commit() == SQLITE_OK;
 }
 
 void load(Command& command, const doreldb::Record& row) {
@@ -70,6 +89,10 @@ void load(Command& command, const doreldb::Record& row) {
     command.setSchedule(row.text(col::schedule));
     command.setStatus(row.toInt(col::status));
     if (command.status() == kStatusFinished) command.result().loadPrinted(row.text(col::result));
+}
+
+std::vector<doreldb::Record> selectId(sqlite3* db, int id) {
+    return doreldb::doSelect(db, col::table(), " WHERE id = %Q ", std::to_string(id).c_str());
 }
 
 std::vector<doreldb::Record> selectFinished(sqlite3* db) {

@@ -6,6 +6,7 @@
 #include "db/access.h"
 
 #include <ctime>
+#include <memory>
 #include <vector>
 
 namespace dorel_remote_control {
@@ -20,6 +21,32 @@ extern const char* const kStoredCommandPrefix;  // "<?xml version\"1.0\" encodin
 // database cannot be opened or the write failed (and was rolled back).
 bool save(Command& command);
 
+// Writes to the store that take effect together or not at all: the commands
+// of one reply (one disk sync for all of them, and none is lost half-way), or
+// the rows a command adds together with its own finished state (so a restart
+// after a kill finds both or neither, and never repeats the rows).
+class StoreBatch {
+public:
+    // Opens the store and begins the transaction; ok() tells whether both worked.
+    StoreBatch();
+    ~StoreBatch();
+    StoreBatch(const StoreBatch&) = delete;
+    StoreBatch& operator=(const StoreBatch&) = delete;
+
+    bool ok() const { return ok_; }
+    // save() inside the batch. A new row's id is set on the command at once
+    // and holds only once commit() succeeded. A failure that cost the whole
+    // transaction ends the batch: every later write and the commit fail.
+    bool write(Command& command);
+    // Rolled back when the commit fails, and when the batch goes without one.
+    bool commit();
+
+private:
+    doreldb::DbHandle db_;
+    std::unique_ptr<doreldb::Transaction> transaction_;
+    bool ok_ = false;
+};
+
 // Sets id, nextTime, schedule and status from a stored row, and for status 2
 // the stored result (so the same text is sent again).
 void load(Command& command, const doreldb::Record& row);
@@ -28,6 +55,8 @@ void load(Command& command, const doreldb::Record& row);
 // poll pass is waited for and runs at its second instead of up to a minute late.
 constexpr long kDueLookAheadSeconds = 70;
 
+// The row with that id (none when it is gone).
+std::vector<doreldb::Record> selectId(sqlite3* db, int id);
 // Rows whose result waits for delivery (status 2).
 std::vector<doreldb::Record> selectFinished(sqlite3* db);
 // Rows to run now: status 0, and status 4 due within 70 seconds of now;

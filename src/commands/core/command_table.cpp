@@ -17,6 +17,7 @@
 #include "commands/query/set_quorvex_cam_list.h"
 #include "commands/setconfig/set_configuration.h"
 
+#include <iterator>
 #include <strings.h>
 
 namespace dorel_remote_control {
@@ -58,6 +59,10 @@ const CommandEntry* findCommand(const char* name) {
         if (strcasecmp(entry.name, name) == 0) return &entry;
     }
     return nullptr;
+}
+
+CommandRows allCommands() {
+    return {std::begin(kCommands), std::end(kCommands)};
 }
 
 }  // namespace dorel_remote_control

@@ -18,4 +18,13 @@ struct CommandEntry {
 // The row whose name equals name ignoring case, or null.
 const CommandEntry* findCommand(const char* name);
 
+// Every row, for tools that go through all commands (the fuzz targets).
+struct CommandRows {
+    const CommandEntry* first;
+    const CommandEntry* last;  // one past the end
+    const CommandEntry* begin() const { return first; }
+    const CommandEntry* end() const { return last; }
+};
+CommandRows allCommands();
+
 }  // namespace dorel_remote_control

@@ -70,7 +70,7 @@ void sendResult(PollContext& context, Command& command) {
 
     const std::string url = settings().serverAddress() + "commandResult";
     logf(7, "Sending commandResult");
-    std::vector<std::shared_ptr<Command>> replyCommands;
+    std::vector<QueuedCommand> replyCommands;
     try {
         ResponseBuffer response = HttpsClient::instance().request(url, text.c_str());
         replyCommands = takeReplyCommands(response.data() != nullptr ? response.data() : "");
@@ -80,7 +80,7 @@ void sendResult(PollContext& context, Command& command) {
         save(command);
         return;
     }
-    for (std::shared_ptr<Command>& next : replyCommands) context.queue.push_back(std::move(next));
+    for (QueuedCommand& next : replyCommands) context.queue.push_back(std::move(next));
     command.setStatus(kStatusDelivered);
     save(command);
 }
@@ -104,6 +104,26 @@ std::shared_ptr<Command> recreate(const doreldb::Record& row) {
 }
 
 }  // namespace
+
+void runQueued(PollContext& context, const QueuedCommand& queued) {
+    std::shared_ptr<Command> command;
+    if (queued.rowId > 0) {
+        const std::vector<doreldb::Record> rows = readRows(selectId, queued.rowId);
+        if (rows.empty() || rows.front().toInt(doreldb::RCCommand::status) != kStatusReceived) {
+            logf(7, "Queued command %d is no longer waiting", queued.rowId);
+            return;
+        }
+        command = recreate(rows.front());
+    } else {
+        try {
+            command = createCommand(queued.envelope);
+        } catch (const std::exception& e) {
+            // It was made once already at the intake.
+            logf(3, "Could not parse queued command: %s", e.what());
+        }
+    }
+    if (command) runAndReport(context, *command);
+}
 
 void reportFinished(PollContext& context) {
     logf(7, "Checking if there are finished commands");

@@ -26,6 +26,11 @@ std::shared_ptr<Command> createFromRow(const doreldb::Record& row);
 // run() then sendResult().
 void runAndReport(PollContext& context, Command& command);
 
+// Makes the queued command from its row (or its text) and runs and reports
+// it. A row that is gone or no longer waits with status 0 was taken care of
+// already and is left alone.
+void runQueued(PollContext& context, const QueuedCommand& queued);
+
 // Posts the result to <server>commandResult. Delivered: the reply's commands
 // join the context's queue and the command's row is deleted. Not delivered:
 // the command is saved with status 2 for a later pass.

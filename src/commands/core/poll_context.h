@@ -4,11 +4,10 @@
 
 #include <ctime>
 #include <deque>
-#include <memory>
+#include <string>
 
 namespace dorel_remote_control {
 
-class Command;
 class PassDatabases;
 
 enum ConnectionState : int {
@@ -17,12 +16,20 @@ enum ConnectionState : int {
     kNotConnected = 2,
 };
 
+// A command of a server reply waiting for its turn: its row in the store, or,
+// when the store would not take it, its envelope text. The command object is
+// made only when it runs, so a long list costs little until then.
+struct QueuedCommand {
+    int rowId = 0;
+    std::string envelope;
+};
+
 struct PollContext {
     int connectionState = kConnectionUnknown;
     time_t lastFlagWrite = 0;
     // Commands that arrived in replies to result deliveries, to be run after
     // the next status exchange.
-    std::deque<std::shared_ptr<Command>> queue;
+    std::deque<QueuedCommand> queue;
     // The databases of the pass under way (null outside a pass).
     PassDatabases* databases = nullptr;
 };

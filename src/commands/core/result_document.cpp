@@ -31,28 +31,27 @@ ResultDocument::ResultDocument() {
 void ResultDocument::build(const std::string& commandId) {
     // A fresh document rather than emptied elements: RapidXML's pool never
     // gives memory back, and a command may be retried ten times.
-    doc_ = std::make_unique<XmlDocument>();
+    doc_ = std::make_unique<ParsedXml>();
     loadedText_.clear();
     loadedCanonical_.clear();
-    loadedBuffer_.clear();
-    loadedBuffer_.shrink_to_fit();
     errors_.clear();
     markSet_ = false;
 
     const Settings& identity = settings();
-    root_ = appendElement(*doc_, doc_.get(), "commandResult");
-    appendElement(*doc_, root_, "id", identity.hostName());
-    appendElement(*doc_, root_, "mac", identity.mac());
-    appendElement(*doc_, root_, "serialNumber", identity.serialNumber());
-    appendElement(*doc_, root_, "zatContractId", identity.contractId());
-    commandId_ = appendElement(*doc_, root_, "commandId", commandId);
-    mark_ = appendElement(*doc_, root_, "result", "1");
-    errorsElement_ = appendElement(*doc_, root_, "errors");
-    data_ = appendElement(*doc_, root_, "data");
+    XmlDocument& doc = doc_->doc();
+    root_ = appendElement(doc, &doc, "commandResult");
+    appendElement(doc, root_, "id", identity.hostName());
+    appendElement(doc, root_, "mac", identity.mac());
+    appendElement(doc, root_, "serialNumber", identity.serialNumber());
+    appendElement(doc, root_, "zatContractId", identity.contractId());
+    commandId_ = appendElement(doc, root_, "commandId", commandId);
+    mark_ = appendElement(doc, root_, "result", "1");
+    errorsElement_ = appendElement(doc, root_, "errors");
+    data_ = appendElement(doc, root_, "data");
 }
 
 void ResultDocument::setCommandId(int commandId) {
-    commandId_->value(doc_->allocate_string(std::to_string(commandId).c_str()));
+    commandId_->value(doc_->doc().allocate_string(std::to_string(commandId).c_str()));
 }
 
 void ResultDocument::addError(int code, const std::string& detail) {
@@ -79,9 +78,9 @@ void ResultDocument::clear() {
 std::string ResultDocument::render(bool logErrors) {
     errorsElement_->remove_all_nodes();
     for (const auto& entry : errors_) {
-        XmlNode* error = appendElement(*doc_, errorsElement_, "error");
-        appendElement(*doc_, error, "id", std::to_string(entry.first));
-        appendElement(*doc_, error, "text", entry.second);
+        XmlNode* error = appendElement(doc_->doc(), errorsElement_, "error");
+        appendElement(doc_->doc(), error, "id", std::to_string(entry.first));
+        appendElement(doc_->doc(), error, "text", entry.second);
         if (logErrors) logf(3, "Command error: %d %s", entry.first, entry.second.c_str());
     }
     return kXmlDeclaration + printXml(*root_);
@@ -97,12 +96,10 @@ std::string ResultDocument::print() {
 }
 
 void ResultDocument::loadPrinted(const std::string& text) {
-    std::vector<char> buffer(text.begin(), text.end());
-    buffer.push_back('\0');
-    auto doc = std::make_unique<XmlDocument>();
-    doc->parse<0>(buffer.data());
-    XmlNode* root = childElement(doc.get(), "commandResult");
-    if (root == nullptr) throw rapidxml::parse_error("no 'commandResult' element", buffer.data());
+    auto parsed = std::make_unique<ParsedXml>(text);
+    XmlDocument* doc = &parsed->doc();
+    XmlNode* root = childElement(doc, "commandResult");
+    if (root == nullptr) throw rapidxml::parse_error("no 'commandResult' element", nullptr);
 
     std::map<int, std::string> errors;
     XmlNode* errorsElement = childOrAppend(*doc, root, "errors");
@@ -120,8 +117,7 @@ void ResultDocument::loadPrinted(const std::string& text) {
     data_ = childOrAppend(*doc, root, "data");
     errorsElement_ = errorsElement;
     root_ = root;
-    doc_ = std::move(doc);
-    loadedBuffer_ = std::move(buffer);
+    doc_ = std::move(parsed);
     errors_ = std::move(errors);
     markSet_ = true;
     loadedText_ = text;

@@ -43,7 +43,7 @@ public:
     // The element the command writes its output into, and the document that
     // owns the nodes (for allocating new ones).
     XmlNode* data() { return data_; }
-    XmlDocument& doc() { return *doc_; }
+    XmlDocument& doc() { return doc_->doc(); }
 
     // Drops the error entries, the output and the explicit mark (a retried
     // command starts again from a clean result).
@@ -62,10 +62,9 @@ private:
     // Writes the error entries into the tree and prints it.
     std::string render(bool logErrors);
 
-    std::unique_ptr<XmlDocument> doc_;
+    std::unique_ptr<ParsedXml> doc_;  // a reloaded text's parse, or a fresh document
     std::string loadedText_;     // a reloaded text, returned as it was while unchanged
     std::string loadedCanonical_;  // what the reloaded tree printed to when it was loaded
-    std::vector<char> loadedBuffer_;  // keeps a reloaded text alive for in-place nodes
     XmlNode* root_ = nullptr;
     XmlNode* commandId_ = nullptr;
     XmlNode* mark_ = nullptr;

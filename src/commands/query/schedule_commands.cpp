@@ -9,6 +9,24 @@
 
 namespace dorel_remote_control {
 
+std::shared_ptr<Command> CmdScheduleCommands::innerCommand(const XmlNode& element) {
+    try {
+        return createCommand(element);
+    } catch (const CommandParsingError& e) {
+        logf(3, "Command parsing error: %s", e.what());
+        addError(kInvalidCommand, e.what());
+    } catch (const InvalidCommandError& e) {
+        logf(3, "Invalid command: %s", e.what());
+        addError(kInvalidCommand, e.what());
+    } catch (const rapidxml::parse_error& e) {
+        // The element came out of a parsed document, so this needs text
+        // the printer cannot round-trip; refuse it like any bad command.
+        logf(4, "Could not parse scheduled command: %s", e.what());
+        addError(kInvalidCommand, e.what());
+    }
+    return nullptr;
+}
+
 void CmdScheduleCommands::execute() {
     startResult();
 
@@ -25,41 +43,29 @@ void CmdScheduleCommands::execute() {
     XmlNode* commands = requiredParameter("commands", "No 'commands' field found.");
     if (commands == nullptr) return;
 
-    size_t position = 0;
+    StoreBatch batch;
+    if (!batch.ok()) {
+        logf(3, "Could not open the command store");
+        addError(kCouldNotAccessDatabase);
+        return;
+    }
     for (XmlNode* child = commands->first_node(); child != nullptr; child = child->next_sibling()) {
         if (child->type() != rapidxml::node_element) continue;
-        if (position++ < stored_) continue;
-
-        std::shared_ptr<Command> inner;
-        try {
-            inner = createCommand(*child);
-        } catch (const CommandParsingError& e) {
-            // The ones before stay stored: the server learns from the error
-            // text which command of the list was refused.
-            logf(3, "Command parsing error: %s", e.what());
-            addError(kInvalidCommand, e.what());
-            return;
-        } catch (const InvalidCommandError& e) {
-            logf(3, "Invalid command: %s", e.what());
-            addError(kInvalidCommand, e.what());
-            return;
-        } catch (const rapidxml::parse_error& e) {
-            // The element came out of a parsed document, so this needs text
-            // the printer cannot round-trip; refuse it like any bad command.
-            logf(4, "Could not parse scheduled command: %s", e.what());
-            addError(kInvalidCommand, e.what());
-            return;
-        }
+        std::shared_ptr<Command> inner = innerCommand(*child);
+        // The ones before stay stored: the server learns from the error text
+        // which command of the list was refused.
+        if (!inner) break;
         inner->setSchedule(when);
         inner->setNextTime(nextTime);
         inner->setStatus(kStatusScheduled);
-        if (!save(*inner)) {
+        if (!batch.write(*inner)) {
+            // Nothing of this attempt stays; run() tries again.
             logf(3, "Could not store scheduled command %d", inner->commandId());
             addError(kCouldNotAccessDatabase);
             return;
         }
-        ++stored_;
     }
+    finishInStore(batch);
 }
 
 }  // namespace dorel_remote_control

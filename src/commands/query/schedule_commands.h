@@ -1,9 +1,9 @@
-// scheduleCommands: stores a list of commands to run at one moment (UTC).
+// scheduleCommands: stores a list of commands to run at one moment (UTC). The
+// inner commands and the command's own finished state are committed in one
+// transaction, so an attempt either stored all of them, once, or nothing.
 #pragma once
 
 #include "commands/core/command.h"
-
-#include <cstddef>
 
 namespace dorel_remote_control {
 
@@ -15,9 +15,9 @@ protected:
     void execute() override;
 
 private:
-    // Inner commands already in the store. run() repeats execute() after a
-    // database failure; those must not be stored a second time.
-    size_t stored_ = 0;
+    // The inner command made from its element; null (error 101 recorded) when
+    // the factory refuses it.
+    std::shared_ptr<Command> innerCommand(const XmlNode& element);
 };
 
 }  // namespace dorel_remote_control

@@ -34,9 +34,11 @@ protected:
     }
     Errors errorsOf(const std::string& envelopeText) { return run(envelopeText)->result().errors(); }
 
-    // Rows of RCCommand as (commandId, status, nextTime, schedule, command).
+    // Rows of RCCommand as (commandId, status, nextTime, schedule, command),
+    // without the finished rows a scheduling command leaves of itself.
     Rows storedRows() const {
-        return root_.query(kStore, "SELECT commandId, status, nextTime, schedule, command FROM RCCommand ORDER BY id");
+        return root_.query(kStore, "SELECT commandId, status, nextTime, schedule, command FROM RCCommand "
+                                   "WHERE status <> '2' ORDER BY id");
     }
     void insertRow(int commandId, int status, const std::string& commandText) const {
         root_.exec(kStore, "INSERT INTO RCCommand (commandId, status, nextTime, schedule, command, result) VALUES ('" +

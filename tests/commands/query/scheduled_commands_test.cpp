@@ -28,6 +28,28 @@ TEST_F(StoreTest, ScheduleCommandsStoresEachInnerCommandAtItsUtcSecond) {
     }
     // What the poll cycle reads back is the inner command alone, parameters and all.
     EXPECT_EQ("kept", nodeText(childElement(createCommand(rows[1][4])->commandElement(), "note")));
+    // Committed with them: the scheduling command itself, finished and
+    // marked as a success.
+    EXPECT_EQ((Rows{{"3", "2", "1"}}), root_.query(kStore, "SELECT commandId, status, result LIKE '%<result>0<%' "
+                                                           "FROM RCCommand WHERE status = '2'"));
+}
+
+TEST_F(StoreTest, ScheduleCommandsKilledBeforeReportingIsNotRunAgainAfterARestart) {
+    {
+        // Taken from a reply and run; the agent dies before the result goes out.
+        auto command = createCommand(schedule(kWhen, envelope(11, kGet) + envelope(12, kGet)));
+        ASSERT_TRUE(save(*command));
+        command->run();
+    }
+    // The restarted agent: what a pass runs before it talks to the server.
+    PollContext context;
+    testing::internal::CaptureStdout();
+    reportFinished(context);
+    runPending(context);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ((Rows{{"11", "4"}, {"12", "4"}, {"3", "2"}}),
+              root_.query(kStore, "SELECT commandId, status FROM RCCommand ORDER BY status DESC, id"))
+        << "one row per inner command; the result still waits for the server";
 }
 
 TEST_F(StoreTest, ScheduleCommandsRefusesBadRequestsKeepingTheInnerCommandsBeforeTheFault) {
@@ -82,7 +104,9 @@ protected:
         // The same id already taken up by the poll cycle: not waiting, never removed.
         insertRow(60, kStatusReceived, std::string(kStoredCommandPrefix) + envelope(60, kGet));
     }
-    Rows remaining() const { return root_.query(kStore, "SELECT commandId, status FROM RCCommand ORDER BY id"); }
+    Rows remaining() const {
+        return root_.query(kStore, "SELECT commandId, status FROM RCCommand WHERE status <> '2' ORDER BY id");
+    }
 };
 
 TEST_F(RemoveScheduledCommands, RemovesTheListedWaitingIdsOrAllOfThem) {

@@ -1,0 +1,77 @@
+#include "fuzz_root.h"
+
+#include "common/clock.h"
+#include "server/settings.h"
+
+#include <sqlite3.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace rcfuzz {
+namespace {
+
+std::string& rootPath() {
+    static std::string path;
+    return path;
+}
+
+void removeRoot() {
+    std::error_code ignored;
+    if (!rootPath().empty()) std::filesystem::remove_all(rootPath(), ignored);
+}
+
+void fail(const std::string& what) {
+    std::fprintf(stderr, "fuzz: %s\n", what.c_str());
+    removeRoot();
+    std::exit(2);
+}
+
+}  // namespace
+
+void prepareHeadend() {
+    if (!rootPath().empty()) return;
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/rc-fuzz-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) fail("cannot make a temporary directory");
+    rootPath() = pattern;
+    std::atexit(removeRoot);
+
+    const std::string make = "python3 '" RC_SOURCE_DIR "/devkit/make-headend' '" + pattern +
+                             "' --no-certs --active 1 --server-url https://127.0.0.1:1/rc/ >/dev/null";
+    if (std::system(make.c_str()) != 0) fail("make-headend failed");
+    setenv("REMOTE_CONTROL_ROOT", pattern.c_str(), 1);
+    // Any URL a fuzzed command names goes to a proxy that is not there: no
+    // name lookup, no connection beyond the loopback.
+    setenv("ALL_PROXY", "http://127.0.0.1:1", 1);
+    setenv("all_proxy", "http://127.0.0.1:1", 1);
+    setenv("https_proxy", "http://127.0.0.1:1", 1);
+    setenv("http_proxy", "http://127.0.0.1:1", 1);
+    unsetenv("NO_PROXY");
+    unsetenv("no_proxy");
+
+    // Waits are skipped, and the clock stands still.
+    static dorel_remote_control::clock::ScopedOverride clock([] { return static_cast<time_t>(1700000000); },
+                                                             [](unsigned) {});
+    try {
+        dorel_remote_control::settings().load();
+    } catch (const std::exception& e) {
+        fail(std::string("the headend's settings do not load: ") + e.what());
+    }
+    // The agent echoes every document on standard output.
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) fail("cannot silence standard output");
+}
+
+void clearCommands() {
+    sqlite3* db = nullptr;
+    const std::string path = rootPath() + "/dorel/DB/remote_control.sqlite";
+    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+        sqlite3_exec(db, "DELETE FROM RCCommand", nullptr, nullptr, nullptr);
+    }
+    sqlite3_close(db);
+}
+
+}  // namespace rcfuzz

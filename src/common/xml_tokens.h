@@ -1,0 +1,38 @@
+// A flat walk over the markup of a text, read the way RapidXML reads it: its
+// own character classes for names and attributes, quoted values that may hold
+// any markup, comments, CDATA, processing instructions and a DOCTYPE with its
+// internal subset skipped. No tree is built and nothing recurses, so any text
+// can be walked: the depth guard measures nesting with it, and the reply
+// intake finds its commands with it without parsing the whole reply at once.
+#pragma once
+
+#include <cstddef>
+
+namespace dorel_remote_control {
+
+struct XmlToken {
+    enum Kind { StartTag, EmptyTag, EndTag, Text, End, Malformed };
+    Kind kind = End;
+    size_t begin = 0;       // offset of the token's first byte
+    size_t end = 0;         // offset one past its last byte
+    const char* name = "";  // element name of a start or empty tag (not terminated)
+    size_t nameLength = 0;
+};
+
+class XmlTokens {
+public:
+    // The walk stops at the first NUL byte, as the parser does.
+    XmlTokens(const char* text, size_t size);
+
+    // The next tag or run of text. After End or Malformed (a tag the parser
+    // would refuse) it keeps returning that.
+    XmlToken next();
+
+private:
+    const char* text_;
+    const char* p_;
+    const char* end_;
+    bool stopped_ = false;
+};
+
+}  // namespace dorel_remote_control
