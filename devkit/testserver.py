@@ -55,7 +55,7 @@ class Script:
         if not isinstance(data, dict):
             raise ValueError("script must be a JSON object")
         self.users = dict(data.get("users", {"rc-user": "rc-pass"}))
-        self.files = {path: file_content(path, spec) for path, spec in data.get("files", {}).items()}
+        self.files = {path: file_content(path, source) for path, source in data.get("files", {}).items()}
         self.signed_cn = data.get("signed_cn")
         self.cam_keys = dict(data.get("cam_keys", {}))
         self.signatures = 0
@@ -79,14 +79,14 @@ class Script:
         return None
 
 
-def file_content(path, spec):
+def file_content(path, source):
     """A served file: a text, or {"size": N} for N bytes of a fixed pattern."""
-    if isinstance(spec, dict):
-        size = int(spec.get("size", 0))
+    if isinstance(source, dict):
+        size = int(source.get("size", 0))
         pattern = b"devkit firmware package\n"
         return (pattern * (size // len(pattern) + 1))[:size]
-    if isinstance(spec, str):
-        return spec.encode("utf-8")
+    if isinstance(source, str):
+        return source.encode("utf-8")
     raise ValueError("file %s is neither a text nor {\"size\": N}" % path)
 
 

@@ -1,8 +1,7 @@
 #include "commands/query/configuration_codes.h"
 
 #include "common/code_table.h"
-
-#include <cstdlib>
+#include "common/numbers.h"
 
 namespace dorel_remote_control {
 
@@ -29,7 +28,7 @@ const CodeText kCableTerrestrialSignal[] = {{0, "Bad"}, {1, "Marginal"}, {2, "Ma
 
 // The stored codes are decimal texts; like the headend's other readers, an
 // unreadable text counts as 0.
-int code(const std::string& stored) { return atoi(stored.c_str()); }
+int code(const std::string& stored) { return atoi32(stored.c_str()); }
 
 template <size_t N>
 std::string coded(const CodeText (&table)[N], const std::string& stored, const char* fallback = "") {

@@ -3,10 +3,10 @@
 #include "commands/query/configuration_sections.h"
 
 #include "commands/query/si_table_version.h"
+#include "common/numbers.h"
 #include "common/paths.h"
 #include "db/tables.h"
 
-#include <cstdlib>
 
 namespace dorel_remote_control {
 
@@ -165,7 +165,7 @@ const struct {
 
 void addPidFlags(ConfigurationContext& c, XmlNode* parent, const char* name, const std::string& stored) {
     XmlNode* flags = c.add(parent, name);
-    const int mask = atoi(stored.c_str());
+    const int32_t mask = atoi32(stored.c_str());
     for (const auto& kind : kPidKinds) c.add(flags, kind.element, (mask & kind.bit) != 0 ? "1" : "0");
 }
 

@@ -221,6 +221,10 @@ bool listedService(const db::Record& row) {
     return row.toInt(db::ServiciosSalidaGlobal::SSU) == 0 && row.toInt(db::ServiciosSalidaGlobal::EstadoBorrado) <= 0;
 }
 
+// A PID that setConfiguration marked deleted is left out like a deleted
+// service: a document read back and sent again must not revive it.
+bool listedPid(const db::Record& row) { return row.toInt(db::PIDsSalidaGlobal::EstadoBorrado) <= 0; }
+
 void addLiveStatus(ConfigurationContext& c, XmlNode* service, const db::Record& row, const db::tSqlite3parent& mac) {
     namespace live = db::ServiciosEntradaGlobal;
     const db::Record* found = c.table(live::table()).first({{live::MAC, mac},
@@ -245,7 +249,7 @@ void addServices(ConfigurationContext& c, XmlNode* module, const db::tSqlite3par
         addLiveStatus(c, service, *row, mac);
         XmlNode* orders = c.add(service, "pidOrders");
         for (const db::Record* pid : pids.where({{db::PIDsSalidaGlobal::fk_idSSG, row->value(db::ServiciosSalidaGlobal::idSSG)}})) {
-            addColumns(c, c.add(orders, "pidOrder"), *pid, kPidOrder);
+            if (listedPid(*pid)) addColumns(c, c.add(orders, "pidOrder"), *pid, kPidOrder);
         }
     }
 }

@@ -3,12 +3,12 @@
 #include "commands/query/quorvex_cam_list.h"
 #include "common/errors.h"
 #include "common/log.h"
+#include "common/numbers.h"
 #include "common/paths.h"
 #include "db/access.h"
 #include "db/tables.h"
 #include "server/server_request.h"
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 
@@ -76,12 +76,14 @@ void applyReply(doreldb::Record& row, const KeyMap& keys) {
         row.set(q::Error, "1");
     } else {
         logf(7, "TVID %s is missing from getQuorvexCAMPublicKeyReply", serial.c_str());
-        const int missing = atoi(row.text(q::Reintentos).c_str()) + 1;
-        if (missing >= kMissingLimit) {
+        // Compared before counting on, so a count already at the top of the
+        // 32-bit range gives up instead of wrapping round.
+        const int32_t missedBefore = atoi32(row.text(q::Reintentos).c_str());
+        if (missedBefore >= kMissingLimit - 1) {
             row.set(q::Reintentos, "0");
             row.set(q::Error, "1");
         } else {
-            row.setInt(q::Reintentos, missing);
+            row.setInt(q::Reintentos, missedBefore + 1);
         }
     }
 }

@@ -20,9 +20,9 @@ const CodeWord kPidMaskBits[] = {{"text", 1}, {"subtitles", 2}, {"data", 4}};
 
 // A child whose value is "1" sets its bit; anything else leaves it clear.
 bool decodePidMask(const XmlNode* element, std::string& stored) {
-    long mask = 0;
+    int32_t mask = 0;
     for (const XmlNode* child : childElements(element)) {
-        long bit = 0;
+        int32_t bit = 0;
         if (nodeText(child) == "1" && lookupWord(kPidMaskBits, 3, nodeName(child), bit)) mask |= bit;
     }
     stored = std::to_string(mask);
@@ -31,11 +31,11 @@ bool decodePidMask(const XmlNode* element, std::string& stored) {
 
 // The NIT pattern rules look at what the same element said before them, in
 // document order: the row holds exactly that so far.
-bool nitPatronAllowed(long value, const std::vector<doreldb::Record*>& rows) {
+bool nitPatronAllowed(int32_t value, const std::vector<doreldb::Record*>& rows) {
     return value <= 1 || rows[0]->toInt(col::Tipo_NIT_Patron) != 0;
 }
 
-bool versionNitPatronAllowed(long value, const std::vector<doreldb::Record*>& rows) {
+bool versionNitPatronAllowed(int32_t value, const std::vector<doreldb::Record*>& rows) {
     return value == 0 || rows[0]->toInt(col::NIT_Patron) != 0;
 }
 

@@ -34,7 +34,7 @@ bool applyModuleElement(ModuleScope& scope, const XmlNode* element) {
 
     // The outputs' constellations are read in the RF mode that the element
     // set before them; without one, as terrestrial.
-    long rfMode = 0;
+    int32_t rfMode = 0;
     for (const XmlNode* child : childElements(element)) {
         std::string stored;
         bool ok = true;

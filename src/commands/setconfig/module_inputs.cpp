@@ -23,8 +23,8 @@ namespace qam = doreldb::NimQAMGlobal;
 constexpr unsigned kInput1 = 1u << 0;
 constexpr unsigned kInput2 = 1u << 1;
 
-constexpr long kMinIntermediateFrequency = 950;
-constexpr long kMaxIntermediateFrequency = 2150;
+constexpr int32_t kMinIntermediateFrequency = 950;
+constexpr int32_t kMaxIntermediateFrequency = 2150;
 
 const CodeWord kBandWords[] = {{"low", 0}, {"high", 1}};
 const CodeWord kPlsModeWords[] = {{"auto", 0}, {"gold", 1}, {"root", 2}};
@@ -112,7 +112,7 @@ const TunerTable kTunerTables[kTunerKinds] = {
 // without, the received one follows the stored intermediate frequency.
 bool applyIntermediateFrequency(ModuleScope& scope, doreldb::Record& tuner, bool frequencyReceived) {
     if (const doreldb::Record* position = scope.rows.diseqc(tuner.text(nim::DiSEqC))) {
-        const long band = lenientWholeNumber(position->text(doreldb::DiSEqCGlobal::Banda));
+        const int32_t band = lenientWholeNumber(position->text(doreldb::DiSEqCGlobal::Banda));
         if (band != lenientWholeNumber(tuner.text(nim::banda_FI))) tuner.set(nim::banda_FI, std::to_string(band));
     }
     const bool high = lenientWholeNumber(tuner.text(nim::banda_FI)) == 1;
@@ -145,8 +145,8 @@ bool recheckInput2(ModuleScope& scope) {
 
 // Reads a required identifying number of an input; fails with 401 and
 // missingText when absent, badText when not a number in [min, max].
-bool identifyingNumber(ModuleScope& scope, const XmlNode* input, const char* element, long min, long max,
-                       const char* missingText, const char* badText, long& value) {
+bool identifyingNumber(ModuleScope& scope, const XmlNode* input, const char* element, int32_t min, int32_t max,
+                       const char* missingText, const char* badText, int32_t& value) {
     const XmlNode* child = childElementNoCase(input, element);
     if (child == nullptr) return scope.context.fail(kInvalidModuleInput, missingText);
     if (!parseWholeNumber(nodeText(child), value) || value < min || value > max) {
@@ -156,8 +156,8 @@ bool identifyingNumber(ModuleScope& scope, const XmlNode* input, const char* ele
 }
 
 bool applyInput(ModuleScope& scope, const XmlNode* element) {
-    long inputId = 0;
-    long type = 0;
+    int32_t inputId = 0;
+    int32_t type = 0;
     if (!identifyingNumber(scope, element, "inputId", 1, 2, "Input has no inputId field",
                            "Input inputId should be 1 or 2", inputId) ||
         !identifyingNumber(scope, element, "type", 0, kTunerKinds - 1, "Input has no type field",

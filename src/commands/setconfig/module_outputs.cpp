@@ -70,7 +70,7 @@ constexpr size_t kActiveRule = 0;
 bool applyOutput(ModuleScope& scope, const XmlNode* element, unsigned mode) {
     const XmlNode* id = childElementNoCase(element, "outputId");
     if (id == nullptr) return scope.context.fail(kInvalidModuleOutput, "Output has no outputId field");
-    long outputId = 0;
+    int32_t outputId = 0;
     if (!parseWholeNumber(nodeText(id), outputId) || (outputId != 1 && outputId != 2)) {
         return scope.context.fail(kInvalidModuleOutput, "Output outputId should be 1 or 2");
     }
@@ -91,7 +91,7 @@ bool applyOutput(ModuleScope& scope, const XmlNode* element, unsigned mode) {
 
 }  // namespace
 
-bool applyModuleOutputs(ModuleScope& scope, const XmlNode* outputs, long rfMode) {
+bool applyModuleOutputs(ModuleScope& scope, const XmlNode* outputs, int32_t rfMode) {
     SetConfigContext::progress("Processing: Outputs");
     const std::vector<const XmlNode*> children = childElements(outputs);
     if (children.empty()) return scope.context.fail(kCouldNotAccessDatabase, "No module outputs found");

@@ -17,9 +17,9 @@ namespace dorel_remote_control {
 // when its key is stored.
 struct LnbOscillators {
     bool hasLow = false;    // "LNB_fb", the low band's
-    long low = 0;
+    int32_t low = 0;
     bool hasHigh = false;   // "LNB_fa", the high band's
-    long high = 0;
+    int32_t high = 0;
 
     // Reads both keys; false when the table could not be read.
     bool load(sqlite3* db);
@@ -45,7 +45,7 @@ bool applyModuleElement(ModuleScope& scope, const XmlNode* element);
 bool applyModuleInputs(ModuleScope& scope, const XmlNode* inputs);
 // module_outputs.cpp: rfMode 0 validates constellations as terrestrial, any
 // other value as cable.
-bool applyModuleOutputs(ModuleScope& scope, const XmlNode* outputs, long rfMode);
+bool applyModuleOutputs(ModuleScope& scope, const XmlNode* outputs, int32_t rfMode);
 // output_services.cpp
 bool applyOutputServices(ModuleScope& scope, const XmlNode* services);
 // pid_orders.cpp: the PID orders of one service row (already in the database).

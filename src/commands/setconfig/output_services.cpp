@@ -14,7 +14,6 @@
 #include "db/tables.h"
 #include "server/settings.h"
 
-#include <climits>
 #include <unordered_map>
 
 namespace dorel_remote_control {
@@ -29,7 +28,7 @@ const char kCarried[] = "1";     // EstadoServicio of a new or revived service
 const char kNotCarried[] = "0";  // EstadoServicio of a withdrawn service
 
 // An LCN below 1 is refused, unless the service already has it.
-bool lcnAllowed(long value, const std::vector<doreldb::Record*>& rows) {
+bool lcnAllowed(int32_t value, const std::vector<doreldb::Record*>& rows) {
     return value >= 1 || rows[0]->text(ssg::LCN) == std::to_string(value);
 }
 
@@ -44,9 +43,9 @@ const ValueRule kServiceRules[] = {
     serviceRule("forcedLcn", ssg::LCNForzado, " forcedLcn:"),
     serviceRule("simulcastLcn", ssg::SimulcastLCN, " simulcastLcn:"),
     serviceRule("inputId", ssg::fk_idEntrada, "inputId:"),
-    serviceRule("inputSid", ssg::SID, " inputSid:").range(LONG_MIN, 65535)
+    serviceRule("inputSid", ssg::SID, " inputSid:").range(INT32_MIN, 65535)
         .invalid(kInvalidValue, "inputSid value cannot be greater than 65535"),
-    serviceRule("outputSid", ssg::OSID, " outputSid:").range(LONG_MIN, 65535)
+    serviceRule("outputSid", ssg::OSID, " outputSid:").range(INT32_MIN, 65535)
         .invalid(kInvalidValue, "outputSid value cannot be greater than 65535"),
     rule("inputName", ssg::NombreEntrada).text(),
     serviceRule("forcedName", ssg::NombreForzado, " forcedName:"),
@@ -80,7 +79,7 @@ public:
             placed.first->second = Entry{position, false};
         }
     }
-    bool find(long outputId, long outputSid, size_t& position) const {
+    bool find(int32_t outputId, int32_t outputSid, size_t& position) const {
         auto found = positions_.find(key(outputId, outputSid));
         if (found == positions_.end()) return false;
         position = found->second.position;
@@ -92,14 +91,14 @@ private:
         size_t position;
         bool withdrawn;
     };
-    static std::string key(long outputId, long outputSid) {
+    static std::string key(int32_t outputId, int32_t outputSid) {
         return std::to_string(outputId) + "/" + std::to_string(outputSid);
     }
     std::unordered_map<std::string, Entry> positions_;
 };
 
 // A service the module did not carry yet: every number 0, no names.
-doreldb::Record newService(ModuleScope& scope, long outputId, long outputSid) {
+doreldb::Record newService(ModuleScope& scope, int32_t outputId, int32_t outputSid) {
     doreldb::Record row(ssg::table());
     for (size_t column = 0; column < ssg::kKnownColumns; ++column) {
         if (column != ssg::idSSG && column != ssg::NombreEntrada && column != ssg::NombreSalida) {
@@ -116,7 +115,7 @@ doreldb::Record newService(ModuleScope& scope, long outputId, long outputSid) {
 }
 
 // outputId and outputSid, which identify the service.
-bool identifyService(ModuleScope& scope, const XmlNode* element, long& outputId, long& outputSid) {
+bool identifyService(ModuleScope& scope, const XmlNode* element, int32_t& outputId, int32_t& outputSid) {
     const XmlNode* id = childElementNoCase(element, "outputId");
     if (id == nullptr) return scope.context.fail(kInvalidCommand, "Service has no outputId field");
     if (!parseWholeNumber(nodeText(id), outputId) || (outputId != 1 && outputId != 2)) {
@@ -131,8 +130,8 @@ bool identifyService(ModuleScope& scope, const XmlNode* element, long& outputId,
 }
 
 bool applyService(ModuleScope& scope, const XmlNode* element, ServiceIndex& index, std::vector<bool>& confirmed) {
-    long outputId = 0;
-    long outputSid = 0;
+    int32_t outputId = 0;
+    int32_t outputSid = 0;
     if (!identifyService(scope, element, outputId, outputSid)) return false;
 
     size_t position = 0;

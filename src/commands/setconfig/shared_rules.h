@@ -10,10 +10,10 @@ extern const CodeWord kPolarityWords[2];   // "vertical" = 0, "horizontal" = 1
 extern const CodeWord kBandWords[2];       // "low" = 0, "high" = 1
 
 // The 16-bit identifiers of DVB (ONID, TSID, SID, LCN): 1 to 65535.
-constexpr long kMinDvbId = 1;
-constexpr long kMaxDvbId = 65535;
+constexpr int32_t kMinDvbId = 1;
+constexpr int32_t kMaxDvbId = 65535;
 
 // The record ids of the headend's tables: a whole number of at least 1.
-constexpr long kMaxRowId = 2147483647;
+constexpr int32_t kMaxRowId = 2147483647;
 
 }  // namespace dorel_remote_control

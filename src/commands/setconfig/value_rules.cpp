@@ -1,9 +1,9 @@
 #include "commands/setconfig/value_rules.h"
 
 #include "commands/core/result_codes.h"
+#include "common/numbers.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
@@ -20,7 +20,7 @@ bool isNumeric(Encoding encoding) {
 bool decode(const ValueRule& rule, const XmlNode* child, const std::vector<doreldb::Record*>& rows,
             std::string& stored) {
     const std::string text = nodeText(child);
-    long number = 0;
+    int32_t number = 0;
     switch (rule.encoding) {
     case Encoding::kText:
         stored = text;
@@ -70,41 +70,25 @@ bool reject(SetConfigContext& context, const ValueRule& rule, const XmlNode* ele
 
 }  // namespace
 
-long lenientWholeNumber(const std::string& text) {
-    size_t i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r')) ++i;
-    bool negative = false;
-    if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
-    // Past LONG_MAX the digits no longer matter: the value is clamped.
-    const unsigned long long limit = static_cast<unsigned long long>(LONG_MAX) + 1ULL;
-    unsigned long long magnitude = 0;
-    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-        magnitude = magnitude * 10 + static_cast<unsigned long long>(text[i] - '0');
-        if (magnitude >= limit) {
-            magnitude = limit;
-            break;
-        }
-    }
-    if (negative) return magnitude >= limit ? LONG_MIN : -static_cast<long>(magnitude);
-    return magnitude >= limit ? LONG_MAX : static_cast<long>(magnitude);
-}
+int32_t lenientWholeNumber(const std::string& text) { return atoi32(text.c_str()); }
 
-bool parseWholeNumber(const std::string& text, long& value) {
+bool parseWholeNumber(const std::string& text, int32_t& value) {
     if (text.empty()) return false;
     size_t digits = (text[0] == '-' || text[0] == '+') ? 1 : 0;
     if (digits >= text.size()) return false;
     for (size_t i = digits; i < text.size(); ++i) {
         if (text[i] < '0' || text[i] > '9') return false;
     }
+    // long long holds every 32-bit value and more on every build, so the
+    // range check below is the same on the controller and on amd64.
     errno = 0;
-    char* end = nullptr;
-    const long parsed = std::strtol(text.c_str(), &end, 10);
-    if (errno == ERANGE || end == nullptr || *end != '\0') return false;
-    value = parsed;
+    const long long parsed = std::strtoll(text.c_str(), nullptr, 10);
+    if (errno == ERANGE || parsed < INT32_MIN || parsed > INT32_MAX) return false;
+    value = static_cast<int32_t>(parsed);
     return true;
 }
 
-bool lookupWord(const CodeWord* words, size_t count, const std::string& text, long& code) {
+bool lookupWord(const CodeWord* words, size_t count, const std::string& text, int32_t& code) {
     for (size_t i = 0; i < count; ++i) {
         if (strcasecmp(words[i].word, text.c_str()) == 0) {
             code = words[i].code;

@@ -21,6 +21,7 @@
 #include "db/record.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -29,14 +30,14 @@ namespace dorel_remote_control {
 // A word the server sends and the code the table stores for it ("6 MHz" = 0).
 struct CodeWord {
     const char* word;
-    long code;
+    int32_t code;
 };
 
 // How the received text becomes the stored text.
 enum class Encoding {
     kText,          // stored as received ("" for an empty element)
     kNumber,        // a whole number (optionally signed), stored in decimal
-    kLenientNumber, // read as atoi() reads it ("12abc" is 12, "abc" is 0)
+    kLenientNumber, // read as the controller's atoi() reads it ("12abc" is 12, "abc" is 0)
     kWords,         // one of the words (ASCII case ignored), stored as its code
     kNumberOrWords, // a whole number, or one of the words ("auto" = -2)
     kCustom,        // the row's own decoder
@@ -53,7 +54,7 @@ using CustomDecoder = bool (*)(const XmlNode* child, std::string& stored);
 // An extra check on a decoded number, given the rows filled so far (for rules
 // that depend on values met earlier in the same element). Returns false to
 // reject the value with the rule's error.
-using NumberCheck = bool (*)(long value, const std::vector<doreldb::Record*>& rows);
+using NumberCheck = bool (*)(int32_t value, const std::vector<doreldb::Record*>& rows);
 
 struct ValueRule {
     const char* element;          // element name
@@ -62,8 +63,8 @@ struct ValueRule {
     const CodeWord* words = nullptr;   // for kWords / kNumberOrWords
     size_t wordCount = 0;
     bool ranged = false;          // numbers only: min <= value <= max
-    long min = 0;
-    long max = 0;
+    int32_t min = 0;
+    int32_t max = 0;
     NumberCheck check = nullptr;  // numbers only
     CustomDecoder decoder = nullptr;
     int invalidCode = 0;          // code and text for a rejected value (by default
@@ -115,7 +116,7 @@ struct RuleBuilder {
         rule.decoder = decoder;
         return *this;
     }
-    constexpr RuleBuilder& range(long min, long max) {
+    constexpr RuleBuilder& range(int32_t min, int32_t max) {
         rule.ranged = true;
         rule.min = min;
         rule.max = max;
@@ -163,17 +164,17 @@ bool applyRules(SetConfigContext& context, const RuleTable& table, const XmlNode
 bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& stored);
 
 // Reads a whole number: optional sign, digits, nothing else (no blanks, no
-// trailing text), within the range of long. The strict reading every checked
-// number of a server document gets.
-bool parseWholeNumber(const std::string& text, long& value);
+// trailing text), within 32 bits (the controller's long) on every build. The
+// strict reading every checked number of a server document gets.
+bool parseWholeNumber(const std::string& text, int32_t& value);
 
-// Reads a number as atoi() does, as the headend's programs read stored values,
-// without its undefined behaviour on overflow: leading blanks, a sign, the
-// digits that follow ("12abc" is 12, "abc" is 0), clamped to the range of long.
-long lenientWholeNumber(const std::string& text);
+// Reads a number as the controller's atoi() does, as the headend's programs
+// read stored values: leading blanks, a sign, the digits that follow ("12abc"
+// is 12, "abc" is 0), saturated at the 32-bit limits.
+int32_t lenientWholeNumber(const std::string& text);
 
 // The code of a word in a table (ASCII case ignored); false when absent.
-bool lookupWord(const CodeWord* words, size_t count, const std::string& text, long& code);
+bool lookupWord(const CodeWord* words, size_t count, const std::string& text, int32_t& code);
 
 // The element children of a node (data and other nodes skipped).
 std::vector<const XmlNode*> childElements(const XmlNode* parent);

@@ -161,11 +161,28 @@ TEST(ConfigurationCodes, EdgeValues) {
         {activeText, "-1", "0"},                      {activeText, "2", "1"},
         {cableConstellationText, "4", "256 QAM"},     {terrestrialConstellationText, "0", "QPSK"},
         {terrestrialConstellationText, "3", ""},      {polarityText, "", "vertical"},
+        // Read as the controller reads them: beyond 32 bits is the top of the
+        // range, not the low bits a 64-bit atoi() would leave.
+        {polarityText, "4294967297", ""},             {activeText, "4294967296", "1"},
+        {cardRightsText, "4294967320", "Rights OK"},  {cardRightsText, "-4294967296", "Less than 24 hours"},
     };
     for (const Case& c : cases) EXPECT_EQ(c.text, c.coder(c.stored)) << c.stored;
     EXPECT_EQ("Good", satelliteSignalText(true, "2"));
     EXPECT_EQ("Marginal", cableTerrestrialSignalText(true, "2"));
     EXPECT_EQ("Unlocked", cableTerrestrialSignalText(false, "2"));
+}
+
+// A mask beyond 32 bits is the top of the range on the controller, every bit
+// set, not whatever low bits a 64-bit reading would leave.
+TEST_F(GetConfiguration, APidMaskBeyond32BitsReadsAsOnTheController) {
+    root_.exec(kConfig, "UPDATE RedesCabecera SET Block_PIDs = '4294967300', Decrypt_PIDs = '4294967297'");
+    runAs("KVB-200");
+    XmlNode* network = at(configuration(), {"dvbNetworks", "dvbNetwork"});
+    for (const char* mask : {"autoBlockPIDs", "autoDecryptPIDs"}) {
+        EXPECT_EQ("1 1 1", textAt(network, {mask, "text"}) + " " + textAt(network, {mask, "subtitles"}) + " " +
+                               textAt(network, {mask, "data"}))
+            << mask;
+    }
 }
 
 TEST_F(GetConfiguration, TerrestrialAndCableInputsReportTheirTuners) {

@@ -72,6 +72,26 @@ TEST_F(QuorvexKeyFetch, AsksOnlyForNamedCamsWithoutKeyAndGivesUpAfterThreeMisses
     EXPECT_EQ(3, fetches());
 }
 
+// A stored miss count is read as the controller reads it: a count beyond 32
+// bits is at the top of the range, so one more miss gives up.
+TEST_F(QuorvexKeyFetch, AMissCountBeyond32BitsGivesUp) {
+    serve(R"({"cam_keys": {"TV-0002": "KEY-2"}})");
+    const struct {
+        const char* before;
+        const char* after;
+        const char* error;
+    } cases[] = {
+        {"1", "2", "0"},          {"2", "0", "1"},          {"4294967297", "0", "1"},
+        {"2147483647", "0", "1"}, {"-4294967297", "-2147483647", "0"},
+    };
+    for (const auto& c : cases) {
+        root_.exec(kQuorDb, std::string("UPDATE Quorvex SET Reintentos = '") + c.before +
+                                "', Error = '0' WHERE idQuorvex = 3");
+        fetch();
+        EXPECT_EQ((std::vector<std::string>{"TV-0003", "<NULL>", c.after, c.error}), keyRows()[2]) << c.before;
+    }
+}
+
 TEST_F(QuorvexKeyFetch, EmptyKeyGivesUpAtOnce) {
     serve(R"({"cam_keys": {"TV-0002": "", "TV-0003": " \n "}})");
     fetch();

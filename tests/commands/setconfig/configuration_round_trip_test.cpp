@@ -1,9 +1,11 @@
 // getConfiguration fed back unchanged through setConfiguration changes no row:
 // the two commands agree on every column, encoding and state value. Also the
-// withdrawn services of a setConfiguration are gone from the next
-// getConfiguration.
+// withdrawn services and dropped PID orders of a setConfiguration are gone
+// from the next getConfiguration.
 #include "commands/query/configuration_document.h"
 #include "commands/setconfig/modules_fixture.h"
+
+#include <functional>
 
 namespace rctest {
 namespace {
@@ -35,11 +37,12 @@ protected:
     explicit ConfigurationRoundTrip(const std::vector<std::string>& args = {"--no-certs"}) : ConfigurationTest(args) {}
 
     // The configuration getConfiguration reports, sent back as it is but for
-    // the sections of kDisagreeing.
-    Errors sendBack() {
+    // the sections of kDisagreeing and what `edit` changes.
+    Errors sendBack(const std::function<void(XmlNode*)>& edit = nullptr) {
         runAs();
         EXPECT_EQ(Errors{}, errors_);
         XmlNode* document = configuration();
+        if (edit) edit(document);
         for (const Disagreement& d : kDisagreeing) {
             if (XmlNode* section = childElement(document, d.section)) document->remove_node(section);
         }
@@ -76,6 +79,26 @@ TEST_F(ConfigurationRoundTrip, WithdrawnServicesAreNoLongerListed) {
     command->run();
     EXPECT_EQ(Errors{}, command->result().errors());
     EXPECT_EQ((std::vector<std::string>{"101", "103"}), listedServices(0));
+}
+
+// A dropped PID order stays in its table marked deleted; were it listed
+// again, the document read back would revive it.
+TEST_F(ConfigurationRoundTrip, ADroppedPidOrderIsNotListedAndStaysDropped) {
+    const std::vector<const char*> firstOrders = {"modules", "module", "services", "service", "pidOrders"};
+    EXPECT_EQ(Errors{}, sendBack([&](XmlNode* document) {
+        XmlNode* orders = at(document, firstOrders);
+        ASSERT_EQ("pidOrder pidOrder", childNames(orders));
+        orders->remove_node(nth(orders, "pidOrder", 1));
+    }));
+    EXPECT_EQ((Rows{{"1", "0"}, {"0", "1"}}),
+              root_.query(kConfig, "SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '1' "
+                                   "ORDER BY idPSG"));
+    runAs();
+    EXPECT_EQ("pidOrder", childNames(at(configuration(), firstOrders)));
+
+    const auto before = configRowsOf(root_);
+    EXPECT_EQ(Errors{}, sendBack());
+    expectUnchanged(before);
 }
 
 class LargeConfigurationRoundTrip : public ConfigurationRoundTrip {
