@@ -10,6 +10,17 @@
 
 namespace rctest {
 
+std::vector<std::string> agentCommandLine(const std::vector<std::string>& args) {
+    std::vector<std::string> line;
+#ifdef RC_AGENT_EMULATOR
+    // The emulator passes the binary's path on as the agent's argv[0].
+    line.push_back(RC_AGENT_EMULATOR);
+#endif
+    line.push_back(RC_AGENT_BINARY);
+    line.insert(line.end(), args.begin(), args.end());
+    return line;
+}
+
 AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds) {
     AgentRun run;
     int out[2], err[2];
@@ -22,14 +33,9 @@ AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds) {
         close(err[0]);
         int devnull = open("/dev/null", O_RDONLY);
         dup2(devnull, 0);
+        std::vector<std::string> line = agentCommandLine(args);
         std::vector<char*> argv;
-#ifdef RC_AGENT_EMULATOR
-        // A cross-built agent runs under the emulator, which passes the
-        // binary's path on as the agent's argv[0].
-        argv.push_back(const_cast<char*>(RC_AGENT_EMULATOR));
-#endif
-        argv.push_back(const_cast<char*>(RC_AGENT_BINARY));
-        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        for (std::string& a : line) argv.push_back(&a[0]);
         argv.push_back(nullptr);
         execv(argv[0], argv.data());
         _exit(127);

@@ -18,4 +18,9 @@ struct AgentRun {
 // timeoutSeconds and kills it.
 AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds = 60);
 
+// The command line that starts the built agent with args: the binary itself,
+// or, for a cross-built agent, the emulator followed by the binary (so that
+// no binfmt_misc registration is needed).
+std::vector<std::string> agentCommandLine(const std::vector<std::string>& args);
+
 }  // namespace rctest

@@ -3,6 +3,7 @@
 // commands; then run without kills until its store is empty. Whatever was
 // stored must be reported, nothing scheduled stored twice, no row left
 // received or running.
+#include "agent_process.h"
 #include "support/headend_root.h"
 #include "support/process_helpers.h"
 #include "support/test_server.h"
@@ -58,7 +59,8 @@ protected:
     void SetUp() override { root.setConfig("servidorZAT_activo", "1"); }
 
     pid_t start() const {
-        return rctest::spawnProcess({RC_AGENT_BINARY, "--once", "-p", root.rooted("/var/run/remote-control.pid")});
+        return rctest::spawnProcess(
+            rctest::agentCommandLine({"--once", "-p", root.rooted("/var/run/remote-control.pid")}));
     }
     // Waits for the agent up to `limit`; kills it when it is still running.
     // True when it ended by itself.
