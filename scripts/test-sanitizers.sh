@@ -23,6 +23,6 @@ built=$SECONDS
 status=0
 # The chaos test is left out: its fifty kills of a sanitized agent would take
 # minutes and check nothing the plain build does not.
-ctest --test-dir "$build_dir" --output-on-failure -j2 -E '^Chaos\.' </dev/null || status=$?
+ctest --test-dir "$build_dir" --output-on-failure -j3 -E '^Chaos\.' </dev/null || status=$?
 echo "test-sanitizers: build ${built} s, suite $((SECONDS - built)) s"
 exit "$status"
