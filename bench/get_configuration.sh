@@ -8,33 +8,7 @@
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
-src=$(dirname "$here")
-build=${1:-$src/build}
-services=60
-pids=8
-
-if command -v dpkg-query >/dev/null; then
-    "$here/needs.sh" valgrind sqlite3 time python3
-fi
-for tool in valgrind sqlite3 python3 /usr/bin/time; do
-    command -v "$tool" >/dev/null || { echo "bench: $tool is needed" >&2; exit 1; }
-done
-cmake --build "$build" --target rc-bench-command -j2 >/dev/null
-driver="$build/rc-bench-command"
-
-work=$(mktemp -d "${TMPDIR:-/tmp}/rc-bench-XXXXXX")
-trap 'rm -rf "$work"' EXIT INT TERM
-
-# Instructions of one run: callgrind's total, from its summary line.
-instructions() {
-    out="$work/callgrind.out"
-    rm -f "$out"
-    valgrind --tool=callgrind --callgrind-out-file="$out" "$@" >/dev/null 2>"$work/valgrind.log" || {
-        cat "$work/valgrind.log" >&2
-        exit 1
-    }
-    sed -n 's/^summary: *\([0-9]*\).*/\1/p' "$out"
-}
+. "$here/command_lib.sh"
 
 # Every table the document is made of, each read whole once.
 tables_sql() {

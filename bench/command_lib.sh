@@ -1,0 +1,32 @@
+# Shared steps of the command benchmarks (get_configuration.sh,
+# set_configuration.sh): the tools they need, the rc-bench-command driver, a
+# work directory removed at exit, and callgrind's instruction count of a run.
+# Sourced with `here` set to bench/ and the build directory as $1.
+
+src=$(dirname "$here")
+build=${1:-$src/build}
+services=60
+pids=8
+
+if command -v dpkg-query >/dev/null; then
+    "$here/needs.sh" valgrind sqlite3 time python3
+fi
+for tool in valgrind sqlite3 python3 /usr/bin/time; do
+    command -v "$tool" >/dev/null || { echo "bench: $tool is needed" >&2; exit 1; }
+done
+cmake --build "$build" --target rc-bench-command -j2 >/dev/null
+driver="$build/rc-bench-command"
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/rc-bench-XXXXXX")
+trap 'rm -rf "$work"' EXIT INT TERM
+
+# Instructions of one run: callgrind's total, from its summary line.
+instructions() {
+    out="$work/callgrind.out"
+    rm -f "$out"
+    valgrind --tool=callgrind --callgrind-out-file="$out" "$@" >/dev/null 2>"$work/valgrind.log" || {
+        cat "$work/valgrind.log" >&2
+        exit 1
+    }
+    sed -n 's/^summary: *\([0-9]*\).*/\1/p' "$out"
+}
