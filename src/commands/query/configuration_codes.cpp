@@ -1,27 +1,13 @@
 #include "commands/query/configuration_codes.h"
 
 #include "common/code_table.h"
+#include "common/headend_codes.h"
 #include "common/numbers.h"
 
 namespace dorel_remote_control {
 
 namespace {
 
-const CodeText kPolarity[] = {{0, "vertical"}, {1, "horizontal"}};
-const CodeText kBand[] = {{0, "low"}, {1, "high"}};
-const CodeText kModeOfdm[] = {{0, "2K"}, {1, "8K"}};
-// The two bandwidth tables run in opposite directions: that is how the
-// modulator and the tuner tables store them.
-const CodeText kOutputBandwidth[] = {{0, "8 MHz"}, {1, "7 MHz"}, {2, "6 MHz"}};
-const CodeText kInputBandwidth[] = {{0, "6 MHz"}, {1, "7 MHz"}, {2, "8 MHz"}};
-const CodeText kGuardInterval[] = {{0, "1/32"}, {1, "1/16"}, {2, "1/8"}, {3, "1/4"}};
-const CodeText kCableConstellation[] = {{0, "16 QAM"}, {1, "32 QAM"}, {2, "64 QAM"}, {3, "128 QAM"}, {4, "256 QAM"}};
-const CodeText kTerrestrialConstellation[] = {{0, "QPSK"}, {1, "16 QAM"}, {2, "64 QAM"}};
-const CodeText kCodeRate[] = {{0, "1/2"}, {1, "2/3"}, {2, "3/4"}, {3, "5/6"}, {4, "7/8"}};
-const CodeText kFormatIq[] = {{0, "Normal"}, {1, "Reversed"}};
-const CodeText kScramblingMode[] = {{0, "even"}, {1, "odd"}, {2, "toggle"}};
-const CodeText kHierarchy[] = {{0, "High Priority"}, {1, "Low Priority"}};
-const CodeText kPlsMode[] = {{1, "gold"}, {2, "root"}};
 const CodeText kCardStatus[] = {{1, "OK"}, {2, "No SmartCard"}, {3, "Mute SmartCard"}, {4, "Not Supported"}};
 const CodeText kSatelliteSignal[] = {{0, "Bad"}, {1, "Marginal"}, {2, "Good"}};
 const CodeText kCableTerrestrialSignal[] = {{0, "Bad"}, {1, "Marginal"}, {2, "Marginal"}};
@@ -40,20 +26,20 @@ constexpr int kAutoId = -2;
 
 }  // namespace
 
-std::string polarityText(const std::string& stored) { return coded(kPolarity, stored); }
-std::string bandText(const std::string& stored) { return coded(kBand, stored); }
+std::string polarityText(const std::string& stored) { return coded(kPolarityCodes, stored); }
+std::string bandText(const std::string& stored) { return coded(kBandCodes, stored); }
 std::string activeText(const std::string& stored) { return code(stored) < 1 ? "0" : "1"; }
-std::string modeOfdmText(const std::string& stored) { return coded(kModeOfdm, stored); }
-std::string outputBandwidthText(const std::string& stored) { return coded(kOutputBandwidth, stored); }
-std::string inputBandwidthText(const std::string& stored) { return coded(kInputBandwidth, stored); }
-std::string guardIntervalText(const std::string& stored) { return coded(kGuardInterval, stored); }
-std::string cableConstellationText(const std::string& stored) { return coded(kCableConstellation, stored); }
-std::string terrestrialConstellationText(const std::string& stored) { return coded(kTerrestrialConstellation, stored); }
-std::string codeRateText(const std::string& stored) { return coded(kCodeRate, stored); }
-std::string formatIqText(const std::string& stored) { return coded(kFormatIq, stored); }
-std::string scramblingModeText(const std::string& stored) { return coded(kScramblingMode, stored); }
-std::string hierarchyText(const std::string& stored) { return coded(kHierarchy, stored); }
-std::string plsModeText(const std::string& stored) { return coded(kPlsMode, stored, "auto"); }
+std::string modeOfdmText(const std::string& stored) { return coded(kModeOfdmCodes, stored); }
+std::string outputBandwidthText(const std::string& stored) { return coded(kOutputBandwidthCodes, stored); }
+std::string inputBandwidthText(const std::string& stored) { return coded(kInputBandwidthCodes, stored); }
+std::string guardIntervalText(const std::string& stored) { return coded(kGuardIntervalCodes, stored); }
+std::string cableConstellationText(const std::string& stored) { return coded(kCableConstellationCodes, stored); }
+std::string terrestrialConstellationText(const std::string& stored) { return coded(kTerrestrialConstellationCodes, stored); }
+std::string codeRateText(const std::string& stored) { return coded(kCodeRateCodes, stored); }
+std::string formatIqText(const std::string& stored) { return coded(kFormatIqCodes, stored); }
+std::string scramblingModeText(const std::string& stored) { return coded(kScramblingModeCodes, stored); }
+std::string hierarchyText(const std::string& stored) { return coded(kHierarchyCodes, stored); }
+std::string plsModeText(const std::string& stored) { return coded(kPlsModeCodes, stored, "auto"); }
 std::string cardStatusText(const std::string& stored) { return coded(kCardStatus, stored, "No API"); }
 
 std::string autoOrNumberText(const std::string& stored) {

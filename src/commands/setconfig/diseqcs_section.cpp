@@ -18,9 +18,9 @@ const ValueRule kDiseqcRules[] = {
     rule("position", col::Posicion).label("position="),
     rule("name", col::Nombre).label(" name="),
     rule("orbit", col::Orbita).label(" orbit="),
-    rule("polarity", col::Polaridad).words(kPolarityWords)
+    rule("polarity", col::Polaridad).words(kPolarityCodes)
         .invalid(kInvalidCommand, "Invalid value for diseqc/polarity").label(" polarity="),
-    rule("band", col::Banda).words(kBandWords).invalid(kInvalidCommand, "Invalid value for diseqc/band").label(" band="),
+    rule("band", col::Banda).words(kBandCodes).invalid(kInvalidCommand, "Invalid value for diseqc/band").label(" band="),
 };
 
 void complete(doreldb::Record& row, const doreldb::Record* previous) { completeRow(row, previous, nullptr, col::Estado); }

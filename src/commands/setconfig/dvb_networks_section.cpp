@@ -16,7 +16,7 @@ namespace {
 namespace col = doreldb::RedesCabecera;
 
 // The PID kinds a network blocks or decrypts automatically, one bit each.
-const CodeWord kPidMaskBits[] = {{"text", 1}, {"subtitles", 2}, {"data", 4}};
+const CodeText kPidMaskBits[] = {{1, "text"}, {2, "subtitles"}, {4, "data"}};
 
 // A child whose value is "1" sets its bit; anything else leaves it clear.
 bool decodePidMask(const XmlNode* element, std::string& stored) {

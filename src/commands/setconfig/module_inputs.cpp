@@ -7,6 +7,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/value_rules.h"
+#include "common/headend_codes.h"
 #include "common/log.h"
 #include "db/tables.h"
 
@@ -26,11 +27,8 @@ constexpr unsigned kInput2 = 1u << 1;
 constexpr int32_t kMinIntermediateFrequency = 950;
 constexpr int32_t kMaxIntermediateFrequency = 2150;
 
-const CodeWord kBandWords[] = {{"low", 0}, {"high", 1}};
-const CodeWord kPlsModeWords[] = {{"auto", 0}, {"gold", 1}, {"root", 2}};
-const CodeWord kAutoWords[] = {{"auto", -2}};
-const CodeWord kInputBandwidthWords[] = {{"6 MHz", 0}, {"7 MHz", 1}, {"8 MHz", 2}};
-const CodeWord kHierarchyWords[] = {{"High Priority", 0}, {"Low Priority", 1}};
+// The stream or PLP id that lets the tuner choose.
+const CodeText kAutoWords[] = {{-2, "auto"}};
 
 // Input 1 feeds the RF loop and never loops itself: whatever it is sent, 0.
 bool loopOff(const XmlNode*, std::string& stored) {
@@ -60,12 +58,12 @@ const ValueRule kInputRules[] = {
 const ValueRule kSatelliteRules[] = {
     numberRule("frequency", nim::Frequency, "Invalid value for module/input/frequency", " frequency: "),
     rule("diseqc", nim::DiSEqC).number().invalid(kInvalidModuleInput, "Invalid value for module/input/diseqc"),
-    rule("band", nim::banda_FI).words(kBandWords).invalid(kInvalidModuleInput, "Invalid value for module/input/band")
+    rule("band", nim::banda_FI).words(kBandCodes).invalid(kInvalidModuleInput, "Invalid value for module/input/band")
         .label(" band: "),
     rfLoopOfInput1(nim::RFIN_LOOP),
     rfLoopOfInput2(nim::RFIN_LOOP),
     numberRule("symbolRate", nim::SymbolRate, "Invalid value for module/input/symbolRate", " symbolRate: "),
-    rule("PLSmode", nim::ModoPLS).words(kPlsModeWords)
+    rule("PLSmode", nim::ModoPLS).words(kPlsModeCodes)
         .invalid(kInvalidModuleInput, "Invalid value for module/input/PLSmode").label(" PLSmode: "),
     numberRule("scramblingID", nim::ScramblingID, "Invalid value for module/input/scramblingID", " scramblingID: "),
     rule("streamID", nim::StreamID).numberOrWords(kAutoWords)
@@ -76,9 +74,9 @@ const ValueRule kTerrestrialRules[] = {
     numberRule("frequency", cofdm::Frequency, "Invalid value for module/input/frequency", " frequency: "),
     rfLoopOfInput1(cofdm::RFIN_LOOP),
     rfLoopOfInput2(cofdm::RFIN_LOOP),
-    rule("bandwidth", cofdm::Bandwidth).words(kInputBandwidthWords)
+    rule("bandwidth", cofdm::Bandwidth).words(kInputBandwidthCodes)
         .invalid(kInvalidModuleInput, "Invalid value for module/input/bandwidth").label(" bandwidth: "),
-    rule("hierarchy", cofdm::Hierarchy).words(kHierarchyWords)
+    rule("hierarchy", cofdm::Hierarchy).words(kHierarchyCodes)
         .invalid(kInvalidModuleInput, "Invalid value for module/input/hierarchy").label(" hierarchy: "),
     rule("PLPID", cofdm::PLP_ID).numberOrWords(kAutoWords)
         .invalid(kInvalidModuleInput, "Invalid value for module/input/PLPID").label(" PLPID: "),

@@ -7,6 +7,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/value_rules.h"
+#include "common/headend_codes.h"
 #include "common/log.h"
 #include "db/tables.h"
 
@@ -25,14 +26,6 @@ constexpr size_t kModulator = 1;
 constexpr unsigned kTerrestrialMode = 1u << 0;
 constexpr unsigned kCableMode = 1u << 1;
 
-const CodeWord kModeOfdmWords[] = {{"2K", 0}, {"8K", 1}};
-const CodeWord kOutputBandwidthWords[] = {{"8 MHz", 0}, {"7 MHz", 1}, {"6 MHz", 2}};
-const CodeWord kGuardIntervalWords[] = {{"1/32", 0}, {"1/16", 1}, {"1/8", 2}, {"1/4", 3}};
-const CodeWord kTerrestrialConstellationWords[] = {{"QPSK", 0}, {"16 QAM", 1}, {"64 QAM", 2}};
-const CodeWord kCableConstellationWords[] = {
-    {"16 QAM", 0}, {"32 QAM", 1}, {"64 QAM", 2}, {"128 QAM", 3}, {"256 QAM", 4}};
-const CodeWord kCodeRateWords[] = {{"1/2", 0}, {"2/3", 1}, {"3/4", 2}, {"5/6", 3}, {"7/8", 4}};
-const CodeWord kFormatIqWords[] = {{"Normal", 0}, {"Reversed", 1}};
 
 constexpr RuleBuilder outputRule(const char* element, size_t target, size_t column, const char* invalidText,
                                  const char* label) {
@@ -49,21 +42,21 @@ const ValueRule kOutputRules[] = {
     outputRule("symbolRate", kModulator, rf::Symbol_Rate, "Invalid value for module/output/symbolRate",
                " symbolRate: ").number(),
     outputRule("modeOFDM", kModulator, rf::Modo_OFDM, "Invalid value for module/output/modeOFDM", " modeOFDM: ")
-        .words(kModeOfdmWords),
+        .words(kModeOfdmCodes),
     outputRule("bandwidth", kModulator, rf::Ancho_Banda, "Invalid value for module/output/bandwidth", " bandwidth: ")
-        .words(kOutputBandwidthWords),
+        .words(kOutputBandwidthCodes),
     outputRule("guardInterval", kModulator, rf::Intervalo_Guarda, "Invalid value for module/output/guardInterval",
-               " guardInterval: ").words(kGuardIntervalWords),
+               " guardInterval: ").words(kGuardIntervalCodes),
     outputRule("constellation", kModulator, rf::Modo_Salida_Modulacion,
                "Invalid value for module/output/constellation DVBT", " constellation: ")
-        .words(kTerrestrialConstellationWords).appliesTo(kTerrestrialMode),
+        .words(kTerrestrialConstellationCodes).appliesTo(kTerrestrialMode),
     outputRule("constellation", kModulator, rf::Modo_Salida_Modulacion,
                "Invalid value for module/output/constellation DVBC", " constellation: ")
-        .words(kCableConstellationWords).appliesTo(kCableMode),
+        .words(kCableConstellationCodes).appliesTo(kCableMode),
     outputRule("codeRate", kModulator, rf::Code_Rate, "Invalid value for module/output/codeRate", " codeRate: ")
-        .words(kCodeRateWords),
+        .words(kCodeRateCodes),
     outputRule("formatIQ", kModulator, rf::Espectro_Salida, "Invalid value for module/output/formatIQ", "formatIQ: ")
-        .words(kFormatIqWords),
+        .words(kFormatIqCodes),
 };
 constexpr size_t kActiveRule = 0;
 

@@ -7,6 +7,7 @@
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/list_section.h"
 #include "commands/setconfig/sections.h"
+#include "common/headend_codes.h"
 #include "db/access.h"
 #include "db/tables.h"
 
@@ -21,7 +22,6 @@ const char kSystem[] = "Quorvex";
 const char kNoName[] = "scrambling has no name field";
 enum Target : size_t { kGlobalRow = 0, kKeysRow = 1 };
 
-const CodeWord kModeWords[] = {{"even", 0}, {"odd", 1}, {"toggle", 2}};
 
 // "active" is the system's on/off, kept in the Mode of its ScramblingGlobal
 // row (a new row starts off); a mode outside the three words is reported
@@ -29,7 +29,7 @@ const CodeWord kModeWords[] = {{"even", 0}, {"odd", 1}, {"toggle", 2}};
 const ValueRule kScramblingRules[] = {
     rule("name", 0).target(kNoTarget).required(kInvalidCommand, kNoName),
     rule("active", global::Mode).number().range(0, 1).invalid(kInvalidValue, "scrambling/active should be 0/1"),
-    rule("mode", keys::Mode).target(kKeysRow).words(kModeWords).invalid(kInvalidCommand, kNoName),
+    rule("mode", keys::Mode).target(kKeysRow).words(kScramblingModeCodes).invalid(kInvalidCommand, kNoName),
     rule("frequency", keys::Frequency).target(kKeysRow),
     rule("oddKey", keys::Odd).target(kKeysRow),
     rule("evenKey", keys::Even).target(kKeysRow),

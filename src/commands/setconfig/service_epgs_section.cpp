@@ -47,7 +47,7 @@ const ValueRule kSatelliteRules[] = {
     rule("frequency", sat::Frequency).number(),
     rule("symbolrate", sat::SymbolRate).number(),
     rule("orbit", sat::Orbita),
-    rule("polarity", sat::Polaridad).numberOrWords(kPolarityWords).range(0, 1),
+    rule("polarity", sat::Polaridad).numberOrWords(kPolarityCodes).range(0, 1),
     rule("westEastFlag", sat::West_East_Flag),
     dvbId("onid", sat::ONID, kOnidRange),
     dvbId("tsid", sat::TSID, kTsidRange),

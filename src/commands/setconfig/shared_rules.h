@@ -2,12 +2,9 @@
 #pragma once
 
 #include "commands/setconfig/value_rules.h"
+#include "common/headend_codes.h"
 
 namespace dorel_remote_control {
-
-// Satellite polarity and band as the headend's tables store them.
-extern const CodeWord kPolarityWords[2];   // "vertical" = 0, "horizontal" = 1
-extern const CodeWord kBandWords[2];       // "low" = 0, "high" = 1
 
 // The 16-bit identifiers of DVB (ONID, TSID, SID, LCN): 1 to 65535.
 constexpr int32_t kMinDvbId = 1;

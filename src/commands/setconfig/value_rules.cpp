@@ -88,9 +88,9 @@ bool parseWholeNumber(const std::string& text, int32_t& value) {
     return true;
 }
 
-bool lookupWord(const CodeWord* words, size_t count, const std::string& text, int32_t& code) {
+bool lookupWord(const CodeText* words, size_t count, const std::string& text, int32_t& code) {
     for (size_t i = 0; i < count; ++i) {
-        if (strcasecmp(words[i].word, text.c_str()) == 0) {
+        if (strcasecmp(words[i].text, text.c_str()) == 0) {
             code = words[i].code;
             return true;
         }

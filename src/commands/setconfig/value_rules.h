@@ -9,7 +9,7 @@
 //
 //   const ValueRule kDiseqcRules[] = {
 //       rule("id", DiSEqCGlobal::idDiSEqCGlobal).required(kInvalidCommand, "diseqc has no id field"),
-//       rule("polarity", DiSEqCGlobal::Polaridad).words(kPolarityWords)
+//       rule("polarity", DiSEqCGlobal::Polaridad).words(kPolarityCodes)
 //           .invalid(kInvalidCommand, "Invalid value for diseqc/polarity"),
 //   };
 //
@@ -18,20 +18,17 @@
 #pragma once
 
 #include "commands/setconfig/section_context.h"
+#include "common/code_table.h"
 #include "db/record.h"
 
 #include <cstddef>
 #include <cstdint>
+
 #include <string>
 #include <vector>
 
 namespace dorel_remote_control {
 
-// A word the server sends and the code the table stores for it ("6 MHz" = 0).
-struct CodeWord {
-    const char* word;
-    int32_t code;
-};
 
 // How the received text becomes the stored text.
 enum class Encoding {
@@ -60,7 +57,7 @@ struct ValueRule {
     const char* element;          // element name
     size_t column;                // column position in the target row
     Encoding encoding = Encoding::kText;
-    const CodeWord* words = nullptr;   // for kWords / kNumberOrWords
+    const CodeText* words = nullptr;   // for kWords / kNumberOrWords: code and word
     size_t wordCount = 0;
     bool ranged = false;          // numbers only: min <= value <= max
     int32_t min = 0;
@@ -99,14 +96,14 @@ struct RuleBuilder {
     constexpr RuleBuilder& number() { rule.encoding = Encoding::kNumber; return *this; }
     constexpr RuleBuilder& lenientNumber() { rule.encoding = Encoding::kLenientNumber; return *this; }
     template <size_t N>
-    constexpr RuleBuilder& words(const CodeWord (&table)[N]) {
+    constexpr RuleBuilder& words(const CodeText (&table)[N]) {
         rule.encoding = Encoding::kWords;
         rule.words = table;
         rule.wordCount = N;
         return *this;
     }
     template <size_t N>
-    constexpr RuleBuilder& numberOrWords(const CodeWord (&table)[N]) {
+    constexpr RuleBuilder& numberOrWords(const CodeText (&table)[N]) {
         words(table);
         rule.encoding = Encoding::kNumberOrWords;
         return *this;
@@ -174,7 +171,7 @@ bool parseWholeNumber(const std::string& text, int32_t& value);
 int32_t lenientWholeNumber(const std::string& text);
 
 // The code of a word in a table (ASCII case ignored); false when absent.
-bool lookupWord(const CodeWord* words, size_t count, const std::string& text, int32_t& code);
+bool lookupWord(const CodeText* words, size_t count, const std::string& text, int32_t& code);
 
 // The element children of a node (data and other nodes skipped).
 std::vector<const XmlNode*> childElements(const XmlNode* parent);

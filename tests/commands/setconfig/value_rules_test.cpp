@@ -15,8 +15,8 @@ namespace {
 using namespace dorel_remote_control;
 namespace col = doreldb::DiSEqCGlobal;
 
-const CodeWord kWidths[] = {{"6 MHz", 0}, {"7 MHz", 1}, {"8 MHz", 2}};
-const CodeWord kAuto[] = {{"auto", -2}};
+const CodeText kWidths[] = {{0, "6 MHz"}, {1, "7 MHz"}, {2, "8 MHz"}};
+const CodeText kAuto[] = {{-2, "auto"}};
 
 bool evenOnly(int32_t value, const std::vector<doreldb::Record*>&) { return value % 2 == 0; }
 
