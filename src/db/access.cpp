@@ -6,6 +6,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <new>
 
@@ -69,6 +70,54 @@ DbHandle openDatabase(const std::string& path) { return DbHandle(openDb(path.c_s
 
 namespace {
 
+// A prepared statement, finalized on every path.
+struct StatementFinalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalize>;
+
+// The column's text up to its first NUL byte, as sqlite3_get_table copied it;
+// false when SQLite ran out of memory converting it. NULL stays NULL.
+bool readValue(sqlite3_stmt* statement, int column, tSqlite3parent& value) {
+    const char* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    if (text == nullptr) return sqlite3_column_type(statement, column) == SQLITE_NULL;
+    size_t length = static_cast<size_t>(sqlite3_column_bytes(statement, column));
+    if (const void* nul = memchr(text, 0, length)) length = static_cast<size_t>(static_cast<const char*>(nul) - text);
+    value = tSqlite3parent(text, length);
+    return true;
+}
+
+// One attempt at a select: every row, or none with SQLite's code and message
+// as sqlite3_exec() gives them. Rows are stepped straight into the records,
+// so each value is copied once.
+int readRows(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* sql, char** error) {
+    rows.clear();
+    sqlite3_stmt* prepared = nullptr;
+    int rc = sqlite3_prepare_v2(db, sql, -1, &prepared, nullptr);
+    Statement statement(prepared);
+    if (rc == SQLITE_OK && statement) {
+        const int columnCount = sqlite3_column_count(prepared);
+        while ((rc = sqlite3_step(prepared)) == SQLITE_ROW) {
+            std::vector<tSqlite3parent> values(static_cast<size_t>(columnCount));
+            for (int i = 0; i < columnCount && rc == SQLITE_ROW; ++i) {
+                if (!readValue(prepared, i, values[static_cast<size_t>(i)])) rc = SQLITE_NOMEM;
+            }
+            if (rc != SQLITE_ROW) break;
+            rows.emplace_back(table, std::move(values));
+        }
+        if (rc == SQLITE_DONE) {
+            rc = SQLITE_OK;
+        } else if (rc != SQLITE_NOMEM) {
+            rc = sqlite3_finalize(statement.release());
+        }
+    }
+    if (rc != SQLITE_OK) {
+        rows.clear();
+        *error = sqlite3_mprintf("%s", rc == SQLITE_NOMEM ? sqlite3_errstr(rc) : sqlite3_errmsg(db));
+    }
+    return rc;
+}
+
 int vselect(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* whereFormat, va_list args) {
     std::string format = "SELECT * FROM " + table.name() + " ";
     if (whereFormat != nullptr) format += whereFormat;
@@ -77,20 +126,7 @@ int vselect(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const
     rows.clear();
     const std::string failure = "Error leyendo datos tabla " + table.name() + " . intento: ";
     return withRetry(
-        "doSelect",
-        [&](char** error) {
-            char** result = nullptr;
-            int rowCount = 0;
-            int columnCount = 0;
-            int rc = sqlite3_get_table(db, sql.get(), &result, &rowCount, &columnCount, error);
-            if (rc == SQLITE_OK) {
-                rows.reserve(static_cast<size_t>(rowCount));
-                // The first row of the result holds the column names.
-                for (int r = 1; r <= rowCount; ++r) rows.emplace_back(table, result + r * columnCount, columnCount);
-            }
-            sqlite3_free_table(result);
-            return rc;
-        },
+        "doSelect", [&](char** error) { return readRows(rows, db, table, sql.get(), error); },
         [&](int) { return failure; });
 }
 

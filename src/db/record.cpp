@@ -1,5 +1,7 @@
 #include "db/record.h"
 
+#include <utility>
+
 namespace doreldb {
 
 namespace {
@@ -9,23 +11,19 @@ const tSqlite3parent kNull;
 Record::Record(const TableDef& table)
     : table_(&table), values_(table.knownColumns()), modified_(table.knownColumns(), false) {}
 
-Record::Record(const TableDef& table, char** values, int columnCount) : table_(&table) {
-    size_t count = columnCount > 0 ? static_cast<size_t>(columnCount) : 0;
-    values_.reserve(count);
-    for (size_t i = 0; i < count; ++i) values_.emplace_back(values[i]);
-    modified_.assign(count, false);
-}
+Record::Record(const TableDef& table, std::vector<tSqlite3parent> values)
+    : table_(&table), values_(std::move(values)), modified_(values_.size(), false) {}
 
 const tSqlite3parent& Record::value(size_t column) const {
     return column < values_.size() ? values_[column] : kNull;
 }
 
-void Record::set(size_t column, const tSqlite3parent& value) {
+void Record::set(size_t column, tSqlite3parent value) {
     if (column >= values_.size()) {
         values_.resize(column + 1);
         modified_.resize(column + 1, false);
     }
-    values_[column] = value;
+    values_[column] = std::move(value);
     modified_[column] = true;
 }
 

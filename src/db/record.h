@@ -14,8 +14,8 @@ class Record {
 public:
     // A new row: every known column NULL.
     explicit Record(const TableDef& table);
-    // A row as sqlite3_get_table delivered it (values copied; NULL kept).
-    Record(const TableDef& table, char** values, int columnCount);
+    // A row as the select read it, every column of the table's actual rows.
+    Record(const TableDef& table, std::vector<tSqlite3parent> values);
 
     const TableDef& table() const { return *table_; }
     size_t size() const { return values_.size(); }
@@ -28,7 +28,7 @@ public:
     std::string key() const { return text(table_->keyColumn()); }
 
     // Setters raise the column's modified flag (growing the row if needed).
-    void set(size_t column, const tSqlite3parent& value);
+    void set(size_t column, tSqlite3parent value);
     void set(size_t column, const std::string& text) { set(column, tSqlite3parent(text)); }
     void set(size_t column, const char* text) { set(column, tSqlite3parent(text)); }
     void setInt(size_t column, long value) { set(column, tSqlite3int(value)); }

@@ -2,6 +2,7 @@
 // null value, distinct from the empty text).
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -12,9 +13,14 @@ public:
     tSqlite3parent() = default;                  // SQL NULL
     explicit tSqlite3parent(const char* text);   // null pointer is SQL NULL
     explicit tSqlite3parent(const std::string& text);
-    virtual ~tSqlite3parent() = default;
+    tSqlite3parent(const char* text, size_t length) : text_(std::in_place, text, length) {}
+
+    // Values are moved, not copied, where rows are built and set.
     tSqlite3parent(const tSqlite3parent&) = default;
     tSqlite3parent& operator=(const tSqlite3parent&) = default;
+    tSqlite3parent(tSqlite3parent&&) noexcept = default;
+    tSqlite3parent& operator=(tSqlite3parent&&) noexcept = default;
+    ~tSqlite3parent() = default;
 
     bool isNull() const { return !text_.has_value(); }
     // The text, or null for SQL NULL (what %Q turns into NULL).

@@ -126,6 +126,39 @@ TEST(RecordFrame, ReadsRowsWithMoreColumnsThanItKnows) {
     EXPECT_EQ("extra", again[0].text(4));
 }
 
+// The select reads rows step by step; every stored type must come back as
+// the text sqlite3_get_table gave for it (cut at a NUL byte, NULL kept).
+TEST(RecordFrame, ValuesOfEveryStorageTypeReadAsSqlite3GetTableGaveThem) {
+    TempDb t;
+    t.run("INSERT INTO configuracionWebGlobal VALUES (1, 'text', -42, 1.5, NULL)");
+    t.run("INSERT INTO configuracionWebGlobal VALUES (2, '', 1e300, 0.1, X'')");
+    t.run("INSERT INTO configuracionWebGlobal VALUES (3, X'610062', CAST(X'41004200' AS TEXT), 9223372036854775807, "
+          "'ñandú')");
+    std::vector<Record> rows = doSelect(t.db(), configuracionWebGlobal::table());
+
+    char** table = nullptr;
+    int rowCount = 0;
+    int columnCount = 0;
+    ASSERT_EQ(SQLITE_OK, sqlite3_get_table(t.db(), "SELECT * FROM configuracionWebGlobal ", &table, &rowCount,
+                                           &columnCount, nullptr));
+    ASSERT_EQ(static_cast<size_t>(rowCount), rows.size());
+    for (int r = 0; r < rowCount; ++r) {
+        ASSERT_EQ(static_cast<size_t>(columnCount), rows[r].size());
+        for (int c = 0; c < columnCount; ++c) {
+            const char* expected = table[(r + 1) * columnCount + c];
+            const tSqlite3parent& got = rows[r].value(static_cast<size_t>(c));
+            if (expected == nullptr) {
+                EXPECT_TRUE(got.isNull()) << "row " << r << " column " << c;
+            } else {
+                EXPECT_FALSE(got.isNull()) << "row " << r << " column " << c;
+                EXPECT_EQ(std::string(expected), got.str()) << "row " << r << " column " << c;
+            }
+        }
+    }
+    sqlite3_free_table(table);
+    EXPECT_EQ("a", rows[2].text(configuracionWebGlobal::nombre)) << "text stops at a NUL byte";
+}
+
 TEST(RecordFrame, UpdateTurnsOnlyTheFirstPercentIntoABlank) {
     TempDb t;
     t.run("INSERT INTO configuracionWebGlobal VALUES (1, 'a', 'x', 0, NULL)");
