@@ -7,7 +7,11 @@
 #include "common/log.h"
 #include "common/paths.h"
 #include "db/access.h"
+#include "db/like.h"
 #include "db/tables.h"
+
+#include <utility>
+#include <vector>
 
 #include <strings.h>
 
@@ -57,6 +61,14 @@ void CmdSetQuorvexCAMList::execute() {
         return;
     }
 
+    // The table is read once; a CAM is looked up among these rows as the
+    // LIKE of its serial number would find it, and each row written joins them
+    // so that the same CAM twice in one list also stays one row.
+    std::vector<doreldb::Record> rows;
+    if (doreldb::selectRows(rows, db.get(), q::table(), nullptr) != SQLITE_OK) {
+        addError(kCouldNotAccessDatabase);
+        return;
+    }
     const std::string date = today();
     for (const XmlNode* cam : camElements(list)) {
         CamValues values = readCam(cam);
@@ -76,13 +88,17 @@ void CmdSetQuorvexCAMList::execute() {
         record.set(q::Reintentos, "0");
         record.set(q::Error, "0");
         // The same CAM twice (in the table or earlier in this list) stays one row.
-        for (const doreldb::Record& existing :
-             doreldb::doSelect(db.get(), q::table(), " WHERE idCliente LIKE %Q ", serial->second.c_str())) {
-            for (size_t column : kKeptColumns) record.set(column, existing.value(column));
-            if (doreldb::deleteId(db.get(), existing) != SQLITE_OK) {
+        for (auto existing = rows.begin(); existing != rows.end();) {
+            if (!doreldb::likeMatch(serial->second, existing->text(q::idCliente))) {
+                ++existing;
+                continue;
+            }
+            for (size_t column : kKeptColumns) record.set(column, existing->value(column));
+            if (doreldb::deleteId(db.get(), *existing) != SQLITE_OK) {
                 addError(kCouldNotAccessDatabase);
                 return;
             }
+            existing = rows.erase(existing);
         }
         for (const auto& [column, text] : values) {
             if (column != q::K_Publica || !text.empty()) record.set(column, text);
@@ -91,6 +107,7 @@ void CmdSetQuorvexCAMList::execute() {
             addError(kCouldNotAccessDatabase);
             return;
         }
+        rows.push_back(std::move(record));
     }
     if (transaction.commit() != SQLITE_OK) {
         addError(kCouldNotAccessDatabase);
