@@ -17,11 +17,6 @@ namespace {
 const char kSigningFailed[] = "Error obtaining SSL certificate";
 
 // The signed certificate of a signCSR reply, or a failure text for 902.
-struct SignedCertificate {
-    std::string crt;
-    const char* failure = nullptr;
-};
-
 SignedCertificate requestSignature(const std::string& csr) {
     SignedCertificate result;
     ServerRequest request("signCSR");
@@ -40,9 +35,16 @@ SignedCertificate requestSignature(const std::string& csr) {
         return result;
     }
 
+    return readSignReply(reply.str());
+}
+
+}  // namespace
+
+SignedCertificate readSignReply(const std::string& text) {
+    SignedCertificate result;
     std::unique_ptr<ParsedXml> parsed;
     try {
-        parsed = std::make_unique<ParsedXml>(reply.str());
+        parsed = std::make_unique<ParsedXml>(text);
     } catch (const std::exception& e) {
         logf(4, "Could not parse 'signCSRReply': %s", e.what());
         result.failure = "Could not parse 'signCSRReply'";
@@ -59,8 +61,6 @@ SignedCertificate requestSignature(const std::string& csr) {
     if (result.failure != nullptr) logf(4, "%s", result.failure);
     return result;
 }
-
-}  // namespace
 
 void CmdRegenerateSSLCertificate::execute() {
     startResult();

@@ -5,6 +5,16 @@
 
 namespace dorel_remote_control {
 
+// What the server's signCSRReply gave: the certificate text, or the failure
+// text the result reports.
+struct SignedCertificate {
+    std::string crt;
+    const char* failure = nullptr;
+};
+
+// Reads a signCSRReply text (logged when it is not usable).
+SignedCertificate readSignReply(const std::string& text);
+
 class CmdRegenerateSSLCertificate : public Command {
 public:
     explicit CmdRegenerateSSLCertificate(const std::string& envelopeText) : Command(envelopeText, "regenerateSSLCertificate") {}

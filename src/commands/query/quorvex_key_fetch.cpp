@@ -23,8 +23,35 @@ constexpr int kMissingLimit = 3;
 
 using KeyMap = std::map<std::string, std::string>;
 
-// The serial number -> key pairs of a reply; false (logged) when the reply is
-// not usable at all.
+
+// The row as the reply leaves it.
+void applyReply(doreldb::Record& row, const KeyMap& keys) {
+    const std::string serial = row.text(q::idCliente);
+    const auto found = keys.find(serial);
+    if (found != keys.end() && !found->second.empty()) {
+        row.set(q::Reintentos, "0");
+        row.set(q::Error, "0");
+        row.set(q::K_Publica, found->second);
+    } else if (found != keys.end()) {
+        logf(7, "No public key for %s was set", serial.c_str());
+        row.set(q::Reintentos, "0");
+        row.set(q::Error, "1");
+    } else {
+        logf(7, "TVID %s is missing from getQuorvexCAMPublicKeyReply", serial.c_str());
+        // Compared before counting on, so a count already at the top of the
+        // 32-bit range gives up instead of wrapping round.
+        const int32_t missedBefore = atoi32(row.text(q::Reintentos).c_str());
+        if (missedBefore >= kMissingLimit - 1) {
+            row.set(q::Reintentos, "0");
+            row.set(q::Error, "1");
+        } else {
+            row.setInt(q::Reintentos, missedBefore + 1);
+        }
+    }
+}
+
+}  // namespace
+
 bool readKeyReply(const std::string& text, KeyMap& keys) {
     std::unique_ptr<ParsedXml> parsed;
     try {
@@ -61,34 +88,6 @@ bool readKeyReply(const std::string& text, KeyMap& keys) {
     }
     return true;
 }
-
-// The row as the reply leaves it.
-void applyReply(doreldb::Record& row, const KeyMap& keys) {
-    const std::string serial = row.text(q::idCliente);
-    const auto found = keys.find(serial);
-    if (found != keys.end() && !found->second.empty()) {
-        row.set(q::Reintentos, "0");
-        row.set(q::Error, "0");
-        row.set(q::K_Publica, found->second);
-    } else if (found != keys.end()) {
-        logf(7, "No public key for %s was set", serial.c_str());
-        row.set(q::Reintentos, "0");
-        row.set(q::Error, "1");
-    } else {
-        logf(7, "TVID %s is missing from getQuorvexCAMPublicKeyReply", serial.c_str());
-        // Compared before counting on, so a count already at the top of the
-        // 32-bit range gives up instead of wrapping round.
-        const int32_t missedBefore = atoi32(row.text(q::Reintentos).c_str());
-        if (missedBefore >= kMissingLimit - 1) {
-            row.set(q::Reintentos, "0");
-            row.set(q::Error, "1");
-        } else {
-            row.setInt(q::Reintentos, missedBefore + 1);
-        }
-    }
-}
-
-}  // namespace
 
 void fetchQuorvexPublicKeys() {
     const std::string path = paths::quorGlobalDb();

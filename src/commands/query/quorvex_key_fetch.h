@@ -5,7 +5,14 @@
 // fetches and given up after three; one it lists without a key at once.
 #pragma once
 
+#include <map>
+#include <string>
+
 namespace dorel_remote_control {
+
+// The serial number -> key pairs of a getQuorvexCAMPublicKeyReply text;
+// false (logged) when the reply is not usable at all.
+bool readKeyReply(const std::string& text, std::map<std::string, std::string>& keys);
 
 // One fetch. Failures only reach the log; the next fetch tries again.
 void fetchQuorvexPublicKeys();
