@@ -76,6 +76,15 @@ XmlNode* Command::startResult() {
     return appendElement(result_->doc(), result_->data(), name_ + "Result");
 }
 
+XmlWriter Command::startWrittenResult() {
+    logf(7, "Running %s command", name_.c_str());
+    XmlWriter writer = ResultDocument::dataWriter();
+    writer.open((name_ + "Result").c_str());
+    return writer;
+}
+
+void Command::finishWrittenResult(XmlWriter& writer) { result_->setDataText(writer.finish()); }
+
 XmlNode* Command::parameter(const char* name) const {
     return childElement(commandElement_, name);
 }

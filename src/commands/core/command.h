@@ -66,6 +66,12 @@ protected:
     // Logs "Running <name> command" and creates "<name>Result" under the
     // result's data element.
     XmlNode* startResult();
+    // The same for a command that writes its output as text rather than as a
+    // tree (see ResultDocument::dataWriter): "<name>Result" is open in the
+    // writer returned; finishWrittenResult() closes it and hands the text to
+    // the result.
+    XmlWriter startWrittenResult();
+    void finishWrittenResult(XmlWriter& writer);
     // A parameter: the first child of the command element with that name.
     XmlNode* parameter(const char* name) const;
     // A parameter the command cannot do without: when it is missing, logs

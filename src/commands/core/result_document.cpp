@@ -11,6 +11,7 @@
 #include "common/numbers.h"
 
 #include <cstdlib>
+#include <cstring>
 
 namespace dorel_remote_control {
 namespace {
@@ -21,6 +22,15 @@ XmlNode* childOrAppend(XmlDocument& doc, XmlNode* parent, const char* name) {
     XmlNode* child = childElement(parent, name);
     return child != nullptr ? child : appendElement(doc, parent, name);
 }
+
+// commandResult > data > the command's output.
+constexpr int kDataChildDepth = 2;
+
+// Stands for the written output in the printed tree. Its line, at the depth
+// of data's children, cannot occur anywhere else: texts are escaped, and no
+// other element has that name.
+const char kDataTextMark[] = "rc-written-output";
+const char kDataTextLine[] = "\n\t\t<rc-written-output/>\n";
 
 }  // namespace
 
@@ -35,6 +45,7 @@ void ResultDocument::build(const std::string& commandId) {
     loadedText_.clear();
     loadedCanonical_.clear();
     errors_.clear();
+    dataText_ = BlockText();
     markSet_ = false;
 
     const Settings& identity = settings();
@@ -53,6 +64,8 @@ void ResultDocument::build(const std::string& commandId) {
 void ResultDocument::setCommandId(int commandId) {
     commandId_->value(doc_->doc().allocate_string(std::to_string(commandId).c_str()));
 }
+
+XmlWriter ResultDocument::dataWriter() { return XmlWriter(kDataChildDepth); }
 
 void ResultDocument::addError(int code, const std::string& detail) {
     errors_[code] = detail.empty() ? std::string(resultCodeText(code)) : detail;
@@ -83,7 +96,21 @@ std::string ResultDocument::render(bool logErrors) {
         appendElement(doc_->doc(), error, "text", entry.second);
         if (logErrors) logf(3, "Command error: %d %s", entry.first, entry.second.c_str());
     }
-    return kXmlDeclaration + printXml(*root_);
+    if (dataText_.empty()) return kXmlDeclaration + printXml(*root_);
+
+    XmlNode* mark = doc_->doc().allocate_node(rapidxml::node_element, kDataTextMark);
+    data_->append_node(mark);
+    const std::string tree = printXml(*root_);
+    data_->remove_node(mark);
+    const size_t at = tree.rfind(kDataTextLine);
+    const size_t markSize = sizeof kDataTextLine - 1;
+    std::string text;
+    text.reserve(strlen(kXmlDeclaration) + tree.size() - markSize + 1 + dataText_.size());
+    text += kXmlDeclaration;
+    text.append(tree, 0, at + 1);
+    dataText_.appendTo(text);
+    text.append(tree, at + markSize, std::string::npos);
+    return text;
 }
 
 std::string ResultDocument::print() {
@@ -116,6 +143,7 @@ void ResultDocument::loadPrinted(const std::string& text) {
     mark_ = childOrAppend(*doc, root, "result");
     data_ = childOrAppend(*doc, root, "data");
     errorsElement_ = errorsElement;
+    dataText_ = BlockText();
     root_ = root;
     doc_ = std::move(parsed);
     errors_ = std::move(errors);

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "common/xml.h"
+#include "common/xml_writer.h"
 
 #include <map>
 #include <memory>
@@ -45,6 +46,14 @@ public:
     XmlNode* data() { return data_; }
     XmlDocument& doc() { return doc_->doc(); }
 
+    // A command whose output is large (a whole-headend document) writes it
+    // as text instead of as a tree, whose nodes and copied strings would cost
+    // several times the text: dataWriter() starts at the depth of data's
+    // children, setDataText() takes the finished text, and print() writes it
+    // inside data after whatever the tree holds there.
+    static XmlWriter dataWriter();
+    void setDataText(BlockText text) { dataText_ = std::move(text); }
+
     // Drops the error entries, the output and the explicit mark (a retried
     // command starts again from a clean result).
     void clear();
@@ -70,6 +79,7 @@ private:
     XmlNode* mark_ = nullptr;
     XmlNode* errorsElement_ = nullptr;
     XmlNode* data_ = nullptr;
+    BlockText dataText_;
     std::map<int, std::string> errors_;
     bool markSet_ = false;
 };

@@ -7,8 +7,8 @@
 
 namespace dorel_remote_control {
 
-ConfigurationContext::ConfigurationContext(XmlDocument& doc, doreldb::HeadendRows& rows, const std::string& model)
-    : doc_(doc),
+ConfigurationContext::ConfigurationContext(XmlWriter& out, doreldb::HeadendRows& rows, const std::string& model)
+    : out_(out),
       rows_(rows),
       groupA_(isModelGroupA(model)),
       wmbG400_(isWmbG400(model)),
@@ -18,13 +18,7 @@ ConfigurationContext::ConfigurationContext(XmlDocument& doc, doreldb::HeadendRow
         // The first row of a name wins, as a lookup by name would find it.
         settings_.emplace(row.text(cfg::nombre), row.text(cfg::valor));
     }
-}
-
-XmlNode* ConfigurationContext::add(XmlNode* parent, const char* name, const char* value, size_t size) {
-    XmlNode* node = doc_.allocate_node(rapidxml::node_element, name);
-    if (size > 0) node->value(doc_.allocate_string(value, size), size);
-    parent->append_node(node);
-    return node;
+    release(cfg::table());
 }
 
 std::string ConfigurationContext::setting(const char* name) const {
@@ -32,22 +26,23 @@ std::string ConfigurationContext::setting(const char* name) const {
     return found == settings_.end() ? std::string() : found->second;
 }
 
-XmlNode* ConfigurationContext::addSetting(XmlNode* parent, const char* name, const char* setting) {
-    return add(parent, name, this->setting(setting));
+void ConfigurationContext::addSetting(const char* name, const char* setting) {
+    auto found = settings_.find(setting);
+    add(name, found == settings_.end() ? std::string() : found->second);
 }
 
 bool unlessWmbG400(const ConfigurationContext& context, const doreldb::Record&) { return !context.wmbG400(); }
 bool unlessKvdCd5(const ConfigurationContext& context, const doreldb::Record&) { return !context.kvdCd5(); }
 
-void addColumn(ConfigurationContext& context, XmlNode* parent, const doreldb::Record& row, const ColumnElement& element) {
+void addColumn(ConfigurationContext& context, const doreldb::Record& row, const ColumnElement& element) {
     if (element.include != nullptr && !element.include(context, row)) return;
     const doreldb::tSqlite3parent& stored = row.value(element.column);
     if (element.coder != nullptr) {
-        context.add(parent, element.element, element.coder(stored.str()));
+        context.add(element.element, element.coder(stored.str()));
     } else if (const char* text = stored.c_str()) {
-        context.add(parent, element.element, text, strlen(text));
+        context.add(element.element, text, strlen(text));
     } else {
-        context.add(parent, element.element);   // NULL reads as empty text
+        context.add(element.element);   // NULL reads as empty text
     }
 }
 

@@ -1,10 +1,10 @@
-// What every section of the configuration document is built from: the
-// document, the settings, the headend's tables (each read once per document),
+// What every section of the configuration document is written from: the
+// writer of the document's text, the settings, the headend's tables (each read once per document),
 // the controller model's branches, and the module being written.
 #pragma once
 
 #include "commands/query/configuration_codes.h"
-#include "common/xml.h"
+#include "common/xml_writer.h"
 #include "db/table_rows.h"
 
 #include <map>
@@ -14,11 +14,14 @@ namespace dorel_remote_control {
 
 class ConfigurationContext {
 public:
-    ConfigurationContext(XmlDocument& doc, doreldb::HeadendRows& rows, const std::string& model);
+    // The document is written to out, element after element.
+    ConfigurationContext(XmlWriter& out, doreldb::HeadendRows& rows, const std::string& model);
 
-    XmlDocument& doc() { return doc_; }
     doreldb::HeadendRows& rows() { return rows_; }
     doreldb::TableRows& table(const doreldb::TableDef& definition) { return rows_.table(definition); }
+    // Frees a table's rows once no section left to write needs them (a
+    // later table() of it would find it empty).
+    void release(const doreldb::TableDef& definition) { rows_.table(definition) = doreldb::TableRows(); }
 
     // Model branches.
     bool modelGroupA() const { return groupA_; }   // KVA-100, KVB-200, KVC-300
@@ -34,19 +37,19 @@ public:
     const Module& module() const { return module_; }
     void setModule(const Module& module) { module_ = module; }
 
-    // A new child element. name must be a literal (it is not copied); the
-    // value is copied into the document.
-    XmlNode* add(XmlNode* parent, const char* name, const std::string& value = std::string()) {
-        return add(parent, name, value.data(), value.size());
-    }
-    XmlNode* add(XmlNode* parent, const char* name, const char* value, size_t size);
-    // A child whose text is a setting of configuracionWebGlobal ("" when the
-    // setting is absent).
-    XmlNode* addSetting(XmlNode* parent, const char* name, const char* setting);
+    // An element with children, written until the matching close().
+    void open(const char* name) { out_.open(name); }
+    void close() { out_.close(); }
+    // An element with text only ("" gives an empty element).
+    void add(const char* name, const std::string& value = std::string()) { out_.element(name, value); }
+    void add(const char* name, const char* value, size_t size) { out_.element(name, value, size); }
+    // An element whose text is a setting of configuracionWebGlobal ("" when
+    // the setting is absent).
+    void addSetting(const char* name, const char* setting);
     std::string setting(const char* name) const;
 
 private:
-    XmlDocument& doc_;
+    XmlWriter& out_;
     doreldb::HeadendRows& rows_;
     std::map<std::string, std::string> settings_;
     bool groupA_;
@@ -78,16 +81,15 @@ bool unlessWmbG400(const ConfigurationContext& context, const doreldb::Record& r
 bool unlessKvdCd5(const ConfigurationContext& context, const doreldb::Record& row);
 
 template <size_t N>
-void addSettings(ConfigurationContext& context, XmlNode* parent, const SettingElement (&elements)[N]) {
-    for (const SettingElement& e : elements) context.addSetting(parent, e.element, e.setting);
+void addSettings(ConfigurationContext& context, const SettingElement (&elements)[N]) {
+    for (const SettingElement& e : elements) context.addSetting(e.element, e.setting);
 }
 
-void addColumn(ConfigurationContext& context, XmlNode* parent, const doreldb::Record& row, const ColumnElement& element);
+void addColumn(ConfigurationContext& context, const doreldb::Record& row, const ColumnElement& element);
 
 template <size_t N>
-void addColumns(ConfigurationContext& context, XmlNode* parent, const doreldb::Record& row,
-                const ColumnElement (&elements)[N]) {
-    for (const ColumnElement& e : elements) addColumn(context, parent, row, e);
+void addColumns(ConfigurationContext& context, const doreldb::Record& row, const ColumnElement (&elements)[N]) {
+    for (const ColumnElement& e : elements) addColumn(context, row, e);
 }
 
 }  // namespace dorel_remote_control

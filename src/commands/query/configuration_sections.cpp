@@ -60,18 +60,17 @@ const SettingElement kLnb[] = {
     {"oscBandaSatelite", "LNB_BandaSatelite"},
 };
 
-void identification(ConfigurationContext& c, XmlNode* s) { addSettings(c, s, kIdentification); }
-void regional(ConfigurationContext& c, XmlNode* s) { addSettings(c, s, kRegional); }
-void network(ConfigurationContext& c, XmlNode* s) { addSettings(c, s, kNetwork); }
-void remoteControl(ConfigurationContext& c, XmlNode* s) { addSettings(c, s, kRemoteControl); }
-void lnb(ConfigurationContext& c, XmlNode* s) { addSettings(c, s, kLnb); }
+void identification(ConfigurationContext& c) { addSettings(c, kIdentification); }
+void regional(ConfigurationContext& c) { addSettings(c, kRegional); }
+void network(ConfigurationContext& c) { addSettings(c, kNetwork); }
+void remoteControl(ConfigurationContext& c) { addSettings(c, kRemoteControl); }
+void lnb(ConfigurationContext& c) { addSettings(c, kLnb); }
 
-void maturityRating(ConfigurationContext& c, XmlNode* s) {
-    const std::string rating = c.setting("MaturityRating");
-    if (!rating.empty()) s->value(c.doc().allocate_string(rating.c_str(), rating.size()), rating.size());
+void maintenances(ConfigurationContext& c) {
+    c.open("maintenance");
+    addSettings(c, kMaintenance);
+    c.close();
 }
-
-void maintenances(ConfigurationContext& c, XmlNode* s) { addSettings(c, c.add(s, "maintenance"), kMaintenance); }
 
 // Sections made of whole tables.
 
@@ -85,10 +84,15 @@ const ColumnElement kHomeChannel[] = {
     {"tsid", db::MantenimientoHomeChannelsGlobal::TSID, nullptr, nullptr},
 };
 
-void homeChannels(ConfigurationContext& c, XmlNode* s) {
+// Each section frees the rows of the tables no later section reads.
+
+void homeChannels(ConfigurationContext& c) {
     for (const db::Record& row : c.table(db::MantenimientoHomeChannelsGlobal::table()).all()) {
-        addColumns(c, c.add(s, "homechannel"), row, kHomeChannel);
+        c.open("homechannel");
+        addColumns(c, row, kHomeChannel);
+        c.close();
     }
+    c.release(db::MantenimientoHomeChannelsGlobal::table());
 }
 
 const ColumnElement kServiceEpg[] = {
@@ -118,25 +122,43 @@ const ColumnElement kSatelliteEpg[] = {
     {"westEastFlag", db::Service_EPG_Satellite::West_East_Flag, nullptr, nullptr},
 };
 
-void serviceEpgs(ConfigurationContext& c, XmlNode* s) {
+// A list element with one item per row, each made of columns.
+template <size_t N>
+void addRowList(ConfigurationContext& c, const char* list, const char* item, const std::vector<const db::Record*>& rows,
+                const ColumnElement (&columns)[N]) {
+    c.open(list);
+    for (const db::Record* row : rows) {
+        c.open(item);
+        addColumns(c, *row, columns);
+        c.close();
+    }
+    c.close();
+}
+
+void serviceEpgs(ConfigurationContext& c) {
     db::TableRows& audios = c.table(db::Service_EPG_audios::table());
     db::TableRows& replacings = c.table(db::Service_EPG_replacing::table());
     db::TableRows& satellites = c.table(db::Service_EPG_Satellite::table());
     for (const db::Record& row : c.table(db::Service_EPG::table()).all()) {
-        XmlNode* epg = c.add(s, "serviceEPG");
-        addColumns(c, epg, row, kServiceEpg);
+        c.open("serviceEPG");
+        addColumns(c, row, kServiceEpg);
         const db::tSqlite3parent& id = row.value(db::Service_EPG::idService_EPG);
-        XmlNode* audioList = c.add(epg, "audiosEPGs");
-        for (const db::Record* audio : audios.where({{db::Service_EPG_audios::fk_idService_EPG, id}})) {
-            addColumns(c, c.add(audioList, "audiosEPG"), *audio, kAudiosEpg);
-        }
-        XmlNode* replacingList = c.add(epg, "replacingEPGs");
-        for (const db::Record* replacing : replacings.where({{db::Service_EPG_replacing::fk_idService_EPG, id}})) {
-            addColumns(c, c.add(replacingList, "replacingEPG"), *replacing, kReplacingEpg);
-        }
+        addRowList(c, "audiosEPGs", "audiosEPG", audios.where({{db::Service_EPG_audios::fk_idService_EPG, id}}),
+                   kAudiosEpg);
+        addRowList(c, "replacingEPGs", "replacingEPG",
+                   replacings.where({{db::Service_EPG_replacing::fk_idService_EPG, id}}), kReplacingEpg);
         const db::Record* satellite = satellites.first(
             {{db::Service_EPG_Satellite::idService_EPG_Satellite, row.value(db::Service_EPG::fk_idService_EPG_Satellite)}});
-        if (satellite != nullptr) addColumns(c, c.add(epg, "satelliteEPG"), *satellite, kSatelliteEpg);
+        if (satellite != nullptr) {
+            c.open("satelliteEPG");
+            addColumns(c, *satellite, kSatelliteEpg);
+            c.close();
+        }
+        c.close();
+    }
+    for (const auto table : {db::Service_EPG::table, db::Service_EPG_audios::table, db::Service_EPG_replacing::table,
+                             db::Service_EPG_Satellite::table}) {
+        c.release(table());
     }
 }
 
@@ -163,32 +185,35 @@ const struct {
     int bit;
 } kPidKinds[] = {{"text", 1}, {"subtitles", 2}, {"data", 4}};
 
-void addPidFlags(ConfigurationContext& c, XmlNode* parent, const char* name, const std::string& stored) {
-    XmlNode* flags = c.add(parent, name);
+void addPidFlags(ConfigurationContext& c, const char* name, const std::string& stored) {
+    c.open(name);
     const int32_t mask = atoi32(stored.c_str());
-    for (const auto& kind : kPidKinds) c.add(flags, kind.element, (mask & kind.bit) != 0 ? "1" : "0");
+    for (const auto& kind : kPidKinds) c.add(kind.element, (mask & kind.bit) != 0 ? "1" : "0", 1);
+    c.close();
 }
 
 std::string siFile(const std::string& name) { return paths::tablasSiDir() + "/" + name; }
 
-void addSiVersions(ConfigurationContext& c, XmlNode* network, const std::string& networkId) {
+void addSiVersions(ConfigurationContext& c, const std::string& networkId) {
     if (c.modelGroupA()) {
-        c.add(network, "InputVersionNIT", siTableVersion(siFile("NIT_table_CPLUS")));
-        c.add(network, "InputVersionBAT", siTableVersion(siFile("BAT_table_CPLUS")));
+        c.add("InputVersionNIT", siTableVersion(siFile("NIT_table_CPLUS")));
+        c.add("InputVersionBAT", siTableVersion(siFile("BAT_table_CPLUS")));
     }
     const std::string output = siFile("NIT_table_" + networkId);
-    c.add(network, "OutputVersionNIT", siTableVersion(output));
-    c.add(network, "OutputNITDate", siTableDate(output));
+    c.add("OutputVersionNIT", siTableVersion(output));
+    c.add("OutputNITDate", siTableDate(output));
 }
 
-void dvbNetworks(ConfigurationContext& c, XmlNode* s) {
+void dvbNetworks(ConfigurationContext& c) {
     for (const db::Record& row : c.table(db::RedesCabecera::table()).all()) {
-        XmlNode* network = c.add(s, "dvbNetwork");
-        addColumns(c, network, row, kDvbNetwork);
-        addPidFlags(c, network, "autoBlockPIDs", row.text(db::RedesCabecera::Block_PIDs));
-        if (!c.kvdCd5()) addPidFlags(c, network, "autoDecryptPIDs", row.text(db::RedesCabecera::Decrypt_PIDs));
-        if (!c.wmbG400()) addSiVersions(c, network, row.text(db::RedesCabecera::idRed));
+        c.open("dvbNetwork");
+        addColumns(c, row, kDvbNetwork);
+        addPidFlags(c, "autoBlockPIDs", row.text(db::RedesCabecera::Block_PIDs));
+        if (!c.kvdCd5()) addPidFlags(c, "autoDecryptPIDs", row.text(db::RedesCabecera::Decrypt_PIDs));
+        if (!c.wmbG400()) addSiVersions(c, row.text(db::RedesCabecera::idRed));
+        c.close();
     }
+    c.release(db::RedesCabecera::table());
 }
 
 const ColumnElement kDiseqc[] = {
@@ -199,10 +224,13 @@ const ColumnElement kDiseqc[] = {
     {"band", db::DiSEqCGlobal::Banda, bandText, nullptr},
 };
 
-void diseqcs(ConfigurationContext& c, XmlNode* s) {
+void diseqcs(ConfigurationContext& c) {
     for (const db::Record& row : c.table(db::DiSEqCGlobal::table()).all()) {
-        addColumns(c, c.add(s, "diseqc"), row, kDiseqc);
+        c.open("diseqc");
+        addColumns(c, row, kDiseqc);
+        c.close();
     }
+    c.release(db::DiSEqCGlobal::table());
 }
 
 const ColumnElement kScrambling[] = {
@@ -217,23 +245,27 @@ const ColumnElement kScramblingKeys[] = {
     {"date", db::ScramblingKeysGlobal::Date, nullptr, nullptr},
 };
 
-void scramblings(ConfigurationContext& c, XmlNode* s) {
+void scramblings(ConfigurationContext& c) {
     db::TableRows& keys = c.table(db::ScramblingKeysGlobal::table());
     for (const db::Record& row : c.table(db::ScramblingGlobal::table()).all()) {
-        XmlNode* scrambling = c.add(s, "scrambling");
-        addColumns(c, scrambling, row, kScrambling);
+        c.open("scrambling");
+        addColumns(c, row, kScrambling);
         // The key table has no name column: its System holds the name of the
         // scrambling system the keys belong to.
         const db::Record* key =
             keys.first({{db::ScramblingKeysGlobal::System, row.value(db::ScramblingGlobal::ScramblingName)}});
-        if (key != nullptr) addColumns(c, scrambling, *key, kScramblingKeys);
+        if (key != nullptr) addColumns(c, *key, kScramblingKeys);
+        c.close();
     }
+    c.release(db::ScramblingGlobal::table());
+    c.release(db::ScramblingKeysGlobal::table());
 }
 
-void preferredLanguages(ConfigurationContext& c, XmlNode* s) {
+void preferredLanguages(ConfigurationContext& c) {
     for (const db::Record& row : c.table(db::AudioLanguageListGlobal::table()).all()) {
-        c.add(s, "language", row.text(db::AudioLanguageListGlobal::AudioCode));
+        c.add("language", row.text(db::AudioLanguageListGlobal::AudioCode));
     }
+    c.release(db::AudioLanguageListGlobal::table());
 }
 
 bool always(const ConfigurationContext&) { return true; }
@@ -245,30 +277,40 @@ bool notKvdCd5(const ConfigurationContext& c) { return !c.kvdCd5(); }
 const struct {
     const char* element;
     bool (*applies)(const ConfigurationContext&);
-    void (*build)(ConfigurationContext&, XmlNode* section);
+    void (*build)(ConfigurationContext&);   // writes the section's children
+    const char* setting;                    // without build: the section's text
 } kSections[] = {
-    {"identification", always, identification},
-    {"regional", always, regional},
-    {"maturityRating", modelGroupA, maturityRating},
-    {"maintenances", modelGroupA, maintenances},
-    {"homeChannels", modelGroupA, homeChannels},
-    {"serviceEPGs", modelGroupA, serviceEpgs},
-    {"network", always, network},
-    {"remoteControl", onlyWmbG400, remoteControl},
-    {"dvbNetworks", always, dvbNetworks},
-    {"lnb", notKvdCd5, lnb},
-    {"diseqcs", notKvdCd5, diseqcs},
-    {"scramblings", notKvdCd5, scramblings},
-    {"preferredLanguages", always, preferredLanguages},
-    {"modules", always, buildModules},
+    {"identification", always, identification, nullptr},
+    {"regional", always, regional, nullptr},
+    {"maturityRating", modelGroupA, nullptr, "MaturityRating"},
+    {"maintenances", modelGroupA, maintenances, nullptr},
+    {"homeChannels", modelGroupA, homeChannels, nullptr},
+    {"serviceEPGs", modelGroupA, serviceEpgs, nullptr},
+    {"network", always, network, nullptr},
+    {"remoteControl", onlyWmbG400, remoteControl, nullptr},
+    {"dvbNetworks", always, dvbNetworks, nullptr},
+    {"lnb", notKvdCd5, lnb, nullptr},
+    {"diseqcs", notKvdCd5, diseqcs, nullptr},
+    {"scramblings", notKvdCd5, scramblings, nullptr},
+    {"preferredLanguages", always, preferredLanguages, nullptr},
+    {"modules", always, writeModules, nullptr},
 };
 
 }  // namespace
 
-void buildConfiguration(ConfigurationContext& context, XmlNode* configuration) {
+void writeConfiguration(ConfigurationContext& context) {
+    context.open("configuration");
     for (const auto& section : kSections) {
-        if (section.applies(context)) section.build(context, context.add(configuration, section.element));
+        if (!section.applies(context)) continue;
+        if (section.build == nullptr) {
+            context.addSetting(section.element, section.setting);
+            continue;
+        }
+        context.open(section.element);
+        section.build(context);
+        context.close();
     }
+    context.close();
 }
 
 }  // namespace dorel_remote_control

@@ -6,11 +6,11 @@
 
 namespace dorel_remote_control {
 
-// Appends every section the controller model gets to "configuration".
-void buildConfiguration(ConfigurationContext& context, XmlNode* configuration);
+// Writes "configuration" with every section the controller model gets.
+void writeConfiguration(ConfigurationContext& context);
 
-// The "modules" section: every module with its inputs, outputs and services
-// (module_sections.cpp).
-void buildModules(ConfigurationContext& context, XmlNode* modules);
+// The children of the "modules" section: every module with its inputs,
+// outputs and services (module_sections.cpp).
+void writeModules(ConfigurationContext& context);
 
 }  // namespace dorel_remote_control

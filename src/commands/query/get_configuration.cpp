@@ -8,8 +8,14 @@
 namespace dorel_remote_control {
 
 void CmdGetConfiguration::execute() {
-    XmlNode* resultElement = startResult();
+    // The document is written straight to its text: on a large headend its
+    // tree would cost several times the text at the controller's peak.
+    XmlWriter out = startWrittenResult();
+    writeDocument(out);
+    finishWrittenResult(out);
+}
 
+void CmdGetConfiguration::writeDocument(XmlWriter& out) {
     doreldb::DbHandle configGlobal = openDatabaseOrReport(paths::configGlobalDb());
     if (!configGlobal) return;
     doreldb::DbHandle tempGlobal = openDatabaseOrReport(paths::tempGlobalDb());
@@ -17,11 +23,9 @@ void CmdGetConfiguration::execute() {
 
     // A database that opened but cannot be read still gives a document: its
     // tables simply contribute nothing.
-    XmlDocument& doc = result().doc();
-    XmlNode* configuration = appendElement(doc, resultElement, "configuration");
     doreldb::HeadendRows rows(configGlobal.get(), tempGlobal.get());
-    ConfigurationContext context(doc, rows, settings().model());
-    buildConfiguration(context, configuration);
+    ConfigurationContext context(out, rows, settings().model());
+    writeConfiguration(context);
 }
 
 }  // namespace dorel_remote_control

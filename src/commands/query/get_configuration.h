@@ -11,6 +11,9 @@ public:
 
 protected:
     void execute() override;
+
+private:
+    void writeDocument(XmlWriter& out);
 };
 
 }  // namespace dorel_remote_control

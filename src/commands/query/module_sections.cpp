@@ -125,30 +125,33 @@ const TunerKind* tunerKind(int inputType) {
     return nullptr;
 }
 
-void addTuner(ConfigurationContext& c, XmlNode* input, const db::Record& row) {
+void addTuner(ConfigurationContext& c, const db::Record& row) {
     const TunerKind* kind = tunerKind(row.toInt(db::EntradasGlobal::tipoEntrada));
     if (kind == nullptr) return;
     const db::Record* tuner =
         c.table(kind->table()).first({{kind->inputColumn, row.value(db::EntradasGlobal::idEntradasGlobal)}});
     if (tuner == nullptr) return;
-    for (size_t i = 0; i < kind->elementCount; ++i) addColumn(c, input, *tuner, kind->elements[i]);
-    if (tuner->toInt(kind->loopColumn) > 1) c.add(input, "rfLoop", tuner->text(kind->loopColumn));
+    for (size_t i = 0; i < kind->elementCount; ++i) addColumn(c, *tuner, kind->elements[i]);
+    if (tuner->toInt(kind->loopColumn) > 1) c.add("rfLoop", tuner->text(kind->loopColumn));
     if (row.toInt(db::EntradasGlobal::Activo) > 0) {
         const db::Record* live =
             c.table(kind->liveTable()).first({{kind->liveTunerColumn, tuner->value(tuner->table().keyColumn())}});
         const bool locked = live != nullptr && live->toInt(kind->liveLockColumn) > 0;
-        XmlNode* status = c.add(input, "inputStatus");
-        c.add(status, "signalQuality", kind->signal(locked, live != nullptr ? live->text(kind->liveLevelColumn) : ""));
+        c.open("inputStatus");
+        c.add("signalQuality", kind->signal(locked, live != nullptr ? live->text(kind->liveLevelColumn) : ""));
+        c.close();
     }
 }
 
-void addInputs(ConfigurationContext& c, XmlNode* module, const db::tSqlite3parent& mac) {
-    XmlNode* inputs = c.add(module, "inputs");
+void addInputs(ConfigurationContext& c, const db::tSqlite3parent& mac) {
+    c.open("inputs");
     for (const db::Record* row : c.table(db::EntradasGlobal::table()).where({{db::EntradasGlobal::MAC, mac}})) {
-        XmlNode* input = c.add(inputs, "input");
-        addColumns(c, input, *row, kInput);
-        addTuner(c, input, *row);
+        c.open("input");
+        addColumns(c, *row, kInput);
+        addTuner(c, *row);
+        c.close();
     }
+    c.close();
 }
 
 // --- outputs ----------------------------------------------------------------
@@ -172,17 +175,19 @@ const ColumnElement kModulator[] = {
     {"formatIQ", db::RFOutGlobal::Espectro_Salida, formatIqText, nullptr},
 };
 
-void addOutputs(ConfigurationContext& c, XmlNode* module, const db::tSqlite3parent& mac) {
-    XmlNode* outputs = c.add(module, "outputs");
+void addOutputs(ConfigurationContext& c, const db::tSqlite3parent& mac) {
+    c.open("outputs");
     db::TableRows& modulators = c.table(db::RFOutGlobal::table());
     for (const db::Record* row :
          c.table(db::SalidasLogicasGlobal::table()).where({{db::SalidasLogicasGlobal::MAC, mac}})) {
-        XmlNode* output = c.add(outputs, "output");
-        addColumns(c, output, *row, kOutput);
+        c.open("output");
+        addColumns(c, *row, kOutput);
         const db::Record* modulator = modulators.first(
             {{db::RFOutGlobal::fk_idSalidasLogicasGlobal, row->value(db::SalidasLogicasGlobal::idSalidasLogicasGlobal)}});
-        if (modulator != nullptr) addColumns(c, output, *modulator, kModulator);
+        if (modulator != nullptr) addColumns(c, *modulator, kModulator);
+        c.close();
     }
+    c.close();
 }
 
 // --- services ---------------------------------------------------------------
@@ -225,33 +230,39 @@ bool listedService(const db::Record& row) {
 // service: a document read back and sent again must not revive it.
 bool listedPid(const db::Record& row) { return row.toInt(db::PIDsSalidaGlobal::EstadoBorrado) <= 0; }
 
-void addLiveStatus(ConfigurationContext& c, XmlNode* service, const db::Record& row, const db::tSqlite3parent& mac) {
+void addLiveStatus(ConfigurationContext& c, const db::Record& row, const db::tSqlite3parent& mac) {
     namespace live = db::ServiciosEntradaGlobal;
     const db::Record* found = c.table(live::table()).first({{live::MAC, mac},
                                                             {live::OSID, row.value(db::ServiciosSalidaGlobal::OSID)},
                                                             {live::fk_idEntrada, row.value(db::ServiciosSalidaGlobal::fk_idEntrada)}});
     if (found == nullptr) return;
     const int status = found->toInt(live::EstadoServicio);
-    if (statusReported(status, kDecryptStatusBits)) c.add(service, "decrytStatus", statusText(status, kDecryptStatusBits));
+    if (statusReported(status, kDecryptStatusBits)) c.add("decrytStatus", statusText(status, kDecryptStatusBits));
     if (statusReported(status, kTranscodingStatusBits)) {
-        c.add(service, "transcodingStatus", statusText(status, kTranscodingStatusBits));
+        c.add("transcodingStatus", statusText(status, kTranscodingStatusBits));
     }
 }
 
-void addServices(ConfigurationContext& c, XmlNode* module, const db::tSqlite3parent& mac) {
-    XmlNode* services = c.add(module, "services");
+void addServices(ConfigurationContext& c, const db::tSqlite3parent& mac) {
+    c.open("services");
     db::TableRows& pids = c.table(db::PIDsSalidaGlobal::table());
     for (const db::Record* row :
          c.table(db::ServiciosSalidaGlobal::table()).where({{db::ServiciosSalidaGlobal::MAC, mac}})) {
         if (!listedService(*row)) continue;
-        XmlNode* service = c.add(services, "service");
-        addColumns(c, service, *row, kService);
-        addLiveStatus(c, service, *row, mac);
-        XmlNode* orders = c.add(service, "pidOrders");
+        c.open("service");
+        addColumns(c, *row, kService);
+        addLiveStatus(c, *row, mac);
+        c.open("pidOrders");
         for (const db::Record* pid : pids.where({{db::PIDsSalidaGlobal::fk_idSSG, row->value(db::ServiciosSalidaGlobal::idSSG)}})) {
-            if (listedPid(*pid)) addColumns(c, c.add(orders, "pidOrder"), *pid, kPidOrder);
+            if (!listedPid(*pid)) continue;
+            c.open("pidOrder");
+            addColumns(c, *pid, kPidOrder);
+            c.close();
         }
+        c.close();
+        c.close();
     }
+    c.close();
 }
 
 // --- module -----------------------------------------------------------------
@@ -274,28 +285,29 @@ const ColumnElement kModuleNetwork[] = {
     {"dvbNetworkId", db::RedesModulos::RED, nullptr, nullptr},
 };
 
-void addModule(ConfigurationContext& c, XmlNode* modules, const db::Record& row) {
+void addModule(ConfigurationContext& c, const db::Record& row) {
     c.setModule(moduleKind(row));
     const db::tSqlite3parent& mac = row.value(db::RedesModulos::MAC);
-    XmlNode* module = c.add(modules, "module");
-    addColumns(c, module, row, kModuleIdentity);
+    c.open("module");
+    addColumns(c, row, kModuleIdentity);
     if (c.module().cam) {
         const db::Record* cam = c.table(db::CAMInfoGlobal::table()).first({{db::CAMInfoGlobal::MAC, mac}});
-        if (cam != nullptr) addColumns(c, module, *cam, kCamState);
+        if (cam != nullptr) addColumns(c, *cam, kCamState);
     }
-    addColumns(c, module, row, kModuleVersions);
+    addColumns(c, row, kModuleVersions);
     const db::Record* live = c.table(db::ModulosCabecera::table()).first({{db::ModulosCabecera::MAC, mac}});
-    c.add(module, "swVersion", live != nullptr ? live->text(db::ModulosCabecera::SWVersion) : std::string());
-    addColumns(c, module, row, kModuleNetwork);
-    addInputs(c, module, mac);
-    addOutputs(c, module, mac);
-    addServices(c, module, mac);
+    c.add("swVersion", live != nullptr ? live->text(db::ModulosCabecera::SWVersion) : std::string());
+    addColumns(c, row, kModuleNetwork);
+    addInputs(c, mac);
+    addOutputs(c, mac);
+    addServices(c, mac);
+    c.close();
 }
 
 }  // namespace
 
-void buildModules(ConfigurationContext& context, XmlNode* modules) {
-    for (const db::Record& row : context.table(db::RedesModulos::table()).all()) addModule(context, modules, row);
+void writeModules(ConfigurationContext& context) {
+    for (const db::Record& row : context.table(db::RedesModulos::table()).all()) addModule(context, row);
 }
 
 }  // namespace dorel_remote_control
