@@ -48,5 +48,44 @@ TEST_F(ResultDocumentTest, ErrorsGoOutInCodeOrderAndAreLoggedOncePerPrint) {
     EXPECT_EQ(2, log.count("Command error: 103 bad 'port' value"));
 }
 
+// A written output must print exactly as the same output built as a tree,
+// wherever the errors and other children of data put it.
+TEST_F(ResultDocumentTest, WrittenOutputPrintsAsTheSameTree) {
+    const auto writeOutput = [](ResultDocument& result) {
+        XmlWriter out = ResultDocument::dataWriter();
+        out.open("bigResult");
+        out.element("name", "a <b> & 'c'");
+        out.element("empty");
+        result.setDataText(out.finish());
+    };
+    const auto buildOutput = [](ResultDocument& result) {
+        XmlNode* output = appendElement(result.doc(), result.data(), "bigResult");
+        appendElement(result.doc(), output, "name", "a <b> & 'c'");
+        appendElement(result.doc(), output, "empty");
+    };
+    for (const bool withErrors : {false, true}) {
+        SCOPED_TRACE(withErrors ? "with errors" : "without errors");
+        ResultDocument written, built;
+        for (ResultDocument* r : {&written, &built}) {
+            r->setCommandId(12);
+            if (withErrors) r->addError(102, "database <locked>");
+            appendElement(r->doc(), r->data(), "first", "tree child");
+        }
+        writeOutput(written);
+        buildOutput(built);
+        EXPECT_EQ(built.print(), written.print());
+        EXPECT_EQ(built.print(), written.print()) << "printing again gives the same text";
+    }
+}
+
+TEST_F(ResultDocumentTest, RetriedCommandDropsItsWrittenOutput) {
+    ResultDocument result;
+    XmlWriter out = ResultDocument::dataWriter();
+    out.element("partial", "1");
+    result.setDataText(out.finish());
+    result.clear();
+    EXPECT_NE(std::string::npos, result.print().find("\t<data/>\n")) << result.print();
+}
+
 }  // namespace
 }  // namespace dorel_remote_control
