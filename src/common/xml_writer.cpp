@@ -9,42 +9,68 @@ namespace {
 // from and go back to the heap like any other allocation.
 constexpr size_t kBlockSize = 64 * 1024;
 
-const char* entity(char c) {
-    switch (c) {
-    case '<': return "&lt;";
-    case '>': return "&gt;";
-    case '\'': return "&apos;";
-    case '"': return "&quot;";
-    case '&': return "&amp;";
-    default: return nullptr;
+// The longest replacement of one character ("&apos;", "&quot;").
+constexpr size_t kLongestEntity = 6;
+// A value is escaped this many characters at a time, so that the room asked
+// for stays small however long the value is.
+constexpr size_t kEscapePiece = 1024;
+
+char* put(char* out, const char* text, size_t size) {
+    memcpy(out, text, size);
+    return out + size;
+}
+
+// Copies text with & < > ' " replaced by their entities, except `unescaped`
+// ('\0' for none), as RapidXML's printer does.
+char* putEscaped(char* out, const char* text, size_t size, char unescaped) {
+    for (const char* end = text + size; text != end; ++text) {
+        const char c = *text;
+        if (c == unescaped) {
+            *out++ = c;
+            continue;
+        }
+        switch (c) {
+        case '<': out = put(out, "&lt;", 4); break;
+        case '>': out = put(out, "&gt;", 4); break;
+        case '\'': out = put(out, "&apos;", 6); break;
+        case '"': out = put(out, "&quot;", 6); break;
+        case '&': out = put(out, "&amp;", 5); break;
+        default: *out++ = c;
+        }
     }
+    return out;
 }
 
 }  // namespace
 
-std::string& BlockText::room(size_t size) {
-    if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < size) {
-        blocks_.emplace_back();
-        blocks_.back().reserve(size > kBlockSize ? size : kBlockSize);
+char* BlockText::reserve(size_t size) {
+    if (blocks_.empty() || blocks_.back().capacity - blocks_.back().used < size) {
+        const size_t capacity = size > kBlockSize ? size : kBlockSize;
+        blocks_.push_back(Block{std::make_unique<char[]>(capacity), 0, capacity});
     }
-    return blocks_.back();
+    return blocks_.back().data.get() + blocks_.back().used;
+}
+
+void BlockText::commit(size_t used) {
+    blocks_.back().used += used;
+    size_ += used;
 }
 
 void BlockText::append(const char* text, size_t size) {
     if (size == 0) return;
-    room(size).append(text, size);
-    size_ += size;
+    memcpy(reserve(size), text, size);
+    commit(size);
 }
 
 void BlockText::append(char c, size_t count) {
     if (count == 0) return;
-    room(count).append(count, c);
-    size_ += count;
+    memset(reserve(count), c, count);
+    commit(count);
 }
 
 void BlockText::appendTo(std::string& out) const {
     out.reserve(out.size() + size_);
-    for (const std::string& block : blocks_) out += block;
+    for (const Block& block : blocks_) out.append(block.data.get(), block.used);
 }
 
 std::string BlockText::str() const {
@@ -60,10 +86,15 @@ void XmlWriter::startChild() {
 
 void XmlWriter::open(const char* name) {
     startChild();
-    indent(baseDepth_ + open_.size());
-    text_.append('<');
-    text_.append(name, strlen(name));
-    open_.emplace_back(name);
+    const size_t nameSize = strlen(name);
+    char* start = text_.reserve(depth() + 1 + nameSize);
+    char* out = start;
+    memset(out, '\t', depth());
+    out += depth();
+    *out++ = '<';
+    out = put(out, name, nameSize);
+    text_.commit(out - start);
+    open_.emplace_back(name, nameSize);
     tagOpen_ = true;
 }
 
@@ -82,19 +113,32 @@ void XmlWriter::attribute(const char* name, const char* value, size_t size) {
 
 void XmlWriter::element(const char* name, const char* value, size_t size) {
     startChild();
-    indent(baseDepth_ + open_.size());
     const size_t nameSize = strlen(name);
-    text_.append('<');
-    text_.append(name, nameSize);
+    // Indentation, "<name>", a short value escaped, "</name>\n".
+    const bool shortValue = size <= kEscapePiece;
+    char* start = text_.reserve(depth() + 2 * nameSize + 6 + (shortValue ? size * kLongestEntity : 0));
+    char* out = start;
+    memset(out, '\t', depth());
+    out += depth();
+    *out++ = '<';
+    out = put(out, name, nameSize);
     if (size == 0) {
-        text_.append("/>\n", 3);
+        out = put(out, "/>\n", 3);
+        text_.commit(out - start);
         return;
     }
-    text_.append('>');
-    escaped(value, size, '\0');
-    text_.append("</", 2);
-    text_.append(name, nameSize);
-    text_.append(">\n", 2);
+    *out++ = '>';
+    if (shortValue) {
+        out = putEscaped(out, value, size, '\0');
+    } else {
+        text_.commit(out - start);
+        escaped(value, size, '\0');
+        start = out = text_.reserve(nameSize + 4);
+    }
+    out = put(out, "</", 2);
+    out = put(out, name, nameSize);
+    out = put(out, ">\n", 2);
+    text_.commit(out - start);
 }
 
 void XmlWriter::close() {
@@ -103,10 +147,16 @@ void XmlWriter::close() {
         text_.append("/>\n", 3);
         tagOpen_ = false;
     } else {
-        indent(baseDepth_ + open_.size() - 1);
-        text_.append("</", 2);
-        text_.append(open_.back().data(), open_.back().size());
-        text_.append(">\n", 2);
+        const std::string& name = open_.back();
+        const size_t indent = depth() - 1;
+        char* start = text_.reserve(indent + name.size() + 4);
+        char* out = start;
+        memset(out, '\t', indent);
+        out += indent;
+        out = put(out, "</", 2);
+        out = put(out, name.data(), name.size());
+        out = put(out, ">\n", 2);
+        text_.commit(out - start);
     }
     open_.pop_back();
 }
@@ -119,16 +169,13 @@ BlockText XmlWriter::finish() {
 }
 
 void XmlWriter::escaped(const char* value, size_t size, char unescaped) {
-    const char* run = value;
-    const char* end = value + size;
-    for (const char* p = value; p != end; ++p) {
-        const char* replacement = *p != unescaped ? entity(*p) : nullptr;
-        if (replacement == nullptr) continue;
-        text_.append(run, p - run);
-        text_.append(replacement, strlen(replacement));
-        run = p + 1;
+    while (size > 0) {
+        const size_t piece = size < kEscapePiece ? size : kEscapePiece;
+        char* start = text_.reserve(piece * kLongestEntity);
+        text_.commit(putEscaped(start, value, piece, unescaped) - start);
+        value += piece;
+        size -= piece;
     }
-    text_.append(run, end - run);
 }
 
 }  // namespace dorel_remote_control

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ class BlockText {
 public:
     void append(const char* text, size_t size);
     void append(char c, size_t count = 1);
+    // Room for up to size characters at the end of the text, to be filled
+    // directly; commit() then keeps the first `used` of them.
+    char* reserve(size_t size);
+    void commit(size_t used);
+
     size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
     // Appends the whole text to out.
@@ -27,10 +33,12 @@ public:
     std::string str() const;
 
 private:
-    // Room for size more characters in the last block.
-    std::string& room(size_t size);
-
-    std::vector<std::string> blocks_;
+    struct Block {
+        std::unique_ptr<char[]> data;
+        size_t used;
+        size_t capacity;
+    };
+    std::vector<Block> blocks_;
     size_t size_ = 0;
 };
 
@@ -38,7 +46,7 @@ class XmlWriter {
 public:
     // depth: the indentation of the first element, the depth it has in the
     // document it will be part of (0 for a document of its own).
-    explicit XmlWriter(int depth = 0) : baseDepth_(depth) {}
+    explicit XmlWriter(size_t depth = 0) : baseDepth_(depth) {}
 
     // Starts an element; its children follow until close().
     void open(const char* name);
@@ -58,13 +66,13 @@ public:
 private:
     // Ends the tag of an open element that gets a child.
     void startChild();
-    void indent(size_t depth) { text_.append('\t', depth); }
+    size_t depth() const { return baseDepth_ + open_.size(); }
     void escaped(const char* value, size_t size, char unescaped);
 
     BlockText text_;
     std::vector<std::string> open_;   // names of the open elements, outermost first
     bool tagOpen_ = false;            // "<name" written, not yet ">" or "/>"
-    int baseDepth_;
+    size_t baseDepth_;
 };
 
 }  // namespace dorel_remote_control

@@ -68,6 +68,7 @@ TEST(XmlWriter, WritesWhatPrintXmlPrintsForTheSameTree) {
         {"every escaped character, blanks, breaks and UTF-8",
          leaf("name", "Tom & Jerry's <\"show\">  \n\tEspaña €")},
         {"blanks only", leaf("v", "   ")},
+        {"a value escaped in several pieces", leaf("long", std::string(2500, 'x') + "<&>" + std::string(2500, '"'))},
         {"nested lists, empty ones included",
          {"modules", "", {}, {{"module", "", {}, {leaf("id", "1"), leaf("inputs"), {"services", "", {}, {leaf("s", "x")}}}},
                               leaf("module")}}},
