@@ -24,7 +24,7 @@ XmlNode* childOrAppend(XmlDocument& doc, XmlNode* parent, const char* name) {
 }
 
 // commandResult > data > the command's output.
-constexpr int kDataChildDepth = 2;
+constexpr size_t kDataChildDepth = 2;
 
 // Stands for the written output in the printed tree. Its line, at the depth
 // of data's children, cannot occur anywhere else: texts are escaped, and no

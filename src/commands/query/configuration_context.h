@@ -1,6 +1,7 @@
 // What every section of the configuration document is written from: the
-// writer of the document's text, the settings, the headend's tables (each read once per document),
-// the controller model's branches, and the module being written.
+// writer of the document's text, the settings, the headend's tables (each
+// read once per document), the controller model's branches, and the module
+// being written.
 #pragma once
 
 #include "commands/query/configuration_codes.h"
