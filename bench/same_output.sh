@@ -6,10 +6,14 @@
 #
 #   bench/same_output.sh OLD-AGENT NEW-AGENT
 #
+# The agents' syslog lines are compared too (bench/syslog_to_stderr.cpp copies
+# them to standard error; pids, ports and the temporary root taken out).
+#
 # Prints IDENTICAL and the alarm codes of the document, or the first difference.
 set -euo pipefail
 source "$(dirname "$0")/lib.sh"
 OLD=$1 NEW=$2
+c++ -shared -fPIC -o "$WORK/syslog_to_stderr.so" "$BENCH_DIR/syslog_to_stderr.cpp" -ldl
 prepare() {
 base=$1
 headend "$base" --modules 12 --cam-modules 3
@@ -29,9 +33,13 @@ for v in old new; do
     prepare "$WORK/$v"
     start_server "$WORK/$v"
     bin=$OLD; [ $v = new ] && bin=$NEW
-    REMOTE_CONTROL_ROOT=$WORK/$v "$bin" --once -p $WORK/$v/var/run/rc.pid >/dev/null 2>&1
+    REMOTE_CONTROL_ROOT=$WORK/$v LD_PRELOAD=$WORK/syslog_to_stderr.so "$bin" --once -p $WORK/$v/var/run/rc.pid \
+        >/dev/null 2>$WORK/$v.stderr
+    sed -E "s#$WORK/$v##g; s/^remote-control\[[0-9]+\]/remote-control/; s/127\.0\.0\.1:$PORT/127.0.0.1:PORT/g" \
+        $WORK/$v.stderr > $WORK/$v.log
     python3 -c 'import json,sys; [print(json.loads(l)["body"]) for l in open(sys.argv[1])]' $WORK/requests.jsonl > $WORK/$v.body
     sed "s#$WORK/$v##g" $WORK/$v/devkit/calls.log > $WORK/$v.calls
 done
-cmp $WORK/old.body $WORK/new.body && cmp $WORK/old.calls $WORK/new.calls && echo IDENTICAL
+cmp $WORK/old.body $WORK/new.body && cmp $WORK/old.calls $WORK/new.calls && cmp $WORK/old.log $WORK/new.log &&
+    echo "IDENTICAL ($(wc -l <$WORK/new.log) log lines)"
 grep -o "<type>[0-9]*</type>" $WORK/new.body | sort | uniq -c | tr '\n' ' '

@@ -10,16 +10,13 @@ unsigned long debugMask = 0;
 
 namespace {
 
-void toSyslog(int priority, const std::string& line) {
-    syslog(priority, "%s", line.c_str());
-}
-
-LogSink& sink() {
-    static LogSink current = toSyslog;
+// The sink a test installed; empty while lines go to syslog.
+LogSink& replacement() {
+    static LogSink current;
     return current;
 }
 
-void emit(int priority, const char* format, va_list args) {
+void toReplacement(const LogSink& sink, int priority, const char* format, va_list args) {
     char small[512];
     va_list copy;
     va_copy(copy, args);
@@ -27,7 +24,7 @@ void emit(int priority, const char* format, va_list args) {
     va_end(copy);
     if (needed < 0) return;
     if (static_cast<size_t>(needed) < sizeof small) {
-        sink()(priority, std::string(small, static_cast<size_t>(needed)));
+        sink(priority, std::string(small, static_cast<size_t>(needed)));
         return;
     }
     // Long lines (a status document, a command) are rare: format them again
@@ -35,7 +32,18 @@ void emit(int priority, const char* format, va_list args) {
     std::string line(static_cast<size_t>(needed) + 1, '\0');
     vsnprintf(&line[0], line.size(), format, args);
     line.resize(static_cast<size_t>(needed));
-    sink()(priority, line);
+    sink(priority, line);
+}
+
+void emit(int priority, const char* format, va_list args) {
+    const LogSink& sink = replacement();
+    // syslog formats the line itself: formatting it here first would only
+    // make it do the same work twice.
+    if (!sink) {
+        vsyslog(priority, format, args);
+        return;
+    }
+    toReplacement(sink, priority, format, args);
 }
 
 }  // namespace
@@ -55,10 +63,10 @@ void logAlways(int priority, const char* format, ...) {
     va_end(args);
 }
 
-ScopedLogSink::ScopedLogSink(LogSink replacement) : previous_(std::move(sink())) {
-    sink() = std::move(replacement);
+ScopedLogSink::ScopedLogSink(LogSink sink) : previous_(std::move(replacement())) {
+    replacement() = std::move(sink);
 }
 
-ScopedLogSink::~ScopedLogSink() { sink() = std::move(previous_); }
+ScopedLogSink::~ScopedLogSink() { replacement() = std::move(previous_); }
 
 }  // namespace dorel_remote_control

@@ -25,7 +25,8 @@ void logf(int priority, const char* format, ...) __attribute__((format(printf, 2
 // collector expects unconditionally). priority may carry a facility.
 void logAlways(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// Where formatted lines go. The default writes to syslog.
+// Where formatted lines go instead of syslog (tests read them this way). An
+// empty sink means syslog.
 using LogSink = std::function<void(int priority, const std::string& line)>;
 
 // Installs a sink for the lifetime of the object and restores the previous one

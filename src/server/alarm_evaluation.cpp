@@ -79,26 +79,29 @@ struct InputCodes {
 const InputCodes kFirstInput = {301, 303, 305};
 const InputCodes kOtherInput = {302, 304, 306};
 
-unsigned long hexValue(const std::string& text) {
-    return strtoul32(text.c_str(), nullptr, 16);
+// The module's values are short: copied, they are C strings without the heap.
+unsigned long hexValue(std::string_view text) {
+    return strtoul32(std::string(text).c_str(), nullptr, 16);
 }
+
+int decimalValue(std::string_view text) { return atoi32(std::string(text).c_str()); }
 
 // Read access to the variables that logs every one the rules need and miss.
 class Lookup {
 public:
-    explicit Lookup(const StatusVariables& variables) : variables_(variables) {}
+    explicit Lookup(const StatusVariableList& variables) : variables_(variables) {}
 
-    const std::string* find(const std::string& name) const {
-        auto it = variables_.find(name);
-        if (it == variables_.end()) {
-            logf(3, "Status/alarm: %s was not found", name.c_str());
-            return nullptr;
-        }
-        return &it->second;
+    // The variable named stem + suffix (a number from the tables).
+    bool find(std::string_view stem, std::string_view suffix, std::string_view& value) const {
+        if (variables_.find(stem, suffix, value)) return true;
+        logf(3, "Status/alarm: %.*s%.*s was not found", static_cast<int>(stem.size()), stem.data(),
+             static_cast<int>(suffix.size()), suffix.data());
+        return false;
     }
+    bool find(std::string_view name, std::string_view& value) const { return find(name, "", value); }
 
 private:
-    const StatusVariables& variables_;
+    const StatusVariableList& variables_;
 };
 
 void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::Record& input,
@@ -107,8 +110,9 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
     const std::string number = tuner.text(TempNIMGlobal::Entrada);
     const InputCodes& codes = atoi32(number.c_str()) == 1 ? kFirstInput : kOtherInput;
 
-    if (const std::string* value = lookup.find("alarma_procesats_si_input" + number)) {
-        if (hexValue(*value) & 0x2) {
+    std::string_view value;
+    if (lookup.find("alarma_procesats_si_input", number, value)) {
+        if (hexValue(value) & 0x2) {
             raiseAlarm(alarms, 201);
             raiseAlarm(alarms, codes.hardware);
         } else {
@@ -116,16 +120,16 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
         }
     }
 
-    if (const std::string* value = lookup.find("estado_procesats_si_input" + number)) {
+    if (lookup.find("estado_procesats_si_input", number, value)) {
         // An input switched off or a tuner on standby is expected to have no sync.
-        if ((hexValue(*value) & 0x1) && input.toInt(EntradasGlobal::Activo) == 1 &&
+        if ((hexValue(value) & 0x1) && input.toInt(EntradasGlobal::Activo) == 1 &&
             tuner.toInt(TempNIMGlobal::Standby) != 1) {
             raiseAlarm(alarms, codes.noSync);
         }
     }
 
-    if (const std::string* value = lookup.find("alarma_signal_quality_nim_T" + number)) {
-        if (atoi32(value->c_str()) == 1) {
+    if (lookup.find("alarma_signal_quality_nim_T", number, value)) {
+        if (decimalValue(value) == 1) {
             logf(6, "Bad signal quality for %s input %s", mac.c_str(), number.c_str());
             raiseAlarm(alarms, codes.badSignal);
         }
@@ -154,9 +158,9 @@ void evaluateOutputs(doreldb::HeadendRows& tables, const Lookup& lookup, const s
          tables.table(SalidasLogicasGlobal::table()).where({{SalidasLogicasGlobal::MAC, tSqlite3parent(mac)}})) {
         if (output->toInt(SalidasLogicasGlobal::Activo) != 1) continue;
         const std::string number = output->text(SalidasLogicasGlobal::fk_idSalidasLogicas);
-        const std::string* value = lookup.find("alarma_rfout_" + number);
-        if (!value) continue;
-        const unsigned long word = hexValue(*value);
+        std::string_view value;
+        if (!lookup.find("alarma_rfout_", number, value)) continue;
+        const unsigned long word = hexValue(value);
         for (const NumberedBitAlarm& rule : kOutputAlarms) {
             if (word & rule.mask) raiseAlarm(alarms, number == "1" ? rule.firstCode : rule.otherCode);
         }
@@ -172,17 +176,16 @@ void raiseBits(unsigned long word, const BitAlarm* begin, const BitAlarm* end, A
 void evaluateSystemAndCam(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
                           AlarmSet& alarms) {
     using namespace doreldb;
-    const std::string* systemText = lookup.find(kSystemWord);
-    const unsigned long systemWord = systemText ? hexValue(*systemText) : 0;
+    std::string_view value;
+    const unsigned long systemWord = lookup.find(kSystemWord, value) ? hexValue(value) : 0;
     raiseBits(systemWord, std::begin(kSystemWordAlarms), std::end(kSystemWordAlarms), alarms);
 
     for (const FlagAlarm& flag : kFlagAlarms) {
-        const std::string* value = lookup.find(flag.variable);
-        if (value && *value == "1") raiseAlarm(alarms, flag.code);
+        if (lookup.find(flag.variable, value) && value == "1") raiseAlarm(alarms, flag.code);
     }
 
-    if (const std::string* camState = lookup.find(kCamState)) {
-        if (hexValue(*camState) == 0) {
+    if (lookup.find(kCamState, value)) {
+        if (hexValue(value) == 0) {
             raiseAlarm(alarms, 502);
         } else {
             raiseBits(systemWord, std::begin(kCamWordAlarms), std::end(kCamWordAlarms), alarms);
@@ -197,7 +200,7 @@ void evaluateSystemAndCam(doreldb::HeadendRows& tables, const Lookup& lookup, co
 }  // namespace
 
 AlarmSet evaluateModuleAlarms(doreldb::HeadendRows& tables, const std::string& mac,
-                              const StatusVariables& variables) {
+                              const StatusVariableList& variables) {
     AlarmSet alarms;
     const Lookup lookup(variables);
     evaluateInputs(tables, lookup, mac, alarms);

@@ -72,7 +72,7 @@ AlarmSet fetchModuleAlarms(doreldb::HeadendRows& tables, const std::string& addr
     // The client leaves its answer in a fixed file; it is removed after reading
     // so that a later module that fails to answer can never be judged on it.
     const std::string answerFile = paths::phpSerializeFile();
-    const StatusVariables variables = parseStatusVariables(answerFile);
+    const StatusVariableList variables = StatusVariableList::read(answerFile);
     std::remove(answerFile.c_str());
     return evaluateModuleAlarms(tables, mac, variables);
 }

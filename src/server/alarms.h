@@ -3,6 +3,8 @@
 // variables (fetched live through the XML-RPC client) and the headend tables.
 #pragma once
 
+#include "server/status_variables.h"
+
 #include <map>
 #include <string>
 
@@ -19,18 +21,15 @@ constexpr int kAlarmNoCommunication = 200;
 // Code -> text, ascending by code; a code raised by several sources appears once.
 using AlarmSet = std::map<int, std::string>;
 
-// Status variables of a module: name -> value text.
-using StatusVariables = std::map<std::string, std::string>;
-
 // Adds a code with its text to the set (no effect when already there).
 void raiseAlarm(AlarmSet& alarms, int code);
 
 // Translates a module's status variables into its alarms, using the module's
 // rows of the input, tuner, output and CAM tables (each table read once for
-// the whole document). A variable the rules need and the map lacks is logged
+// the whole document). A variable the rules need and the list lacks is logged
 // and raises nothing.
 AlarmSet evaluateModuleAlarms(doreldb::HeadendRows& tables, const std::string& mac,
-                              const StatusVariables& variables);
+                              const StatusVariableList& variables);
 
 // Asks the module at `address` for its status variables through the XML-RPC
 // client and evaluates them. A module the client cannot reach reports alarm

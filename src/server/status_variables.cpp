@@ -1,61 +1,173 @@
 // Reading a module's status variables from the PHPserialize file that the
 // XML-RPC client writes: each tAlarmasEstadoE object carries an fnombre and an
 // fvalor string, found by their markers rather than by a full unserializer so
-// that the client's exact layout does not matter.
+// that the client's exact layout does not matter. The file is scanned line by
+// line: an object broken across lines is dropped, and the scan picks up again
+// on the next line.
+#include "server/status_variables.h"
+
 #include "server/status_report.h"
 
-#include <fstream>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace dorel_remote_control {
 
 namespace {
 
-const char kObjectMarker[] = "tAlarmasEstadoE";
-const char kNameMarker[] = "fnombre";
-const char kValueMarker[] = "fvalor";
-const char kStringStart[] = ":\"";
+constexpr std::string_view kObjectMarker = "tAlarmasEstadoE";
+constexpr std::string_view kNameMarker = "fnombre";
+constexpr std::string_view kValueMarker = "fvalor";
+constexpr std::string_view kStringStart = ":\"";
 
-// Finds `marker` at or after `from`, then the string start after it, and reads
-// the text up to the next double quote. Returns false when anything is missing;
-// `next` is left just past the closing quote.
-bool readMarkedString(const std::string& line, size_t from, const char* marker,
-                      std::string& text, size_t& next) {
-    const size_t markerAt = line.find(marker, from);
-    if (markerAt == std::string::npos) return false;
-    const size_t start = line.find(kStringStart, markerAt + std::char_traits<char>::length(marker));
-    if (start == std::string::npos) return false;
-    const size_t textAt = start + sizeof(kStringStart) - 1;
-    const size_t end = line.find('"', textAt);
-    if (end == std::string::npos) return false;
-    text.assign(line, textAt, end - textAt);
-    next = end + 1;
-    return true;
+constexpr size_t kNotFound = static_cast<size_t>(-1);
+
+// Where `needle` starts in text[from, end), or kNotFound. The haystacks are
+// a few dozen bytes between two markers: looking for the first letter with
+// memchr beats a general substring search that first studies the needle.
+size_t findIn(const std::string& text, size_t from, size_t end, std::string_view needle) {
+    if (from > end || end - from < needle.size()) return kNotFound;
+    const char* at = text.data() + from;
+    const char* const last = text.data() + end - needle.size();  // the last place it can start
+    while ((at = static_cast<const char*>(memchr(at, needle[0], static_cast<size_t>(last - at) + 1)))) {
+        if (memcmp(at + 1, needle.data() + 1, needle.size() - 1) == 0)
+            return static_cast<size_t>(at - text.data());
+        if (at == last) break;
+        ++at;
+    }
+    return kNotFound;
 }
 
-void scanLine(const std::string& line, std::map<std::string, std::string>& variables) {
-    size_t pos = 0;
-    while (true) {
-        const size_t object = line.find(kObjectMarker, pos);
-        if (object == std::string::npos) return;
-        std::string name;
-        std::string value;
-        size_t afterName = 0;
-        if (!readMarkedString(line, object + sizeof(kObjectMarker) - 1, kNameMarker, name, afterName))
-            return;
-        if (!readMarkedString(line, afterName, kValueMarker, value, pos)) return;
-        variables[name] = value;
+size_t findIn(const std::string& text, size_t from, size_t end, char c) {
+    if (from > end) return kNotFound;
+    const void* at = memchr(text.data() + from, c, end - from);
+    return at ? static_cast<size_t>(static_cast<const char*>(at) - text.data()) : kNotFound;
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0) close(fd_);
     }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+// Reads at most `limit` bytes of the file; false when it cannot be opened.
+// A read error keeps what came before it.
+bool readHead(const std::string& path, size_t limit, std::string& text) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.get() < 0) return false;
+    // A regular file is read into a buffer of its size at once (one more byte
+    // to see the end); anything else grows the buffer as it comes.
+    size_t capacity = 4096;
+    struct stat st;
+    if (fstat(file.get(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size >= 0) {
+        const unsigned long long size = static_cast<unsigned long long>(st.st_size);
+        capacity = size < limit ? static_cast<size_t>(size) + 1 : limit;
+    }
+    if (capacity > limit) capacity = limit;
+    text.resize(capacity);
+    size_t filled = 0;
+    while (filled < limit) {
+        if (filled == text.size()) text.resize(text.size() < limit / 2 ? text.size() * 2 : limit);
+        const ssize_t n = ::read(file.get(), &text[filled], text.size() - filled);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        filled += static_cast<size_t>(n);
+    }
+    text.resize(filled);
+    return true;
 }
 
 }  // namespace
 
+StatusVariableList::StatusVariableList(const StatusVariables& variables) {
+    variables_.reserve(variables.size());
+    for (const auto& variable : variables) {
+        const size_t nameAt = text_.size();
+        text_ += variable.first;
+        const size_t valueAt = text_.size();
+        text_ += variable.second;
+        variables_.push_back({{nameAt, variable.first.size()}, {valueAt, variable.second.size()}});
+    }
+}
+
+StatusVariableList StatusVariableList::read(const std::string& path) {
+    StatusVariableList list;
+    if (!readHead(path, kMaxFileBytes, list.text_)) return list;
+    const size_t size = list.text_.size();
+    // A module reports a few dozen variables; start with room for the usual ones.
+    if (size > 0) list.variables_.reserve(32);
+    for (size_t lineAt = 0; lineAt < size;) {
+        size_t lineEnd = findIn(list.text_, lineAt, size, '\n');
+        if (lineEnd == kNotFound) lineEnd = size;
+        list.scanLine(lineAt, lineEnd);
+        lineAt = lineEnd + 1;
+    }
+    return list;
+}
+
+// Finds `marker` at or after `from`, then the string start after it, and takes
+// the text up to the next double quote, all within the line. Returns false
+// when anything is missing; `next` is left just past the closing quote.
+bool StatusVariableList::markedString(size_t from, size_t lineEnd, std::string_view marker, Span& text,
+                                      size_t& next) const {
+    const size_t markerAt = findIn(text_, from, lineEnd, marker);
+    if (markerAt == kNotFound) return false;
+    const size_t start = findIn(text_, markerAt + marker.size(), lineEnd, kStringStart);
+    if (start == kNotFound) return false;
+    const size_t textAt = start + kStringStart.size();
+    const size_t end = findIn(text_, textAt, lineEnd, '"');
+    if (end == kNotFound) return false;
+    text = {textAt, end - textAt};
+    next = end + 1;
+    return true;
+}
+
+void StatusVariableList::scanLine(size_t lineAt, size_t lineEnd) {
+    size_t pos = lineAt;
+    while (true) {
+        const size_t object = findIn(text_, pos, lineEnd, kObjectMarker);
+        if (object == kNotFound) return;
+        Variable variable;
+        size_t afterName = 0;
+        if (!markedString(object + kObjectMarker.size(), lineEnd, kNameMarker, variable.name, afterName)) return;
+        if (!markedString(afterName, lineEnd, kValueMarker, variable.value, pos)) return;
+        variables_.push_back(variable);
+    }
+}
+
+bool StatusVariableList::find(std::string_view stem, std::string_view suffix, std::string_view& value) const {
+    const size_t size = stem.size() + suffix.size();
+    for (auto it = variables_.rbegin(); it != variables_.rend(); ++it) {
+        if (it->name.size != size) continue;
+        const std::string_view name = view(it->name);
+        if (name.compare(0, stem.size(), stem) == 0 && name.compare(stem.size(), suffix.size(), suffix) == 0) {
+            value = view(it->value);
+            return true;
+        }
+    }
+    return false;
+}
+
+StatusVariables StatusVariableList::toMap() const {
+    StatusVariables map;
+    for (const Variable& variable : variables_)
+        map[std::string(view(variable.name))] = std::string(view(variable.value));
+    return map;
+}
+
 std::map<std::string, std::string> parseStatusVariables(const std::string& path) {
-    std::map<std::string, std::string> variables;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return variables;
-    std::string line;
-    while (std::getline(file, line)) scanLine(line, variables);
-    return variables;
+    return StatusVariableList::read(path).toMap();
 }
 
 }  // namespace dorel_remote_control

@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fcntl.h>
 #include <sys/inotify.h>
+#include <syslog.h>
 #include <unistd.h>
 #include <vector>
 
@@ -92,6 +94,53 @@ TEST(LogSwitch, NothingIsLoggedWithoutTheEnableBit) {
     EXPECT_EQ("shown 2", lines[0]);
     EXPECT_EQ(2000u, lines[1].size()) << "long lines are not cut";
     EXPECT_EQ("always there", lines[2]);
+}
+
+// Without a sink of their own the lines go to syslog, which formats them
+// itself; LOG_PERROR copies what it would send to standard error, where the
+// test reads it. Sinks nest, and each one removed gives the lines back to the
+// one before it.
+TEST(LogSwitch, SinksNestAndWithoutOneTheLinesGoToSyslogWhole) {
+    const unsigned long saved = debugMask;
+    debugMask = kLogEnableBit;
+    std::vector<std::string> outer;
+    std::vector<std::string> inner;
+    TempRoot root;
+    const std::string errors = root.path() + "/stderr";
+    const int stderrCopy = dup(STDERR_FILENO);
+    const int file = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    ASSERT_GE(file, 0);
+    fflush(stderr);
+    dup2(file, STDERR_FILENO);
+    close(file);
+    openlog("rc-test", LOG_PERROR, LOG_USER);
+    {
+        ScopedLogSink first([&](int, const std::string& line) { outer.push_back(line); });
+        {
+            ScopedLogSink second([&](int, const std::string& line) { inner.push_back(line); });
+            logf(7, "to the inner %d", 1);
+        }
+        logf(7, "to the outer %s", "again");
+    }
+    logf(7, "to syslog %s %d %c", "text", -5, 'z');
+    logf(3, "%s", std::string(1500, 'y').c_str());
+    logAlways(59, "always %s", "there");
+    debugMask = 0;
+    logf(3, "hidden %d", 3);
+    closelog();
+    fflush(stderr);
+    dup2(stderrCopy, STDERR_FILENO);
+    close(stderrCopy);
+    debugMask = saved;
+
+    EXPECT_EQ(std::vector<std::string>{"to the inner 1"}, inner);
+    EXPECT_EQ(std::vector<std::string>{"to the outer again"}, outer);
+    std::string written;
+    ASSERT_TRUE(readFile(errors, written));
+    EXPECT_EQ("rc-test: to syslog text -5 z\n"
+              "rc-test: " + std::string(1500, 'y') + "\n"
+              "rc-test: always there\n",
+              written);
 }
 
 }  // namespace

@@ -133,3 +133,54 @@ TEST_F(AlarmEvaluation, VariablesOfEveryLineAreReadUpToADamagedObjectAndTheLater
     EXPECT_TRUE(parseStatusVariables(root_.rooted("/tmp/absent.txt")).empty());
     EXPECT_TRUE(parseStatusVariables("/").empty());
 }
+
+// The scan is bounded by lines even though the file is read whole: a name or
+// value running into the next line is dropped and the scan resumes there, as
+// does a marker split by a newline. The list the rules read agrees with the
+// map in every case, including the later of two equal names.
+TEST_F(AlarmEvaluation, TheAnswerIsScannedLineByLineWhateverItsBytes) {
+    const std::string nul(1, '\0');
+    const struct {
+        std::string contents;
+        StatusVariables expected;
+    } cases[] = {
+        {"", {}},
+        {"\n\n\r\n", {}},
+        {object("alarma_rfout_1", "4"), {{"alarma_rfout_1", "4"}}},  // no newline at the end
+        {object("estado_cam", "0") + "\r\n" + object("estado_cam", "1"), {{"estado_cam", "1"}}},
+        {object("estado_cam", "1\n2") + object("alarma_diseqc", "1"), {{"alarma_diseqc", "1"}}},
+        {object("estado\ncam", "0") + object("alarma_cam_ini", "1"), {{"alarma_cam_ini", "1"}}},
+        {"O:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:1:\n\"x\";s:6:\"fvalor\";s:1:\"1\";}", {}},
+        {"O:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:1:\"x\";s:6:\"fvalor\"\n;s:1:\"1\";}", {}},
+        {"tAlarmasEstadoE\n" + object("a", "1"), {{"a", "1"}}},
+        {object("estado_cam", "1" + nul + "f") + nul + object("alarma" + nul + "x", "1") + object("a", "2"),
+         {{"estado_cam", "1" + nul + "f"}, {"alarma" + nul + "x", "1"}, {"a", "2"}}},
+        {object("a", "1") + object("b", "2") + object("a", "3") + "\n" + object("b", "4"),
+         {{"a", "3"}, {"b", "4"}}},
+    };
+    for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
+        EXPECT_EQ(parsed(cases[i].contents), cases[i].expected) << "row " << i;
+        const StatusVariableList list = StatusVariableList::read(root_.rooted("/tmp/PHPserialize.txt"));
+        for (const auto& variable : cases[i].expected) {
+            const std::string& name = variable.first;
+            std::string_view value;
+            EXPECT_TRUE(list.find(name, "", value) && value == variable.second) << "row " << i << " " << name;
+            const size_t half = name.size() / 2;
+            EXPECT_TRUE(list.find(name.substr(0, half), name.substr(half), value) && value == variable.second)
+                << "row " << i << " " << name;
+            EXPECT_FALSE(list.find(name, "1", value)) << "row " << i << " " << name;
+            EXPECT_FALSE(list.find(name.substr(1), "", value)) << "row " << i << " " << name;
+        }
+    }
+}
+
+// Only the head of an oversized file is read, so a runaway answer (or a device
+// that never ends) costs a bounded read instead of all memory or forever.
+TEST_F(AlarmEvaluation, OnlyTheHeadOfAHugeAnswerIsRead) {
+    const size_t limit = StatusVariableList::kMaxFileBytes;
+    const std::string last = object("b", "2");
+    std::string contents = object("a", "1") + "\n";
+    contents += std::string(limit - contents.size() - last.size(), 'x') + last + object("c", "3") + "\n";
+    EXPECT_EQ(parsed(contents), (StatusVariables{{"a", "1"}, {"b", "2"}}));
+    EXPECT_TRUE(parseStatusVariables("/dev/zero").empty());
+}
