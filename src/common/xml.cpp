@@ -3,7 +3,6 @@
 #include "common/xml_depth.h"
 
 #include <cstring>
-#include <iterator>
 #include <strings.h>
 
 namespace dorel_remote_control {
@@ -57,12 +56,6 @@ XmlNode* deepCopy(XmlDocument& doc, const XmlNode* source) {
         copy->append_node(deepCopy(doc, child));
     }
     return copy;
-}
-
-std::string printXml(const XmlNode& node) {
-    std::string out;
-    rapidxml::print(std::back_inserter(out), node, 0);
-    return out;
 }
 
 std::string nodeText(const XmlNode* node) {

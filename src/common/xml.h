@@ -52,8 +52,10 @@ XmlNode* appendElement(XmlDocument& doc, XmlNode* parent, const std::string& nam
 // Copies a node and its whole subtree into doc (strings copied into its pool).
 XmlNode* deepCopy(XmlDocument& doc, const XmlNode* source);
 
-// Prints a node with RapidXML's default indented format.
+// Prints a node exactly as RapidXML's printer does with its default indented
+// format (src/common/xml_print.cpp); appendXml adds the text to out.
 std::string printXml(const XmlNode& node);
+void appendXml(std::string& out, const XmlNode& node);
 
 // The node's value as text ("" for a null node).
 std::string nodeText(const XmlNode* node);

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <vector>
 
 namespace dorel_remote_control {
 
@@ -37,6 +38,10 @@ sqlite3* openedOrThrow(sqlite3* db, const char* failure) {
     }
     return db;
 }
+
+// Bytes of the document per module, a little over what a module with a CAM
+// and a few alarms takes.
+constexpr size_t kTextPerModule = 1024;
 
 class StatusBuilder {
 public:
@@ -62,9 +67,14 @@ public:
         // Each table is read once, at its first use, and its rows grouped by
         // module in memory: the cost of a document grows with the headend,
         // not with its square.
-        for (const doreldb::Record& module : tables_.table(doreldb::RedesModulos::table()).all())
-            appendModule(modules, module, withFamilyModel);
-        return std::string(kXmlDeclaration) + printXml(*status);
+        const std::vector<doreldb::Record>& all = tables_.table(doreldb::RedesModulos::table()).all();
+        for (const doreldb::Record& module : all) appendModule(modules, module, withFamilyModel);
+        std::string text(kXmlDeclaration);
+        // Room for a module of average size, so that the text is not moved
+        // over and over as it grows.
+        text.reserve(kTextPerModule * (all.size() + 1));
+        appendXml(text, *status);
+        return text;
     }
 
 private:
