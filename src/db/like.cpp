@@ -49,7 +49,22 @@ bool matchFrom(const std::string& p, size_t pi, const std::string& t, size_t ti)
 
 bool likeMatch(const std::string& pattern, const std::string& text) { return matchFrom(pattern, 0, text, 0); }
 
-bool hasLikeWildcard(const std::string& pattern) { return pattern.find_first_of("%_") != std::string::npos; }
+bool hasLikeWildcard(std::string_view pattern) { return pattern.find_first_of("%_") != std::string_view::npos; }
+
+bool equalIgnoringAsciiCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (a[i] != b[i] && lower(a[i]) != lower(b[i])) return false;
+    }
+    return true;
+}
+
+size_t asciiLowerHash(std::string_view text, size_t seed) {
+    // FNV-1a; the length goes in first so that no value can pose as two.
+    size_t hash = seed ^ text.size();
+    for (char c : text) hash = (hash ^ static_cast<unsigned char>(lower(c))) * 16777619u;
+    return hash;
+}
 
 std::string asciiLower(const std::string& text) {
     std::string out(text);

@@ -4,15 +4,21 @@
 // ASCII letters compare without regard to case, there is no escape character.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace doreldb {
 
 bool likeMatch(const std::string& pattern, const std::string& text);
 
 // Whether a pattern holds a wildcard; without one LIKE is a comparison of the
-// ASCII-lower-cased texts.
-bool hasLikeWildcard(const std::string& pattern);
+// ASCII-lower-cased texts, which the next two make without a copy.
+bool hasLikeWildcard(std::string_view pattern);
+bool equalIgnoringAsciiCase(std::string_view a, std::string_view b);
+// A hash of the ASCII-lower-cased text, continuing from seed: texts that
+// compare equal above hash alike.
+size_t asciiLowerHash(std::string_view text, size_t seed);
 
 // The text with ASCII letters lower-cased (other bytes kept).
 std::string asciiLower(const std::string& text);

@@ -94,7 +94,7 @@ private:
         // several rows the last one is the one asked.
         std::string address;
         for (const Record* live :
-             tables_.table(ModulosCabecera::table()).where({{ModulosCabecera::MAC, tSqlite3parent(mac)}})) {
+             tables_.table(ModulosCabecera::table()).where({{ModulosCabecera::MAC, mac}})) {
             appendElement(*doc_, module, "swVersion",
                           formatSoftwareVersion(live->text(ModulosCabecera::SWVersion)));
             address = live->text(ModulosCabecera::Direccion);
@@ -115,7 +115,7 @@ private:
         std::string camSerial;
         std::string camVersion;
         std::string cardSerial;
-        for (const Record* cam : tables_.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, tSqlite3parent(mac)}})) {
+        for (const Record* cam : tables_.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, mac}})) {
             camSerial = cam->text(CAMInfoGlobal::CAMSerialNumber);
             camVersion = std::to_string(cam->toInt(CAMInfoGlobal::CAMVersion) & 0xFF);
             cardSerial = cam->text(CAMInfoGlobal::CardSerialNumber);
