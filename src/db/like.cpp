@@ -59,9 +59,10 @@ bool equalIgnoringAsciiCase(std::string_view a, std::string_view b) {
     return true;
 }
 
-size_t asciiLowerHash(std::string_view text, size_t seed) {
-    // FNV-1a; the length goes in first so that no value can pose as two.
-    size_t hash = seed ^ text.size();
+uint32_t asciiLowerHash(std::string_view text, uint32_t seed) {
+    // 32-bit FNV-1a, the same on every machine; the length goes in first so
+    // that no two values can pose as one.
+    uint32_t hash = seed ^ static_cast<uint32_t>(text.size());
     for (char c : text) hash = (hash ^ static_cast<unsigned char>(lower(c))) * 16777619u;
     return hash;
 }

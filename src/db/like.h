@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,9 +17,10 @@ bool likeMatch(const std::string& pattern, const std::string& text);
 // ASCII-lower-cased texts, which the next two make without a copy.
 bool hasLikeWildcard(std::string_view pattern);
 bool equalIgnoringAsciiCase(std::string_view a, std::string_view b);
-// A hash of the ASCII-lower-cased text, continuing from seed: texts that
-// compare equal above hash alike.
-size_t asciiLowerHash(std::string_view text, size_t seed);
+// A hash of the ASCII-lower-cased text, continuing from seed (the hash of
+// the values before it): texts that compare equal above hash alike.
+constexpr uint32_t kAsciiLowerHashSeed = 2166136261u;
+uint32_t asciiLowerHash(std::string_view text, uint32_t seed = kAsciiLowerHashSeed);
 
 // The text with ASCII letters lower-cased (other bytes kept).
 std::string asciiLower(const std::string& text);

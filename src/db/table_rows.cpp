@@ -9,12 +9,6 @@
 
 namespace doreldb {
 
-namespace {
-
-constexpr size_t kHashSeed = 2166136261u;
-
-}  // namespace
-
 bool TableRows::rowMatches(size_t row, std::initializer_list<LikeFilter> filters) const {
     for (const LikeFilter& filter : filters) {
         const tSqlite3parent& value = rows_[row].value(filter.column);
@@ -33,10 +27,10 @@ const TableRows::Index& TableRows::indexOn(std::initializer_list<LikeFilter> fil
     }
     Index index;
     for (const LikeFilter& filter : filters) index.columns.push_back(filter.column);
-    std::vector<std::pair<size_t, size_t>> entries;   // hash, row
+    std::vector<std::pair<uint32_t, size_t>> entries;   // hash, row
     entries.reserve(rows_.size());
     for (size_t r = 0; r < rows_.size(); ++r) {
-        size_t hash = kHashSeed;
+        uint32_t hash = kAsciiLowerHashSeed;
         bool nullColumn = false;
         for (size_t column : index.columns) {
             const tSqlite3parent& value = rows_[r].value(column);
@@ -82,7 +76,7 @@ RowSelection TableRows::where(std::initializer_list<LikeFilter> filters) {
         }
         return RowSelection(rows_.data(), std::move(picked));
     }
-    size_t hash = kHashSeed;
+    uint32_t hash = kAsciiLowerHashSeed;
     for (const LikeFilter& filter : filters) hash = asciiLowerHash(filter.value.text(), hash);
     const Index& index = indexOn(filters);
     const auto run = std::equal_range(index.hashes.begin(), index.hashes.end(), hash);

@@ -117,7 +117,7 @@ private:
     // a value are one run, found by a binary search, without a key built.
     struct Index {
         std::vector<size_t> columns;
-        std::vector<size_t> hashes;
+        std::vector<uint32_t> hashes;
         std::vector<size_t> rows;
     };
     const Index& indexOn(std::initializer_list<LikeFilter> filters);
