@@ -1,5 +1,7 @@
 #include "db/like.h"
 
+#include <cstring>
+
 namespace doreldb {
 
 namespace {
@@ -49,7 +51,10 @@ bool matchFrom(const std::string& p, size_t pi, const std::string& t, size_t ti)
 
 bool likeMatch(const std::string& pattern, const std::string& text) { return matchFrom(pattern, 0, text, 0); }
 
-bool hasLikeWildcard(std::string_view pattern) { return pattern.find_first_of("%_") != std::string_view::npos; }
+bool hasLikeWildcard(std::string_view pattern) {
+    return std::memchr(pattern.data(), '%', pattern.size()) != nullptr ||
+           std::memchr(pattern.data(), '_', pattern.size()) != nullptr;
+}
 
 bool equalIgnoringAsciiCase(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;

@@ -83,12 +83,12 @@ private:
         const std::string mac = row.text(RedesModulos::MAC);
         XmlNode* module = appendElement(*doc_, modules, "module");
         appendElement(*doc_, module, "mac", mac);
-        appendElement(*doc_, module, "serialNumber", row.text(RedesModulos::NumeroSerie));
+        appendElement(*doc_, module, "serialNumber", row.value(RedesModulos::NumeroSerie).view());
         if (withFamilyModel) {
-            appendElement(*doc_, module, "family", row.text(RedesModulos::Familia));
-            appendElement(*doc_, module, "model", row.text(RedesModulos::Modelo));
+            appendElement(*doc_, module, "family", row.value(RedesModulos::Familia).view());
+            appendElement(*doc_, module, "model", row.value(RedesModulos::Modelo).view());
         }
-        appendElement(*doc_, module, "hwVersion", row.text(RedesModulos::HWVersion));
+        appendElement(*doc_, module, "hwVersion", row.value(RedesModulos::HWVersion).view());
 
         // The live row also gives the address the module answers on; with
         // several rows the last one is the one asked.
