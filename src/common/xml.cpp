@@ -3,7 +3,6 @@
 #include "common/xml_depth.h"
 
 #include <cstring>
-#include <iterator>
 #include <strings.h>
 
 namespace dorel_remote_control {
@@ -20,14 +19,25 @@ ParsedXml::ParsedXml(const std::string& text)
     doc_->parse<0>(buffer_.data());
 }
 
-XmlNode* appendElement(XmlDocument& doc, XmlNode* parent, const std::string& name, const std::string& value) {
-    char* n = doc.allocate_string(name.c_str(), name.size() + 1);
+namespace {
+
+// A copy in the document's pool, ended by a NUL as RapidXML's own strings are.
+char* poolCopy(XmlDocument& doc, std::string_view text) {
+    char* copy = doc.allocate_string(nullptr, text.size() + 1);
+    text.copy(copy, text.size());
+    copy[text.size()] = '\0';
+    return copy;
+}
+
+}  // namespace
+
+XmlNode* appendElement(XmlDocument& doc, XmlNode* parent, std::string_view name, std::string_view value) {
+    char* n = poolCopy(doc, name);
     XmlNode* node;
     if (value.empty()) {
-        node = doc.allocate_node(rapidxml::node_element, n);
+        node = doc.allocate_node(rapidxml::node_element, n, nullptr, name.size());
     } else {
-        char* v = doc.allocate_string(value.c_str(), value.size() + 1);
-        node = doc.allocate_node(rapidxml::node_element, n, v, name.size(), value.size());
+        node = doc.allocate_node(rapidxml::node_element, n, poolCopy(doc, value), name.size(), value.size());
     }
     if (parent) parent->append_node(node);
     return node;
@@ -57,12 +67,6 @@ XmlNode* deepCopy(XmlDocument& doc, const XmlNode* source) {
         copy->append_node(deepCopy(doc, child));
     }
     return copy;
-}
-
-std::string printXml(const XmlNode& node) {
-    std::string out;
-    rapidxml::print(std::back_inserter(out), node, 0);
-    return out;
 }
 
 std::string nodeText(const XmlNode* node) {

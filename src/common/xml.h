@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace dorel_remote_control {
@@ -46,14 +47,15 @@ private:
 };
 
 // Appends a new element (name and value copied into the pool) and returns it.
-XmlNode* appendElement(XmlDocument& doc, XmlNode* parent, const std::string& name,
-                       const std::string& value = std::string());
+XmlNode* appendElement(XmlDocument& doc, XmlNode* parent, std::string_view name, std::string_view value = {});
 
 // Copies a node and its whole subtree into doc (strings copied into its pool).
 XmlNode* deepCopy(XmlDocument& doc, const XmlNode* source);
 
-// Prints a node with RapidXML's default indented format.
+// Prints a node exactly as RapidXML's printer does with its default indented
+// format (src/common/xml_print.cpp); appendXml adds the text to out.
 std::string printXml(const XmlNode& node);
+void appendXml(std::string& out, const XmlNode& node);
 
 // The node's value as text ("" for a null node).
 std::string nodeText(const XmlNode* node);

@@ -1,5 +1,7 @@
 #include "db/like.h"
 
+#include <cstring>
+
 namespace doreldb {
 
 namespace {
@@ -49,7 +51,26 @@ bool matchFrom(const std::string& p, size_t pi, const std::string& t, size_t ti)
 
 bool likeMatch(const std::string& pattern, const std::string& text) { return matchFrom(pattern, 0, text, 0); }
 
-bool hasLikeWildcard(const std::string& pattern) { return pattern.find_first_of("%_") != std::string::npos; }
+bool hasLikeWildcard(std::string_view pattern) {
+    return std::memchr(pattern.data(), '%', pattern.size()) != nullptr ||
+           std::memchr(pattern.data(), '_', pattern.size()) != nullptr;
+}
+
+bool equalIgnoringAsciiCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (a[i] != b[i] && lower(a[i]) != lower(b[i])) return false;
+    }
+    return true;
+}
+
+uint32_t asciiLowerHash(std::string_view text, uint32_t seed) {
+    // 32-bit FNV-1a, the same on every machine; the length goes in first so
+    // that no two values can pose as one.
+    uint32_t hash = seed ^ static_cast<uint32_t>(text.size());
+    for (char c : text) hash = (hash ^ static_cast<unsigned char>(lower(c))) * 16777619u;
+    return hash;
+}
 
 std::string asciiLower(const std::string& text) {
     std::string out(text);

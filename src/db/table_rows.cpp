@@ -4,78 +4,97 @@
 #include "db/like.h"
 #include "db/tables.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace doreldb {
 
-namespace {
-
-// Length-prefixed parts, so that no value can pose as two.
-void appendKeyPart(std::string& key, const std::string& lowered) {
-    key += std::to_string(lowered.size());
-    key += ':';
-    key += lowered;
+bool TableRows::rowMatches(size_t row, std::initializer_list<LikeFilter> filters) const {
+    for (const LikeFilter& filter : filters) {
+        const tSqlite3parent& value = rows_[row].value(filter.column);
+        if (value.isNull() || !equalIgnoringAsciiCase(value.view(), filter.value.text())) return false;
+    }
+    return true;
 }
 
-}  // namespace
-
-TableRows::Index& TableRows::indexOn(const std::vector<size_t>& columns) {
-    auto found = indexes_.find(columns);
-    if (found != indexes_.end()) return found->second;
-    Index& index = indexes_[columns];
+const TableRows::Index& TableRows::indexOn(std::initializer_list<LikeFilter> filters) {
+    for (const Index& index : indexes_) {
+        if (index.columns.size() == filters.size() &&
+            std::equal(filters.begin(), filters.end(), index.columns.begin(),
+                       [](const LikeFilter& filter, size_t column) { return filter.column == column; })) {
+            return index;
+        }
+    }
+    Index index;
+    for (const LikeFilter& filter : filters) index.columns.push_back(filter.column);
+    std::vector<std::pair<uint32_t, size_t>> entries;   // hash, row
+    entries.reserve(rows_.size());
     for (size_t r = 0; r < rows_.size(); ++r) {
-        std::string key;
+        uint32_t hash = kAsciiLowerHashSeed;
         bool nullColumn = false;
-        for (size_t column : columns) {
+        for (size_t column : index.columns) {
             const tSqlite3parent& value = rows_[r].value(column);
             if (value.isNull()) {
                 nullColumn = true;   // NULL LIKE anything is never true
                 break;
             }
-            appendKeyPart(key, asciiLower(value.str()));
+            hash = asciiLowerHash(value.view(), hash);
         }
-        if (!nullColumn) index[key].push_back(r);
+        if (!nullColumn) entries.emplace_back(hash, r);
     }
-    return index;
+    std::sort(entries.begin(), entries.end());
+    index.hashes.reserve(entries.size());
+    index.rows.reserve(entries.size());
+    for (const auto& entry : entries) {
+        index.hashes.push_back(entry.first);
+        index.rows.push_back(entry.second);
+    }
+    indexes_.push_back(std::move(index));
+    return indexes_.back();
 }
 
-std::vector<const Record*> TableRows::where(std::initializer_list<LikeFilter> filters) {
-    std::vector<const Record*> selected;
+RowSelection TableRows::where(std::initializer_list<LikeFilter> filters) {
     bool wildcard = false;
     for (const LikeFilter& filter : filters) {
-        if (filter.value.isNull()) return selected;
-        wildcard = wildcard || hasLikeWildcard(filter.value.str());
+        if (filter.value.isNull()) return RowSelection();
+        wildcard = wildcard || hasLikeWildcard(filter.value.text());
     }
     if (wildcard) {
         // Rare (a value holding '%' or '_'): match every row as LIKE would.
-        for (const Record& row : rows_) {
+        std::vector<size_t> picked;
+        for (size_t r = 0; r < rows_.size(); ++r) {
             bool all = true;
             for (const LikeFilter& filter : filters) {
-                if (row.isNull(filter.column) || !likeMatch(filter.value.str(), row.text(filter.column))) {
+                const Record& row = rows_[r];
+                if (row.isNull(filter.column) ||
+                    !likeMatch(std::string(filter.value.text()), row.text(filter.column))) {
                     all = false;
                     break;
                 }
             }
-            if (all) selected.push_back(&row);
+            if (all) picked.push_back(r);
         }
-        return selected;
+        return RowSelection(rows_.data(), std::move(picked));
     }
-    std::vector<size_t> columns;
-    std::string key;
-    for (const LikeFilter& filter : filters) {
-        columns.push_back(filter.column);
-        appendKeyPart(key, asciiLower(filter.value.str()));
+    uint32_t hash = kAsciiLowerHashSeed;
+    for (const LikeFilter& filter : filters) hash = asciiLowerHash(filter.value.text(), hash);
+    const Index& index = indexOn(filters);
+    const auto run = std::equal_range(index.hashes.begin(), index.hashes.end(), hash);
+    const size_t* begin = index.rows.data() + (run.first - index.hashes.begin());
+    const size_t* end = index.rows.data() + (run.second - index.hashes.begin());
+    // Rows whose values only share the hash are left out; they seldom exist,
+    // so the run is normally handed out as it is.
+    if (std::all_of(begin, end, [&](size_t r) { return rowMatches(r, filters); }))
+        return RowSelection(rows_.data(), begin, end);
+    std::vector<size_t> picked;
+    for (const size_t* r = begin; r != end; ++r) {
+        if (rowMatches(*r, filters)) picked.push_back(*r);
     }
-    const Index& index = indexOn(columns);
-    auto found = index.find(key);
-    if (found == index.end()) return selected;
-    selected.reserve(found->second.size());
-    for (size_t r : found->second) selected.push_back(&rows_[r]);
-    return selected;
+    return RowSelection(rows_.data(), std::move(picked));
 }
 
 const Record* TableRows::first(std::initializer_list<LikeFilter> filters) {
-    std::vector<const Record*> selected = where(filters);
+    const RowSelection selected = where(filters);
     return selected.empty() ? nullptr : selected.front();
 }
 

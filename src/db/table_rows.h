@@ -7,20 +7,98 @@
 
 #include "db/record.h"
 
+#include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <map>
 #include <string>
-#include <unordered_map>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 struct sqlite3;
 
 namespace doreldb {
 
+// The value a LIKE condition compares with, without a copy of it: it refers
+// to the text it was made from, which must outlive the call it is passed to.
+class LikeValue {
+public:
+    // Implicit, so that a filter is written {column, value} with any of these.
+    LikeValue(const tSqlite3parent& value) : text_(value.view()), null_(value.isNull()) {}
+    LikeValue(const std::string& text) : text_(text) {}
+    LikeValue(const char* text) : text_(text ? text : ""), null_(text == nullptr) {}
+    LikeValue(std::string_view text) : text_(text) {}
+
+    bool isNull() const { return null_; }
+    std::string_view text() const { return text_; }
+
+private:
+    std::string_view text_;
+    bool null_ = false;
+};
+
 // One condition "<column> LIKE <value>"; a null value selects nothing.
 struct LikeFilter {
     size_t column;
-    tSqlite3parent value;
+    LikeValue value;
+};
+
+// The rows a filter selected, in table order: a view into the table's index
+// where it can be, so a lookup copies nothing. Valid while the table lives.
+class RowSelection {
+public:
+    class iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = const Record*;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const Record* const*;
+        using reference = const Record*;
+
+        iterator(const Record* rows, const size_t* at) : rows_(rows), at_(at) {}
+        const Record* operator*() const { return rows_ + *at_; }
+        iterator& operator++() {
+            ++at_;
+            return *this;
+        }
+        iterator operator++(int) {
+            iterator before = *this;
+            ++at_;
+            return before;
+        }
+        bool operator==(const iterator& other) const { return at_ == other.at_; }
+        bool operator!=(const iterator& other) const { return at_ != other.at_; }
+
+    private:
+        const Record* rows_;
+        const size_t* at_;
+    };
+
+    RowSelection() = default;
+    // Rows [begin, end) of an index.
+    RowSelection(const Record* rows, const size_t* begin, const size_t* end) : rows_(rows), begin_(begin), end_(end) {}
+    // Rows picked one by one.
+    RowSelection(const Record* rows, std::vector<size_t> picked)
+        : rows_(rows), picked_(std::move(picked)), owns_(true) {}
+
+    iterator begin() const { return iterator(rows_, first()); }
+    iterator end() const { return iterator(rows_, last()); }
+    size_t size() const { return static_cast<size_t>(last() - first()); }
+    bool empty() const { return first() == last(); }
+    const Record* operator[](size_t i) const { return rows_ + first()[i]; }
+    const Record* front() const { return (*this)[0]; }
+    operator std::vector<const Record*>() const { return std::vector<const Record*>(begin(), end()); }
+
+private:
+    const size_t* first() const { return owns_ ? picked_.data() : begin_; }
+    const size_t* last() const { return owns_ ? picked_.data() + picked_.size() : end_; }
+
+    const Record* rows_ = nullptr;
+    const size_t* begin_ = nullptr;
+    const size_t* end_ = nullptr;
+    std::vector<size_t> picked_;
+    bool owns_ = false;
 };
 
 class TableRows {
@@ -29,16 +107,24 @@ public:
     explicit TableRows(std::vector<Record> rows) : rows_(std::move(rows)) {}
 
     const std::vector<Record>& all() const { return rows_; }
-    std::vector<const Record*> where(std::initializer_list<LikeFilter> filters);
+    RowSelection where(std::initializer_list<LikeFilter> filters);
     // The first row the filter selects, or null.
     const Record* first(std::initializer_list<LikeFilter> filters);
 
 private:
-    using Index = std::unordered_map<std::string, std::vector<size_t>>;
-    Index& indexOn(const std::vector<size_t>& columns);
+    // The rows whose filtered columns are all non-NULL, ordered by a hash of
+    // their ASCII-lower-cased values and then by position: the rows equal to
+    // a value are one run, found by a binary search, without a key built.
+    struct Index {
+        std::vector<size_t> columns;
+        std::vector<uint32_t> hashes;
+        std::vector<size_t> rows;
+    };
+    const Index& indexOn(std::initializer_list<LikeFilter> filters);
+    bool rowMatches(size_t row, std::initializer_list<LikeFilter> filters) const;
 
     std::vector<Record> rows_;
-    std::map<std::vector<size_t>, Index> indexes_;   // built on first use
+    std::vector<Index> indexes_;   // one per set of columns, built on first use
 };
 
 // The tables of one walk over the headend: each declared table is read at its

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace doreldb {
 
@@ -27,6 +28,8 @@ public:
     const char* c_str() const { return text_ ? text_->c_str() : nullptr; }
     // The text, or "" for SQL NULL.
     std::string str() const { return text_ ? *text_ : std::string(); }
+    // The same without a copy, valid while the value lives unchanged.
+    std::string_view view() const { return text_ ? std::string_view(*text_) : std::string_view(); }
     // atoi() of the text; 0 for SQL NULL.
     int toInt() const;
     bool operator==(const tSqlite3parent& other) const { return text_ == other.text_; }

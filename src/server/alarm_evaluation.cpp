@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <iterator>
+#include <string_view>
 
 namespace dorel_remote_control {
 
@@ -139,10 +140,11 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
 void evaluateInputs(doreldb::HeadendRows& tables, const Lookup& lookup, const std::string& mac,
                     AlarmSet& alarms) {
     using namespace doreldb;
-    for (const Record* input : tables.table(EntradasGlobal::table()).where({{EntradasGlobal::MAC, tSqlite3parent(mac)}})) {
-        const tSqlite3parent inputId(input->text(EntradasGlobal::idEntradasGlobal));
+    // A NULL key is looked up as the empty text.
+    for (const Record* input : tables.table(EntradasGlobal::table()).where({{EntradasGlobal::MAC, mac}})) {
+        const std::string_view inputId = input->value(EntradasGlobal::idEntradasGlobal).view();
         for (const Record* nim : tables.table(NimGlobal::table()).where({{NimGlobal::fk_idEntradasGlobal, inputId}})) {
-            const tSqlite3parent nimId(nim->text(NimGlobal::idNimGlobal));
+            const std::string_view nimId = nim->value(NimGlobal::idNimGlobal).view();
             for (const Record* tuner :
                  tables.table(TempNIMGlobal::table()).where({{TempNIMGlobal::fk_idNimGlobal, nimId}})) {
                 evaluateTuner(lookup, mac, *input, *tuner, alarms);
@@ -155,7 +157,7 @@ void evaluateOutputs(doreldb::HeadendRows& tables, const Lookup& lookup, const s
                      AlarmSet& alarms) {
     using namespace doreldb;
     for (const Record* output :
-         tables.table(SalidasLogicasGlobal::table()).where({{SalidasLogicasGlobal::MAC, tSqlite3parent(mac)}})) {
+         tables.table(SalidasLogicasGlobal::table()).where({{SalidasLogicasGlobal::MAC, mac}})) {
         if (output->toInt(SalidasLogicasGlobal::Activo) != 1) continue;
         const std::string number = output->text(SalidasLogicasGlobal::fk_idSalidasLogicas);
         std::string_view value;
@@ -192,7 +194,7 @@ void evaluateSystemAndCam(doreldb::HeadendRows& tables, const Lookup& lookup, co
         }
     }
 
-    for (const Record* cam : tables.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, tSqlite3parent(mac)}})) {
+    for (const Record* cam : tables.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, mac}})) {
         if (cam->toInt(CAMInfoGlobal::RescueMode) != 0) raiseAlarm(alarms, 503);
     }
 }

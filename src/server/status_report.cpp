@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <vector>
 
 namespace dorel_remote_control {
 
@@ -37,6 +38,10 @@ sqlite3* openedOrThrow(sqlite3* db, const char* failure) {
     }
     return db;
 }
+
+// Bytes of the document per module, a little over what a module with a CAM
+// and a few alarms takes.
+constexpr size_t kTextPerModule = 1024;
 
 class StatusBuilder {
 public:
@@ -62,9 +67,14 @@ public:
         // Each table is read once, at its first use, and its rows grouped by
         // module in memory: the cost of a document grows with the headend,
         // not with its square.
-        for (const doreldb::Record& module : tables_.table(doreldb::RedesModulos::table()).all())
-            appendModule(modules, module, withFamilyModel);
-        return std::string(kXmlDeclaration) + printXml(*status);
+        const std::vector<doreldb::Record>& all = tables_.table(doreldb::RedesModulos::table()).all();
+        for (const doreldb::Record& module : all) appendModule(modules, module, withFamilyModel);
+        std::string text(kXmlDeclaration);
+        // Room for a module of average size, so that the text is not moved
+        // over and over as it grows.
+        text.reserve(kTextPerModule * (all.size() + 1));
+        appendXml(text, *status);
+        return text;
     }
 
 private:
@@ -73,18 +83,18 @@ private:
         const std::string mac = row.text(RedesModulos::MAC);
         XmlNode* module = appendElement(*doc_, modules, "module");
         appendElement(*doc_, module, "mac", mac);
-        appendElement(*doc_, module, "serialNumber", row.text(RedesModulos::NumeroSerie));
+        appendElement(*doc_, module, "serialNumber", row.value(RedesModulos::NumeroSerie).view());
         if (withFamilyModel) {
-            appendElement(*doc_, module, "family", row.text(RedesModulos::Familia));
-            appendElement(*doc_, module, "model", row.text(RedesModulos::Modelo));
+            appendElement(*doc_, module, "family", row.value(RedesModulos::Familia).view());
+            appendElement(*doc_, module, "model", row.value(RedesModulos::Modelo).view());
         }
-        appendElement(*doc_, module, "hwVersion", row.text(RedesModulos::HWVersion));
+        appendElement(*doc_, module, "hwVersion", row.value(RedesModulos::HWVersion).view());
 
         // The live row also gives the address the module answers on; with
         // several rows the last one is the one asked.
         std::string address;
         for (const Record* live :
-             tables_.table(ModulosCabecera::table()).where({{ModulosCabecera::MAC, tSqlite3parent(mac)}})) {
+             tables_.table(ModulosCabecera::table()).where({{ModulosCabecera::MAC, mac}})) {
             appendElement(*doc_, module, "swVersion",
                           formatSoftwareVersion(live->text(ModulosCabecera::SWVersion)));
             address = live->text(ModulosCabecera::Direccion);
@@ -105,7 +115,7 @@ private:
         std::string camSerial;
         std::string camVersion;
         std::string cardSerial;
-        for (const Record* cam : tables_.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, tSqlite3parent(mac)}})) {
+        for (const Record* cam : tables_.table(CAMInfoGlobal::table()).where({{CAMInfoGlobal::MAC, mac}})) {
             camSerial = cam->text(CAMInfoGlobal::CAMSerialNumber);
             camVersion = std::to_string(cam->toInt(CAMInfoGlobal::CAMVersion) & 0xFF);
             cardSerial = cam->text(CAMInfoGlobal::CardSerialNumber);

@@ -32,6 +32,8 @@ public:
             {"00:1A:2B:00:00:01", "1"}, {"00:1a:2b:00:00:01", "1"}, {"00:1A:2B:00:00:02", "2"},
             {"00:1A:2B:00:00:0A", "2"}, {"ÄB", "3"},               {"äb", "3"},
             {"50%", "4"},               {"a_b", "4"},               {"", "5"},
+            // Two values whose hashes collide (kColliding), one in two cases.
+            {"00:1a:2b:01:61:bf", "8"}, {"00:1A:2B:03:7A:B1", "8"}, {"00:1a:2b:03:7a:b1", "9"},
         };
         for (const auto& row : rows) {
             exec(std::string("INSERT INTO ModulosCabecera (MAC, Familia) VALUES ('") + row[0] + "', '" + row[1] + "')");
@@ -65,7 +67,8 @@ TEST(TableRows, SelectsWhatTheFilteredSelectSelects) {
     const TableDef& table = ModulosCabecera::table();
     TableRows rows(doSelect(headend.db(), table));
     const char* patterns[] = {"00:1A:2B:00:00:01", "00:1a:2b:00:00:0a", "00:1A:2B:00:00:0%", "00:1A:2B:00:00:0_",
-                              "%", "_", "", "ÄB", "äb", "a_b", "axb", "50%", "5_%", "%1", "12", "%0%0%"};
+                              "%", "_", "", "ÄB", "äb", "a_b", "axb", "50%", "5_%", "%1", "12", "%0%0%",
+                              "00:1A:2B:01:61:BF", "00:1a:2b:03:7a:b1", "00:1a:2b:03:7a:b%"};
     for (const char* pattern : patterns) {
         const auto expected =
             keys(doSelect(headend.db(), table, " WHERE MAC LIKE %Q ", pattern));
@@ -75,9 +78,32 @@ TEST(TableRows, SelectsWhatTheFilteredSelectSelects) {
     const auto expected = keys(doSelect(headend.db(), table, " WHERE MAC LIKE %Q and Familia LIKE %Q ", "00:1a%", "2"));
     EXPECT_EQ(expected, keys(rows.where({{ModulosCabecera::MAC, tSqlite3parent("00:1a%")},
                                          {ModulosCabecera::Familia, tSqlite3parent("2")}})));
+    const auto expectedCollided =
+        keys(doSelect(headend.db(), table, " WHERE MAC LIKE %Q and Familia LIKE %Q ", "00:1a:2b:03:7a:b1", "8"));
+    EXPECT_EQ(expectedCollided, keys(rows.where({{ModulosCabecera::MAC, tSqlite3parent("00:1a:2b:03:7a:b1")},
+                                                 {ModulosCabecera::Familia, tSqlite3parent("8")}})));
     // NULL never matches, on either side.
     EXPECT_TRUE(rows.where({{ModulosCabecera::MAC, tSqlite3parent()}}).empty());
     EXPECT_EQ(nullptr, rows.first({{ModulosCabecera::Direccion, tSqlite3parent("%")}}));
+}
+
+TEST(TableRows, ValuesWhoseHashesCollideStayApart) {
+    // Kept colliding on purpose: the rows of one hash must still be told apart.
+    EXPECT_EQ(asciiLowerHash("00:1a:2b:01:61:bf"), asciiLowerHash("00:1A:2B:03:7A:B1"));
+    InMemoryModules headend;
+    TableRows rows(doSelect(headend.db(), ModulosCabecera::table()));
+    const RowSelection first = rows.where({{ModulosCabecera::MAC, "00:1A:2b:01:61:bf"}});
+    ASSERT_EQ(1u, first.size());
+    EXPECT_EQ("00:1a:2b:01:61:bf", first.front()->text(ModulosCabecera::MAC));
+    const RowSelection second = rows.where({{ModulosCabecera::MAC, std::string("00:1a:2b:03:7a:b1")}});
+    ASSERT_EQ(2u, second.size());
+    // Indexes built later on other columns leave earlier selections intact.
+    const RowSelection byFamily = rows.where({{ModulosCabecera::Familia, "8"}});
+    rows.where({{ModulosCabecera::HostName, "x"}});
+    rows.where({{ModulosCabecera::Direccion, "x"}, {ModulosCabecera::Estado, "y"}});
+    EXPECT_EQ((std::vector<std::string>{"00:1A:2B:03:7A:B1", "00:1a:2b:03:7a:b1"}),
+              (std::vector<std::string>{second[0]->text(ModulosCabecera::MAC), second[1]->text(ModulosCabecera::MAC)}));
+    EXPECT_EQ(2u, byFamily.size());
 }
 
 TEST(Like, MatchesAsSqliteDoes) {
