@@ -8,8 +8,8 @@
 #include "server/settings.h"
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -26,7 +26,7 @@ void ignoreSignal(int) {}
 
 int main(int argc, char** argv) {
     Options options;
-    switch (parseCommandLine(argc, argv, options, std::cout, std::cerr)) {
+    switch (parseCommandLine(argc, argv, options, stdout, stderr)) {
         case ParseOutcome::kExitSuccess: return 0;
         case ParseOutcome::kExitFailure: return 1;
         case ParseOutcome::kRun: break;
@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     logging.watch = configure_global_syslog(kIdent, kIdent, &debugMask, logging.inotifyFd);
 
     if (options.version) {
-        printVersion(std::cout);
+        printVersion(stdout);
         return 0;
     }
 

@@ -42,18 +42,15 @@ const struct option kLongOptions[] = {
 
 }  // namespace
 
-void printUsage(const std::string& programName, std::ostream& out) {
-    out << "usage: " << programName << kUsageBody;
+void printUsage(const std::string& programName, FILE* out) {
+    std::fprintf(out, "usage: %s%s", programName.c_str(), kUsageBody);
 }
 
-void printVersion(std::ostream& out) {
-    out << "\n"
-        << "Version: " << kVersion << "\n"
-        << "Compilation date: " << __DATE__ << "\n"
-        << "Time: " << __TIME__ << "\n";
+void printVersion(FILE* out) {
+    std::fprintf(out, "\nVersion: %s\nCompilation date: %s\nTime: %s\n", kVersion, __DATE__, __TIME__);
 }
 
-ParseOutcome parseCommandLine(int argc, char** argv, Options& options, std::ostream& out, std::ostream& err) {
+ParseOutcome parseCommandLine(int argc, char** argv, Options& options, FILE* out, FILE* err) {
     options.programName = (argc > 0 && argv[0] != nullptr) ? argv[0] : "remote-control";
     options.pidfile = paths::defaultPidFile();
     optind = 0;  // re-initialise getopt, also when parsing a second time
@@ -71,7 +68,7 @@ ParseOutcome parseCommandLine(int argc, char** argv, Options& options, std::ostr
                 printUsage(options.programName, out);
                 return ParseOutcome::kExitSuccess;
             default:
-                err << "Try `" << options.programName << " --help' for more information.\n";
+                std::fprintf(err, "Try `%s --help' for more information.\n", options.programName.c_str());
                 return ParseOutcome::kExitFailure;
         }
     }

@@ -1,7 +1,7 @@
 // The command line: remote-control [ -pdoxvh ] configDB tmpDB modelo
 #pragma once
 
-#include <ostream>
+#include <cstdio>
 #include <string>
 
 namespace dorel_remote_control {
@@ -22,10 +22,10 @@ enum class ParseOutcome { kRun, kExitSuccess, kExitFailure };
 // Parses argv. -h prints the usage to out (kExitSuccess); an unknown option or
 // a missing -p argument prints "Try `<prog> --help' for more information." to
 // err (kExitFailure).
-ParseOutcome parseCommandLine(int argc, char** argv, Options& options, std::ostream& out,
-                              std::ostream& err);
+// Plain stdio rather than streams: the agent links no stream code at all.
+ParseOutcome parseCommandLine(int argc, char** argv, Options& options, FILE* out, FILE* err);
 
-void printUsage(const std::string& programName, std::ostream& out);
-void printVersion(std::ostream& out);
+void printUsage(const std::string& programName, FILE* out);
+void printVersion(FILE* out);
 
 }  // namespace dorel_remote_control

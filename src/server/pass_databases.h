@@ -16,6 +16,10 @@ public:
     sqlite3* configGlobal();
     sqlite3* tempGlobal();
 
+    // Frees the pages the open databases keep cached (they are read again
+    // when needed), so that they do not sit beside libcurl's TLS buffers.
+    void releaseCachedPages();
+
 private:
     doreldb::DbHandle configGlobal_;
     doreldb::DbHandle tempGlobal_;

@@ -151,8 +151,10 @@ std::string formatSoftwareVersion(const std::string& version) {
 }
 
 std::string buildStatusText(PassDatabases& databases) {
-    StatusBuilder builder(databases);
-    return builder.build();
+    std::string text = StatusBuilder(databases).build();
+    // The document is all the pass needs of these pages until the next read.
+    databases.releaseCachedPages();
+    return text;
 }
 
 std::string buildStatusText() {

@@ -8,7 +8,6 @@
 #include "server/download.h"
 
 #include <cstdio>
-#include <fstream>
 
 namespace dorel_remote_control {
 
@@ -48,9 +47,9 @@ bool isPlainFileName(const std::string& name) {
 
 // The package's length in bytes; 0 when it cannot be read.
 long long packageBytes(const std::string& path) {
-    std::ifstream package(path, std::ios::binary | std::ios::ate);
-    if (!package) return 0;
-    const std::streamoff end = package.tellg();
+    FilePtr package(std::fopen(path.c_str(), "rb"));
+    if (!package || fseeko(package.get(), 0, SEEK_END) != 0) return 0;
+    const off_t end = ftello(package.get());
     return end > 0 ? static_cast<long long>(end) : 0;
 }
 
