@@ -40,13 +40,13 @@ struct PassScope {
 // below it, and as free space fragments the heap's extent creeps up over the
 // first hundreds of passes (80 KiB from pass 16 to 300 at 8 modules). The
 // daemon sleeps most of every minute, so what it keeps between passes should
-// be what it holds: trimming costs about 35 K instructions per pass against
+// be what it holds: trimming costs about 25 K instructions per pass against
 // 4.5 M for the pass itself (bench/steady_state.sh), plus re-faulting the
 // pages the next pass touches. The blocks glibc caches per thread (up to 7
 // of each small size) are not trimmed; that cache fills over the first couple
-// of hundred passes and then stays (about 40 KiB more from pass 16 on). Other
-// C libraries have no such call (uClibc
-// claims to be glibc); their allocators decide for themselves.
+// of hundred passes and then stays (40-64 KiB more from pass 16 on). Other
+// C libraries have no such call (uClibc claims to be glibc); their
+// allocators decide for themselves.
 void releaseFreedMemory() {
 #if defined(__GLIBC__) && !defined(__UCLIBC__)
     malloc_trim(0);
