@@ -32,6 +32,9 @@ public:
     void waitForNextPass(time_t passStart);
 
 private:
+    // The pass itself; runPass() then gives back the memory it freed.
+    void passBody();
+
     PollContext& context_;
     LoggingState& logging_;
     std::string lastStatus_;
