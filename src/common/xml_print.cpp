@@ -3,24 +3,11 @@
 // character at a time through an output iterator; documents of a whole
 // headend are printed on every poll, so this one appends whole runs.
 #include "common/xml.h"
+#include "common/xml_entities.h"
 
 namespace dorel_remote_control {
 
 namespace {
-
-// The entity that stands for c in text, or null when c stands for itself.
-const char* entityFor(char c) {
-    switch (c) {
-    case '<': return "&lt;";
-    case '>': return "&gt;";
-    case '\'': return "&apos;";
-    case '"': return "&quot;";
-    case '&': return "&amp;";
-    default: return nullptr;
-    }
-}
-
-bool needsEntity(char c) { return c == '<' || c == '>' || c == '\'' || c == '"' || c == '&'; }
 
 // Appends text with its special characters as entities; `literal` is the one
 // character written as itself anyway (the quote an attribute is not wrapped
@@ -29,9 +16,10 @@ void appendEscaped(std::string& out, const char* text, size_t size, char literal
     const char* run = text;
     const char* const end = text + size;
     for (const char* p = text; p != end; ++p) {
-        if (!needsEntity(*p) || *p == literal) continue;
+        const char* entity = xmlEntityFor(*p);
+        if (entity == nullptr || *p == literal) continue;
         out.append(run, static_cast<size_t>(p - run));
-        out += entityFor(*p);
+        out += entity;
         run = p + 1;
     }
     out.append(run, static_cast<size_t>(end - run));

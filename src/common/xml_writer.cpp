@@ -1,5 +1,7 @@
 #include "common/xml_writer.h"
 
+#include "common/xml_entities.h"
+
 #include <cstring>
 
 namespace dorel_remote_control {
@@ -9,8 +11,6 @@ namespace {
 // from and go back to the heap like any other allocation.
 constexpr size_t kBlockSize = 64 * 1024;
 
-// The longest replacement of one character ("&apos;", "&quot;").
-constexpr size_t kLongestEntity = 6;
 // A value is escaped this many characters at a time, so that the room asked
 // for stays small however long the value is.
 constexpr size_t kEscapePiece = 1024;
@@ -25,18 +25,12 @@ char* put(char* out, const char* text, size_t size) {
 char* putEscaped(char* out, const char* text, size_t size, char unescaped) {
     for (const char* end = text + size; text != end; ++text) {
         const char c = *text;
-        if (c == unescaped) {
+        const char* entity = c == unescaped ? nullptr : xmlEntityFor(c);
+        if (entity == nullptr) {
             *out++ = c;
             continue;
         }
-        switch (c) {
-        case '<': out = put(out, "&lt;", 4); break;
-        case '>': out = put(out, "&gt;", 4); break;
-        case '\'': out = put(out, "&apos;", 6); break;
-        case '"': out = put(out, "&quot;", 6); break;
-        case '&': out = put(out, "&amp;", 5); break;
-        default: *out++ = c;
-        }
+        out = put(out, entity, std::strlen(entity));
     }
     return out;
 }
@@ -116,7 +110,7 @@ void XmlWriter::element(const char* name, const char* value, size_t size) {
     const size_t nameSize = strlen(name);
     // Indentation, "<name>", a short value escaped, "</name>\n".
     const bool shortValue = size <= kEscapePiece;
-    char* start = text_.reserve(depth() + 2 * nameSize + 6 + (shortValue ? size * kLongestEntity : 0));
+    char* start = text_.reserve(depth() + 2 * nameSize + 6 + (shortValue ? size * kLongestXmlEntity : 0));
     char* out = start;
     memset(out, '\t', depth());
     out += depth();
@@ -171,7 +165,7 @@ BlockText XmlWriter::finish() {
 void XmlWriter::escaped(const char* value, size_t size, char unescaped) {
     while (size > 0) {
         const size_t piece = size < kEscapePiece ? size : kEscapePiece;
-        char* start = text_.reserve(piece * kLongestEntity);
+        char* start = text_.reserve(piece * kLongestXmlEntity);
         text_.commit(putEscaped(start, value, piece, unescaped) - start);
         value += piece;
         size -= piece;
