@@ -4,7 +4,9 @@
 // selectors, about 340 KB resident for code that never runs. CMakeLists.txt
 // points SQLite's references here instead (the linker's --wrap), and the
 // library is opened the first time a statement calls one of the functions.
-// Only linked into the agent, next to the static SQLite; tests link libm.
+// floor() and ceil() are computed here: on ARM the C++ runtime's hash tables
+// call them on every rehash, which must not load the library.
+// Linked into the agent, next to the static SQLite, and into the app tests.
 #include <dlfcn.h>
 #include <gnu/lib-names.h>
 
@@ -20,7 +22,28 @@ void* mathSymbol(const char* name) {
 using Unary = double (*)(double);
 using Binary = double (*)(double, double);
 
+// 2^52: from here on every double is a whole number.
+const double kWhole = 4503599627370496.0;
+
+// x rounded towards zero, for |x| < 2^52; a zero keeps the sign of x, as
+// the library's functions give it.
+double towardsZero(double x) {
+    return __builtin_copysign(static_cast<double>(static_cast<long long>(x)), x);
+}
+
 }  // namespace
+
+extern "C" double __wrap_floor(double x) {
+    if (!(__builtin_fabs(x) < kWhole)) return x;  // whole already, infinite or NaN
+    const double whole = towardsZero(x);
+    return whole > x ? whole - 1.0 : whole;
+}
+
+extern "C" double __wrap_ceil(double x) {
+    if (!(__builtin_fabs(x) < kWhole)) return x;
+    const double whole = towardsZero(x);
+    return whole < x ? whole + 1.0 : whole;
+}
 
 // A library that cannot be opened makes the value "not a number", which
 // SQLite turns into NULL, as it does for a value outside a function's domain.

@@ -7,8 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <memory>
 #include <string>
+
+extern "C" double __wrap_floor(double);
+extern "C" double __wrap_ceil(double);
 
 namespace {
 
@@ -49,12 +54,40 @@ TEST(SqliteMath, EachFunctionReachesItsOwnImplementation) {
         {"exp(1)", "2.718282"},     {"ln(2)", "0.693147"},       {"log(1000)", "3.000000"},
         {"sqrt(2)", "1.414214"},    {"trunc(-2.7)", "-2.000000"}, {"atan2(1, 2)", "0.463648"},
         {"mod(7.5, 2)", "1.500000"}, {"pow(2, 10)", "1024.000000"}, {"pow(10, 2)", "100.000000"},
+        {"floor(-2.5)", "-3.000000"}, {"ceil(2.1)", "3.000000"},
         // Outside the domain: NULL, as SQLite answers everywhere.
         {"sqrt(-1)", "NULL"},       {"acos(2)", "NULL"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(evaluate(db.get(), c.expression), c.value) << c.expression;
     }
+}
+
+// floor() and ceil() are computed without the library (the C++ runtime's hash
+// tables call them on ARM): whole numbers, both sides of zero, the sign of a
+// zero result, the edge where every double is whole, infinities and NaN.
+TEST(SqliteMath, FloorAndCeilAgreeWithTheLibraryDefinition) {
+    const double inf = std::numeric_limits<double>::infinity();
+    const double big = 4503599627370496.0;  // 2^52
+    const struct {
+        double x, floor, ceil;
+    } cases[] = {
+        {0.0, 0.0, 0.0},           {-0.0, -0.0, -0.0},       {0.5, 0.0, 1.0},
+        {-0.5, -1.0, -0.0},        {1.0, 1.0, 1.0},           {-1.0, -1.0, -1.0},
+        {2.7, 2.0, 3.0},           {-2.7, -3.0, -2.0},        {1e-300, 0.0, 1.0},
+        {big - 0.5, big - 1, big}, {-(big - 0.5), -big, -(big - 1)},
+        {big + 1, big + 1, big + 1}, {-1e300, -1e300, -1e300}, {inf, inf, inf},
+        {-inf, -inf, -inf},
+    };
+    for (const auto& c : cases) {
+        const double f = __wrap_floor(c.x), up = __wrap_ceil(c.x);
+        EXPECT_EQ(f, c.floor) << c.x;
+        EXPECT_EQ(std::signbit(f), std::signbit(c.floor)) << c.x;
+        EXPECT_EQ(up, c.ceil) << c.x;
+        EXPECT_EQ(std::signbit(up), std::signbit(c.ceil)) << c.x;
+    }
+    EXPECT_TRUE(std::isnan(__wrap_floor(std::nan(""))));
+    EXPECT_TRUE(std::isnan(__wrap_ceil(std::nan(""))));
 }
 
 }  // namespace
