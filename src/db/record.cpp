@@ -9,22 +9,20 @@ const tSqlite3parent kNull;
 }
 
 Record::Record(const TableDef& table)
-    : table_(&table), values_(table.knownColumns()), modified_(table.knownColumns(), false) {}
+    : table_(&table), values_(table.knownColumns()) {}
 
 Record::Record(const TableDef& table, std::vector<tSqlite3parent> values)
-    : table_(&table), values_(std::move(values)), modified_(values_.size(), false) {}
+    : table_(&table), values_(std::move(values)) {}
 
 const tSqlite3parent& Record::value(size_t column) const {
     return column < values_.size() ? values_[column] : kNull;
 }
 
 void Record::set(size_t column, tSqlite3parent value) {
-    if (column >= values_.size()) {
-        values_.resize(column + 1);
-        modified_.resize(column + 1, false);
-    }
+    if (column >= values_.size()) values_.resize(column + 1);
+    if (modified_.size() < values_.size()) modified_.resize(values_.size(), 0);
     values_[column] = std::move(value);
-    modified_[column] = true;
+    modified_[column] = 1;
 }
 
 bool Record::setIfDifferent(size_t column, const std::string& text) {
@@ -33,15 +31,15 @@ bool Record::setIfDifferent(size_t column, const std::string& text) {
     return true;
 }
 
-bool Record::modified(size_t column) const { return column < modified_.size() && modified_[column]; }
+bool Record::modified(size_t column) const { return column < modified_.size() && modified_[column] != 0; }
 
 bool Record::anyModified() const {
-    for (bool flag : modified_) {
-        if (flag) return true;
+    for (unsigned char flag : modified_) {
+        if (flag != 0) return true;
     }
     return false;
 }
 
-void Record::clearModified() { modified_.assign(modified_.size(), false); }
+void Record::clearModified() { modified_.clear(); }
 
 }  // namespace doreldb

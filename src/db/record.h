@@ -1,5 +1,7 @@
 // One row of a table: its values by position, with a modified flag per value
-// that the setters raise and a successful update lowers.
+// that the setters raise and a successful update lowers. The flags take no
+// memory until a setter runs: whole-headend walks hold every row of large
+// tables and never modify one.
 #pragma once
 
 #include "db/table.h"
@@ -42,7 +44,7 @@ public:
 private:
     const TableDef* table_;
     std::vector<tSqlite3parent> values_;
-    std::vector<bool> modified_;
+    std::vector<unsigned char> modified_;   // empty: nothing modified
 };
 
 }  // namespace doreldb

@@ -111,6 +111,9 @@ TableRows& HeadendRows::table(const TableDef& definition) {
     }
     std::vector<Record> rows;
     if (db != nullptr) rows = doSelect(db, definition);
+    // The select grew the vector by doubling; the walk keeps it to its end,
+    // so the spare room (up to half of it) is given back now.
+    rows.shrink_to_fit();
     return tables_.emplace(&definition, TableRows(std::move(rows))).first->second;
 }
 
