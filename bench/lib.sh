@@ -67,6 +67,7 @@ usage() {
 
 # millions N: N instructions in millions, one decimal.
 millions() { awk -v n="$1" 'BEGIN {printf "%.1f M", n / 1e6}'; }
+thousands() { awk -v n="$1" 'BEGIN {printf "%.1f K", n / 1e3}'; }
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN {printf "%.2f", a / b}'; }
 
 # script_commands ROOT STATUS-FILE: the script a user would write for one

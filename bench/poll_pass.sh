@@ -53,6 +53,6 @@ echo "targets: ratio <= 1.00 at 8 modules, <= 1.10 at 48; RSS ratio <= 1.10"
 if [ "$first" != "$last" ]; then
     per_agent=$(( (agent_ir[$last] - agent_ir[$first]) / (last - first) ))
     per_script=$(( (script_ir[$last] - script_ir[$first]) / (last - first) ))
-    echo "per added module: agent $(millions "$per_agent"), script $(millions "$per_script")," \
+    echo "per added module: agent $(thousands "$per_agent"), script $(thousands "$per_script")," \
          "ratio $(ratio "$per_agent" "$per_script") (target <= 2.00)"
 fi
