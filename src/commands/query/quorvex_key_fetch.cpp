@@ -112,12 +112,18 @@ void fetchQuorvexPublicKeys() {
 
     KeyMap keys;
     if (!readKeyReply(reply.str(), keys)) return;
+    // One commit for the whole reply: this runs on every connected pass, and
+    // a commit per CAM would sync the controller's flash once per CAM.
+    doreldb::Transaction transaction(db.get());
+    const bool grouped = transaction.begin() == SQLITE_OK;
     for (doreldb::Record& row : rows) {
         applyReply(row, keys);
         // The whole row goes back, as the headend's other writers do.
         for (size_t column = 0; column < q::kKnownColumns; ++column) row.set(column, row.value(column));
-        doreldb::update(db.get(), row);
+        if (doreldb::update(db.get(), row) != SQLITE_OK)
+            logf(3, "Could not store the Quorvex key of %s", row.text(q::idCliente).c_str());
     }
+    if (grouped && transaction.commit() != SQLITE_OK) logf(3, "Could not store the Quorvex keys");
 }
 
 }  // namespace dorel_remote_control
