@@ -1,5 +1,7 @@
 #include "common/fs.h"
 
+#include <algorithm>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -62,13 +64,15 @@ int removeTree(const std::string& path) {
     return rmdir(path.c_str()) == 0 ? 0 : -1;
 }
 
-bool readFile(const std::string& path, std::string& contents) {
+bool readFile(const std::string& path, std::string& contents, size_t limit) {
     FilePtr file(fopen(path.c_str(), "rb"));
     if (!file) return false;
     contents.clear();
     char buffer[4096];
     size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, file.get())) > 0) contents.append(buffer, n);
+    while (contents.size() < limit &&
+           (n = fread(buffer, 1, std::min(sizeof buffer, limit - contents.size()), file.get())) > 0)
+        contents.append(buffer, n);
     return ferror(file.get()) == 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <cstdint>
 #include <string>
 #include <sys/types.h>
 
@@ -22,8 +23,10 @@ int makePath(const std::string& path, mode_t mode);
 // success.
 int removeTree(const std::string& path);
 
-// Reads a whole file. Returns false when it cannot be opened or read.
-bool readFile(const std::string& path, std::string& contents);
+// Reads a whole file, or its first `limit` bytes (a file that may grow
+// without end, or a device, is then read no further). Returns false when it
+// cannot be opened or read.
+bool readFile(const std::string& path, std::string& contents, size_t limit = SIZE_MAX);
 
 // Replaces a file by writing a temporary file beside it and renaming it over
 // the old one, so readers never see half a file. Returns false on failure

@@ -8,11 +8,9 @@
 
 #include "server/status_report.h"
 
-#include <cerrno>
+#include "common/fs.h"
+
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace dorel_remote_control {
 
@@ -47,47 +45,6 @@ size_t findIn(const std::string& text, size_t from, size_t end, char c) {
     return at ? static_cast<size_t>(static_cast<const char*>(at) - text.data()) : kNotFound;
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0) close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
-// Reads at most `limit` bytes of the file; false when it cannot be opened.
-// A read error keeps what came before it.
-bool readHead(const std::string& path, size_t limit, std::string& text) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.get() < 0) return false;
-    // A regular file is read into a buffer of its size at once (one more byte
-    // to see the end); anything else grows the buffer as it comes.
-    size_t capacity = 4096;
-    struct stat st;
-    if (fstat(file.get(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size >= 0) {
-        const unsigned long long size = static_cast<unsigned long long>(st.st_size);
-        capacity = size < limit ? static_cast<size_t>(size) + 1 : limit;
-    }
-    if (capacity > limit) capacity = limit;
-    text.resize(capacity);
-    size_t filled = 0;
-    while (filled < limit) {
-        if (filled == text.size()) text.resize(text.size() < limit / 2 ? text.size() * 2 : limit);
-        const ssize_t n = ::read(file.get(), &text[filled], text.size() - filled);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        filled += static_cast<size_t>(n);
-    }
-    text.resize(filled);
-    return true;
-}
-
 }  // namespace
 
 StatusVariableList::StatusVariableList(const StatusVariables& variables) {
@@ -103,7 +60,7 @@ StatusVariableList::StatusVariableList(const StatusVariables& variables) {
 
 StatusVariableList StatusVariableList::read(const std::string& path) {
     StatusVariableList list;
-    if (!readHead(path, kMaxFileBytes, list.text_)) return list;
+    if (!readFile(path, list.text_, kMaxFileBytes)) return list;
     const size_t size = list.text_.size();
     // A module reports a few dozen variables; start with room for the usual ones.
     if (size > 0) list.variables_.reserve(32);

@@ -1,8 +1,9 @@
 #include "commands/query/si_table_version.h"
 
+#include "common/fs.h"
+
 #include <cstdio>
 #include <ctime>
-#include <memory>
 #include <sys/stat.h>
 
 namespace dorel_remote_control {
@@ -11,17 +12,13 @@ const char* const kSiVersionNotFound = "Not Found";
 
 namespace {
 
-struct FileCloser {
-    void operator()(FILE* f) const { fclose(f); }
-};
-
 // Offset of the byte holding version_number and current_next_indicator.
 constexpr size_t kVersionByte = 5;
 
 }  // namespace
 
 std::string siTableVersion(const std::string& path) {
-    std::unique_ptr<FILE, FileCloser> file(fopen(path.c_str(), "rb"));
+    FilePtr file(fopen(path.c_str(), "rb"));
     if (!file) return kSiVersionNotFound;
     unsigned char header[kVersionByte + 1];
     if (fread(header, 1, sizeof header, file.get()) != sizeof header) return kSiVersionNotFound;
