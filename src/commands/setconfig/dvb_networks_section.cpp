@@ -23,7 +23,7 @@ bool decodePidMask(const XmlNode* element, std::string& stored) {
     int32_t mask = 0;
     for (const XmlNode* child : childElements(element)) {
         int32_t bit = 0;
-        if (nodeText(child) == "1" && lookupWord(kPidMaskBits, 3, nodeName(child), bit)) mask |= bit;
+        if (nodeText(child) == "1" && lookupWord(kPidMaskBits, std::size(kPidMaskBits), nodeName(child), bit)) mask |= bit;
     }
     stored = std::to_string(mask);
     return true;

@@ -145,7 +145,7 @@ Record* ModuleRows::modulator(const std::string& outputKey) {
 
 const Record* ModuleRows::diseqc(const std::string& position) const {
     for (const Record& row : diseqcs_) {
-        if (doreldb::asciiLower(row.text(doreldb::DiSEqCGlobal::Posicion)) == doreldb::asciiLower(position)) return &row;
+        if (doreldb::likeMatch(position, row.text(doreldb::DiSEqCGlobal::Posicion))) return &row;
     }
     return nullptr;
 }

@@ -50,7 +50,7 @@ public:
     doreldb::Record* tuner(TunerKind kind, const std::string& inputKey);
     // The RF modulator row of a logical output (by the output's key), or null.
     doreldb::Record* modulator(const std::string& outputKey);
-    // The DiSEqCGlobal row at a position (Posicion equal as text), or null.
+    // The first DiSEqCGlobal row whose Posicion is LIKE the position, or null.
     const doreldb::Record* diseqc(const std::string& position) const;
 
     doreldb::Record& service(size_t row) { return services_[row]; }

@@ -36,10 +36,14 @@ bool isDeleted(const doreldb::Record& row) { return lenientWholeNumber(row.text(
 // before a deleted one. Returns its position in `pids`.
 bool findPid(ModuleScope& scope, const std::vector<size_t>& pids, const std::vector<bool>& confirmed,
              const std::string& stream, size_t& found) {
+    // A stored StreamId matches when its number, written in decimal, is the
+    // stream's text: decoded once here rather than per PID and comparison.
+    const int32_t number = lenientWholeNumber(stream);
+    if (std::to_string(number) != stream) return false;
     bool any = false;
     for (size_t i = 0; i < confirmed.size(); ++i) {
         const doreldb::Record& row = scope.rows.pid(pids[i]);
-        if (confirmed[i] || std::to_string(lenientWholeNumber(row.text(psg::StreamId))) != stream) continue;
+        if (confirmed[i] || lenientWholeNumber(row.text(psg::StreamId)) != number) continue;
         if (!isDeleted(row)) {
             found = i;
             return true;
