@@ -24,6 +24,21 @@ void removeRoot() {
     if (!rootPath().empty()) std::filesystem::remove_all(rootPath(), ignored);
 }
 
+// The headend's databases, relative to the root.
+const char* const kDatabases[] = {"dorel/DB/config_global.sqlite", "dorel/DB/config_local.sqlite",
+                                  "dorel/DB/remote_control.sqlite",
+                                  "dorel/DB/quor_global.sqlite", "tmp/temp_global.sqlite"};
+
+void copyDatabases(const std::string& from, const std::string& to) {
+    for (const char* database : kDatabases) {
+        std::error_code ignored;  // a database the layout lacks stays absent
+        std::filesystem::copy_file(from + "/" + database, to + "/" + database,
+                                   std::filesystem::copy_options::overwrite_existing, ignored);
+    }
+}
+
+std::string pristinePath() { return rootPath() + "/pristine"; }
+
 void fail(const std::string& what) {
     std::fprintf(stderr, "fuzz: %s\n", what.c_str());
     removeRoot();
@@ -43,6 +58,12 @@ void prepareHeadend() {
     const std::string make = "python3 '" RC_SOURCE_DIR "/devkit/make-headend' '" + pattern +
                              "' --no-certs --active 1 --server-url https://127.0.0.1:1/rc/ >/dev/null";
     if (std::system(make.c_str()) != 0) fail("make-headend failed");
+    for (const char* dir : {"/dorel/DB", "/tmp"}) {
+        std::error_code error;
+        std::filesystem::create_directories(pristinePath() + dir, error);
+        if (error) fail("cannot keep a copy of the databases");
+    }
+    copyDatabases(pattern, pristinePath());
     setenv("REMOTE_CONTROL_ROOT", pattern.c_str(), 1);
     // Any URL a fuzzed command names goes to a proxy that is not there: no
     // name lookup, no connection beyond the loopback.
@@ -73,5 +94,7 @@ void clearCommands() {
     }
     sqlite3_close(db);
 }
+
+void restoreHeadend() { copyDatabases(pristinePath(), rootPath()); }
 
 }  // namespace rcfuzz

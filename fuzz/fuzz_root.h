@@ -18,6 +18,11 @@ void prepareHeadend();
 // the next input's work.
 void clearCommands();
 
+// Puts every database back as it was laid out, so that what one input wrote
+// (a configuration, a CAM list, a password) does not shape the next input's
+// run, and a crash reproduces from its own file.
+void restoreHeadend();
+
 // The input as text (it may hold NUL bytes).
 inline std::string text(const uint8_t* data, size_t size) {
     return std::string(reinterpret_cast<const char*>(data), size);
