@@ -7,21 +7,13 @@
 
 namespace dorel_remote_control {
 
-bool LnbOscillators::load(sqlite3* db) {
+bool LnbOscillators::load(SetConfigContext& context) {
     namespace cfg = doreldb::configuracionWebGlobal;
-    std::vector<doreldb::Record> rows;
-    if (doreldb::selectRows(rows, db, cfg::table(), " WHERE nombre LIKE 'LNB_f_' ") != SQLITE_OK) return false;
-    // '_' is a wildcard: only the exact keys count.
-    for (const doreldb::Record& row : rows) {
-        const std::string key = row.text(cfg::nombre);
-        if (key == "LNB_fb" && !hasLow) {
-            hasLow = true;
-            low = lenientWholeNumber(row.text(cfg::valor));
-        } else if (key == "LNB_fa" && !hasHigh) {
-            hasHigh = true;
-            high = lenientWholeNumber(row.text(cfg::valor));
-        }
-    }
+    doreldb::Record* lowRow = nullptr;
+    doreldb::Record* highRow = nullptr;
+    if (!context.findSetting("LNB_fb", lowRow) || !context.findSetting("LNB_fa", highRow)) return false;
+    if ((hasLow = lowRow != nullptr)) low = lenientWholeNumber(lowRow->text(cfg::valor));
+    if ((hasHigh = highRow != nullptr)) high = lenientWholeNumber(highRow->text(cfg::valor));
     return true;
 }
 

@@ -21,8 +21,9 @@ struct LnbOscillators {
     bool hasHigh = false;   // "LNB_fa", the high band's
     int32_t high = 0;
 
-    // Reads both keys; false when the table could not be read.
-    bool load(sqlite3* db);
+    // Reads both keys from the document's copy of the table (what the
+    // transaction holds); false when the table could not be read.
+    bool load(SetConfigContext& context);
 };
 
 struct ModuleScope {

@@ -15,7 +15,7 @@ bool applyModulesSection(SetConfigContext& context, const XmlNode* section) {
         return context.fail(kCouldNotAccessDatabase, "Could not read " + rows.failedTable());
     }
     LnbOscillators lnb;
-    if (!lnb.load(context.db())) return context.fail(kCouldNotAccessDatabase, "Could not read configuracionWebGlobal");
+    if (!lnb.load(context)) return context.fail(kCouldNotAccessDatabase, "Could not read configuracionWebGlobal");
 
     std::vector<AssignedModule> assigned;
     AssignmentError error;

@@ -77,13 +77,14 @@ public:
     // missing or the table cannot be read.
     bool storedSetting(const std::string& key, std::string& value);
 
+    // The stored row of a key (exact name) in this transaction, or null;
+    // false when the table could not be read.
+    bool findSetting(const std::string& key, doreldb::Record*& row);
+
     // A progress line on standard output (the headend's console shows it).
     static void progress(const std::string& line);
 
 private:
-    // The stored row of a key (exact name), or null; false when the table
-    // could not be read.
-    bool findSetting(const std::string& key, doreldb::Record*& row);
 
     sqlite3* db_;
     ResultDocument& result_;
