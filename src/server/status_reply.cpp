@@ -144,11 +144,9 @@ std::vector<QueuedCommand> storeCommands(const char* text, const ReplyLayout& la
     if (batch.commit() || taken.empty()) return taken;
 
     logf(3, "Could not store the commands of the reply; running them unstored");
-    const size_t count = taken.size();
     taken.clear();
-    forEachCommand(text, layout, [&](Command& command) {
-        if (taken.size() < count) taken.push_back(QueuedCommand{0, command.envelopeText()});
-    });
+    forEachCommand(text, layout,
+                   [&](Command& command) { taken.push_back(QueuedCommand{0, command.envelopeText()}); });
     return taken;
 }
 
