@@ -32,7 +32,10 @@ TABLES_WITH_EXTRA_COLUMN = frozenset({
     "configuracionWebGlobal",
 })
 
-_ENTRY = re.compile(r"DORELDB_TABLE\s*\(([^)]*)\)", re.S)
+# One level of parentheses inside an entry: DORELDB_AT(column) marks a column
+# the agent reads at its position.
+_ENTRY = re.compile(r"DORELDB_TABLE\s*\(((?:[^()]|\([^()]*\))*)\)", re.S)
+_AT = re.compile(r"^DORELDB_AT\s*\(\s*(\w+)\s*\)$")
 
 
 class Table:
@@ -45,6 +48,7 @@ class Table:
         self.database = database
         self.key = key
         self.known_columns = list(columns)
+        self.positional = set()   # columns the agent reads at their position
         self.columns = list(columns)
         if name in TABLES_WITH_EXTRA_COLUMN:
             self.columns.append(EXTRA_COLUMN)
@@ -93,7 +97,16 @@ def parse_tables_def(text):
         if len(parts) < 4 or any(not p for p in parts):
             raise ValueError("malformed table entry: %r" % match.group(0))
         name, database, key = parts[0], parts[1], parts[2]
-        tables.append(Table(name, database, key, parts[3:]))
+        columns, positional = [], set()
+        for part in parts[3:]:
+            at = _AT.match(part)
+            if at:
+                positional.add(at.group(1))
+                part = at.group(1)
+            columns.append(part)
+        table = Table(name, database, key, columns)
+        table.positional = positional
+        tables.append(table)
     if not tables:
         raise ValueError("no DORELDB_TABLE entries found")
     return tables

@@ -11,16 +11,16 @@ TableDef::TableDef(const char* name, const char* columnList, size_t keyColumn) :
         std::string column = list.substr(start, comma - start);
         size_t first = column.find_first_not_of(" \t\n");
         size_t last = column.find_last_not_of(" \t\n");
-        if (first != std::string::npos) columns_.push_back(column.substr(first, last - first + 1));
+        if (first != std::string::npos) {
+            column = column.substr(first, last - first + 1);
+            static const std::string kMarker = "DORELDB_AT(";
+            const bool positional = column.compare(0, kMarker.size(), kMarker) == 0 && column.back() == ')';
+            if (positional) column = column.substr(kMarker.size(), column.size() - kMarker.size() - 1);
+            columns_.push_back(column);
+            byPosition_.push_back(positional);
+        }
         start = comma + 1;
     }
-}
-
-size_t TableDef::indexOf(const std::string& column) const {
-    for (size_t i = 0; i < columns_.size(); ++i) {
-        if (columns_[i] == column) return i;
-    }
-    return columns_.size();
 }
 
 }  // namespace doreldb

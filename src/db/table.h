@@ -1,7 +1,7 @@
-// What the agent knows of one table: its name, the columns it knows in the
-// table's own order, and the key column. The headend's programs own the tables
-// and may have added columns after the known ones; rows are therefore read by
-// position and never assumed to have exactly the known number of columns.
+// What the agent knows of one table: its name, the columns it knows, which of
+// them it reads at a fixed position rather than by name (see tables.def), and
+// the key column. A record holds its values in this order, whatever order the
+// table itself has.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,8 @@ namespace doreldb {
 
 class TableDef {
 public:
-    // columnList is a comma-separated list of the known column names in order.
+    // columnList is a comma-separated list of the known column names in
+    // order; "DORELDB_AT(name)" marks a column read at its position.
     TableDef(const char* name, const char* columnList, size_t keyColumn);
 
     const std::string& name() const { return name_; }
@@ -20,12 +21,12 @@ public:
     size_t knownColumns() const { return columns_.size(); }
     size_t keyColumn() const { return key_; }
     const std::string& keyName() const { return columns_[key_]; }
-    // Index of a known column, or knownColumns() when there is none.
-    size_t indexOf(const std::string& column) const;
+    bool byPosition(size_t column) const { return column < byPosition_.size() && byPosition_[column]; }
 
 private:
     std::string name_;
     std::vector<std::string> columns_;
+    std::vector<bool> byPosition_;
     size_t key_;
 };
 

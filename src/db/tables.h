@@ -9,6 +9,7 @@
 
 namespace doreldb {
 
+#define DORELDB_AT(Column) Column
 #define DORELDB_TABLE(Name, Database, Key, ...)                   \
     namespace Name {                                              \
     enum Column : size_t { __VA_ARGS__, kKnownColumns };          \
@@ -16,6 +17,7 @@ namespace doreldb {
     }
 #include "db/tables.def"
 #undef DORELDB_TABLE
+#undef DORELDB_AT
 
 // Every declared table (for the dev kit's schema check and tests).
 struct TableEntry {
