@@ -26,7 +26,7 @@
 // dirty until they are written back. Growth is judged on "owned" alone.
 #include "app/poll_cycle.h"
 #include "common/dorelcommon.h"
-#include "common/log.h"
+#include "common/env.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -71,12 +71,12 @@ int main(int argc, char** argv) {
         return 2;
     }
     const char* const ident = "remote-control";
-    debugMask = 0;
+    Env env(Env::rootFromEnvironment());
     LoggingState logging;
     logging.inotifyFd = inotify_init1(IN_NONBLOCK);
-    logging.watch = configure_global_syslog(ident, ident, &debugMask, logging.inotifyFd);
+    logging.watch = configure_global_syslog(ident, ident, &env.debugMask(), logging.inotifyFd);
 
-    PollContext context;
+    PollContext context(env);
     PollLoop loop(context, logging);
     // From pass 16 on the heap has settled; the highest sample after it shows
     // a transient peak that the sampled passes might miss.

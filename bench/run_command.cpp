@@ -35,14 +35,15 @@ int main(int argc, char** argv) {
         envelope = text.str();
     }
     try {
-        dorel_remote_control::settings().load();
-        auto command = dorel_remote_control::createCommand(envelope);
+        dorel_remote_control::Env env(dorel_remote_control::Env::rootFromEnvironment());
+        dorel_remote_control::settings().load(env);
+        auto command = dorel_remote_control::createCommand(env, envelope);
         if (!command) {
             fprintf(stderr, "unknown command\n");
             return 1;
         }
         command->run();
-        const std::string printed = command->result().print();
+        const std::string printed = command->result().print(env);
         if (print) {
             fwrite(printed.data(), 1, printed.size(), stdout);
         } else {

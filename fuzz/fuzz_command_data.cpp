@@ -29,9 +29,9 @@ void runWith(const dorel_remote_control::CommandEntry& entry, const std::string&
     const std::string envelope =
         "<command><id>1</id><data><" + name + ">" + data + "</" + name + "></data></command>";
     try {
-        auto command = dorel_remote_control::createCommand(envelope);
+        auto command = dorel_remote_control::createCommand(rcfuzz::env(), envelope);
         command->run();
-        command->result().print();
+        command->result().print(rcfuzz::env());
     } catch (const std::exception&) {
         // Data that does not parse is refused before the command exists.
     }

@@ -14,9 +14,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
-        auto command = dorel_remote_control::createCommand(rcfuzz::text(data, size));
-        dorel_remote_control::createCommand(command->envelopeText());
-        command->result().print();
+        auto command = dorel_remote_control::createCommand(rcfuzz::env(), rcfuzz::text(data, size));
+        dorel_remote_control::createCommand(rcfuzz::env(), command->envelopeText());
+        command->result().print(rcfuzz::env());
     } catch (const std::exception&) {
         // Refused as the agent refuses it: a logged, skipped command.
     }

@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string body = rcfuzz::text(data, size);
-    dorel_remote_control::takeReplyCommands(body.c_str());
+    dorel_remote_control::takeReplyCommands(rcfuzz::env(), body.c_str());
     rcfuzz::clearCommands();
     return 0;
 }

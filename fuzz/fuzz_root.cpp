@@ -1,6 +1,5 @@
 #include "fuzz_root.h"
 
-#include "common/clock.h"
 #include "server/settings.h"
 
 #include <sqlite3.h>
@@ -74,11 +73,8 @@ void prepareHeadend() {
     unsetenv("NO_PROXY");
     unsetenv("no_proxy");
 
-    // Waits are skipped, and the clock stands still.
-    static dorel_remote_control::clock::ScopedOverride clock([] { return static_cast<time_t>(1700000000); },
-                                                             [](unsigned) {});
     try {
-        dorel_remote_control::settings().load();
+        dorel_remote_control::settings().load(env());
     } catch (const std::exception& e) {
         fail(std::string("the headend's settings do not load: ") + e.what());
     }
@@ -96,5 +92,25 @@ void clearCommands() {
 }
 
 void restoreHeadend() { copyDatabases(pristinePath(), rootPath()); }
+
+namespace {
+
+class FuzzEnv : public dorel_remote_control::Env {
+public:
+    explicit FuzzEnv(const std::string& root) : Env(root) {}
+    time_t now() override { return 1700000000; }
+    void sleepSeconds(unsigned) override {}
+    void sleepMillis(unsigned) override {}
+
+protected:
+    void write(int, const char*, va_list) override {}
+};
+
+}  // namespace
+
+dorel_remote_control::Env& env() {
+    static FuzzEnv instance(rootPath());
+    return instance;
+}
 
 }  // namespace rcfuzz

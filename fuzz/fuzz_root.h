@@ -5,6 +5,8 @@
 // stand-ins.
 #pragma once
 
+#include "common/env.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,6 +15,10 @@ namespace rcfuzz {
 
 // Lays out the headend on first use; later calls return at once.
 void prepareHeadend();
+
+// The Env of every fuzzed command: under the headend's root, a clock that
+// stands still, waits skipped, nothing logged.
+dorel_remote_control::Env& env();
 
 // Empties the command table, so that one input's rows do not pile up into
 // the next input's work.

@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string reply = rcfuzz::text(data + 1, size - 1);
     if (data[0] & 1) {
         std::map<std::string, std::string> keys;
-        dorel_remote_control::readKeyReply(reply, keys);
+        dorel_remote_control::readKeyReply(rcfuzz::env(), reply, keys);
     } else {
         dorel_remote_control::readSignReply(reply);
     }

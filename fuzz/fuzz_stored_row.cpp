@@ -9,13 +9,12 @@
 
 #include <sqlite3.h>
 
-#include <cstdlib>
 
 namespace {
 
 void storeRow(const std::string& command, const std::string& result) {
     sqlite3* db = nullptr;
-    const std::string path = std::string(std::getenv("REMOTE_CONTROL_ROOT")) + "/dorel/DB/remote_control.sqlite";
+    const std::string path = rcfuzz::env().paths().remoteControlDb();
     if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
         sqlite3_stmt* insert = nullptr;
         sqlite3_prepare_v2(db,
@@ -41,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string input = rcfuzz::text(data, size);
     const size_t split = input.find('\0');
     storeRow(input.substr(0, split), split == std::string::npos ? std::string() : input.substr(split + 1));
-    dorel_remote_control::PollContext context;
+    dorel_remote_control::PollContext context(rcfuzz::env());
     dorel_remote_control::reportFinished(context);
     rcfuzz::clearCommands();
     return 0;

@@ -4,7 +4,7 @@
 #include "app/options.h"
 #include "app/poll_cycle.h"
 #include "common/dorelcommon.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "server/settings.h"
 
 #include <csignal>
@@ -32,10 +32,11 @@ int main(int argc, char** argv) {
         case ParseOutcome::kRun: break;
     }
 
-    debugMask = 0;
+    Env env(Env::rootFromEnvironment());
+    env.debugMask() = 0;
     LoggingState logging;
     logging.inotifyFd = inotify_init1(IN_NONBLOCK);
-    logging.watch = configure_global_syslog(kIdent, kIdent, &debugMask, logging.inotifyFd);
+    logging.watch = configure_global_syslog(kIdent, kIdent, &env.debugMask(), logging.inotifyFd);
 
     if (options.version) {
         printVersion(stdout);
@@ -43,10 +44,11 @@ int main(int argc, char** argv) {
     }
 
     if (options.daemon) {
-        logf(6, "Entering deamon mode...");
-        if (daemon(1, 0) != 0) logf(3, "daemon() failed; staying in the foreground");
+        env.log(6, "Entering deamon mode...");
+        if (daemon(1, 0) != 0) env.log(3, "daemon() failed; staying in the foreground");
     }
 
+    if (options.pidfile.empty()) options.pidfile = env.paths().defaultPidFile();
     EvitarMultiplesInstancias(options.pidfile.c_str());
 
     if (options.once) settings().setRunOnce(true);
@@ -57,7 +59,7 @@ int main(int argc, char** argv) {
     action.sa_flags = 0;
     sigaction(SIGPIPE, &action, nullptr);
 
-    PollContext context;
+    PollContext context(env);
     pollCycle(context, logging);
     return 0;
 }

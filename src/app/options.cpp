@@ -1,6 +1,5 @@
 #include "app/options.h"
 
-#include "common/paths.h"
 
 #include <getopt.h>
 
@@ -52,7 +51,6 @@ void printVersion(FILE* out) {
 
 ParseOutcome parseCommandLine(int argc, char** argv, Options& options, FILE* out, FILE* err) {
     options.programName = (argc > 0 && argv[0] != nullptr) ? argv[0] : "remote-control";
-    options.pidfile = paths::defaultPidFile();
     optind = 0;  // re-initialise getopt, also when parsing a second time
     for (;;) {
         int c = getopt_long(argc, argv, "p:doxvh", kLongOptions, nullptr);

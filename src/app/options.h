@@ -7,7 +7,7 @@
 namespace dorel_remote_control {
 
 struct Options {
-    std::string pidfile;          // default: the fixed pid-file path
+    std::string pidfile;          // empty: the fixed pid-file path
     bool daemon = false;
     bool once = false;
     bool showxml = false;         // accepted; no effect in this version

@@ -3,10 +3,9 @@
 #include "commands/core/command.h"
 #include "commands/core/dispatch.h"
 #include "commands/query/quorvex_key_fetch.h"
-#include "common/clock.h"
 #include "common/dorelcommon.h"
+#include "common/env.h"
 #include "common/errors.h"
-#include "common/log.h"
 #include "server/https_client.h"
 #include "server/pass_databases.h"
 #include "server/settings.h"
@@ -56,14 +55,15 @@ void releaseFreedMemory() {
 }  // namespace
 
 int sendStatus(PollContext& context, const std::string& statusText) {
+    Env& env = context.env;
     const std::string url = settings().serverAddress() + "status";
-    logf(7, "Sending status");
-    logf(7, "Status: %s", statusText.c_str());
+    env.log(7, "Sending status");
+    env.log(7, "Status: %s", statusText.c_str());
     ResponseBuffer response;
     try {
-        response = HttpsClient::instance().request(url, statusText.c_str());
+        response = HttpsClient::instance().request(env, url, statusText.c_str());
     } catch (const CurlError& error) {
-        logf(3, "Error sending remote-control request to server: %s", error.what());
+        env.log(3, "Error sending remote-control request to server: %s", error.what());
         setConnection(context, kNotConnected);
         return -1;
     }
@@ -71,9 +71,9 @@ int sendStatus(PollContext& context, const std::string& statusText) {
 
     std::vector<QueuedCommand> commands;
     try {
-        commands = takeReplyCommands(response.data());
+        commands = takeReplyCommands(env, response.data());
     } catch (const std::exception&) {
-        logf(4, "Error parsing XML");
+        env.log(4, "Error parsing XML");
         return -2;
     }
     // Every command of the reply is stored by now; the body can go.
@@ -89,10 +89,11 @@ void PollLoop::runPass() {
 }
 
 void PollLoop::passBody() {
-    PassDatabases databases;
+    Env& env = context_.env;
+    PassDatabases databases(env);
     PassScope scope(context_, databases);
     try {
-        if (settings().load(databases.configGlobal())) {
+        if (settings().load(env, databases.configGlobal())) {
             context_.connectionState = kConnectionUnknown;
             skipCount_ = 0;
         }
@@ -102,7 +103,7 @@ void PollLoop::passBody() {
     }
 
     if (!settings().active()) {
-        logf(7, "Not active");
+        env.log(7, "Not active");
         if (context_.connectionState != kNotConnected) {
             context_.connectionState = kConnectionUnknown;
             setConnection(context_, kNotConnected);
@@ -116,14 +117,14 @@ void PollLoop::passBody() {
 
     std::string status;
     try {
-        status = buildStatusText(databases);
+        status = buildStatusText(env, databases);
     } catch (const CouldNotOpenDBError&) {
-        logf(3, "Could not open DB");
+        env.log(3, "Could not open DB");
     }
 
     int sent = 0;
     if (skipCount_ == 0 || status != lastStatus_) {
-        logf(7, "Sending Status");
+        env.log(7, "Sending Status");
         sent = sendStatus(context_, status);
         lastStatus_ = status;
         skipCount_ = 0;
@@ -138,21 +139,21 @@ void PollLoop::passBody() {
         context_.queue.pop_front();
         runQueued(context_, command);
     }
-    if (context_.connectionState == kConnected) fetchQuorvexPublicKeys();
+    if (context_.connectionState == kConnected) fetchQuorvexPublicKeys(env);
 }
 
 void PollLoop::waitForNextPass(time_t passStart) {
     if (wait_for_inotify_changes(logging_.inotifyFd, logging_.watch)) {
-        logging_.watch = configure_global_syslog(nullptr, kIdent, &debugMask, logging_.inotifyFd);
+        logging_.watch = configure_global_syslog(nullptr, kIdent, &context_.env.debugMask(), logging_.inotifyFd);
     }
-    time_t seconds = passStart + kPassSeconds - clock::now();
+    time_t seconds = passStart + kPassSeconds - context_.env.now();
     if (seconds > kPassSeconds) seconds = kPassSeconds;  // the clock went back
-    if (seconds >= 1) clock::sleepSeconds(static_cast<unsigned>(seconds));
+    if (seconds >= 1) context_.env.sleepSeconds(static_cast<unsigned>(seconds));
 }
 
 void PollLoop::run() {
     for (;;) {
-        const time_t passStart = clock::now();
+        const time_t passStart = context_.env.now();
         runPass();
         if (settings().runOnce()) return;
         waitForNextPass(passStart);

@@ -1,22 +1,9 @@
 #include "common/dorelcommon.h"
 
-#include "common/clock.h"
-
 namespace {
 
-// Long enough for another headend program's short write to finish, short
-// enough that the agent's own retries (1, 2, 3 seconds) stay meaningful.
+// Long enough for another headend program's short write to finish.
 const int kBusyTimeoutMs = 3000;
-const int kBusyStepMs = 50;
-
-// Like sqlite3_busy_timeout(), but a wait like any other: skipped under a
-// test clock so that a locked database fails at once there.
-int waitWhileBusy(void*, int attempts) {
-    if (dorel_remote_control::clock::overridden()) return 0;
-    if (attempts * kBusyStepMs >= kBusyTimeoutMs) return 0;
-    sqlite3_sleep(kBusyStepMs);
-    return 1;
-}
 
 // The agent has one thread: SQLite need not guard its allocator with a mutex
 // nor keep allocation statistics, which would otherwise cost a lock and an
@@ -47,6 +34,6 @@ sqlite3* openDb(const char* path) {
         sqlite3_close(db);
         return nullptr;
     }
-    sqlite3_busy_handler(db, waitWhileBusy, nullptr);
+    sqlite3_busy_timeout(db, kBusyTimeoutMs);
     return db;
 }

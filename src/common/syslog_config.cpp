@@ -3,8 +3,8 @@
 // changed the mask.
 #include "common/dorelcommon.h"
 
+#include "common/env.h"
 #include "common/fs.h"
-#include "common/paths.h"
 #include "common/numbers.h"
 
 #include <cerrno>
@@ -52,9 +52,12 @@ unsigned long maskFor(const std::string& contents, const char* program) {
 int configure_global_syslog(const char* ident, const char* program, unsigned long* mask, int inotifyFd) {
     if (ident != nullptr) openlog(ident, LOG_PID, LOG_DAEMON);
 
+    // The headend's programs share this library, and each finds the
+    // configuration under the same root.
+    const dorel_remote_control::Paths paths(dorel_remote_control::Env::rootFromEnvironment());
     std::string contents;
     unsigned long value = 0;
-    if (dorel_remote_control::readFile(dorel_remote_control::paths::debugConf(), contents)) {
+    if (dorel_remote_control::readFile(paths.debugConf(), contents)) {
         value = maskFor(contents, program);
     }
     if (mask != nullptr) *mask = value;
@@ -63,7 +66,7 @@ int configure_global_syslog(const char* ident, const char* program, unsigned lon
     // Watch the directory, not the file: editors and installers replace the
     // file (write a new one, rename it), which a watch on the file would miss.
     // Adding the same directory again returns the same watch.
-    return inotify_add_watch(inotifyFd, dorel_remote_control::paths::confDir().c_str(),
+    return inotify_add_watch(inotifyFd, paths.confDir().c_str(),
                              IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE | IN_DELETE);
 }
 

@@ -1,18 +1,17 @@
 #include "db/access.h"
 
-#include "common/clock.h"
 #include "common/dorelcommon.h"
-#include "common/log.h"
+#include "common/env.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <new>
+#include <strings.h>
 
 namespace doreldb {
-
-using dorel_remote_control::logf;
 
 namespace {
 
@@ -38,7 +37,7 @@ std::string quoted(const char* value) { return checked(sqlite3_mprintf("%Q", val
 // Runs one statement attempt after attempt. `attempt` returns the SQLite code
 // and hands over SQLite's error message (may be null); failureText gives the
 // table's text for a failed attempt with that code.
-int withRetry(const char* operation, const std::function<int(char** error)>& attempt,
+int withRetry(const DbHandle& db, const char* operation, const std::function<int(char** error)>& attempt,
               const std::function<std::string(int rc)>& failureText) {
     int rc = SQLITE_ERROR;
     for (int n = 0; n < kAttempts; ++n) {
@@ -48,25 +47,68 @@ int withRetry(const char* operation, const std::function<int(char** error)>& att
             sqlite3_free(error);
             break;
         }
-        logf(3, "[ERROR_DB]%s: %s%d", operation, failureText(rc).c_str(), n);
+        db.env().log(3, "[ERROR_DB]%s: %s%d", operation, failureText(rc).c_str(), n);
         if (error != nullptr) {
-            logf(3, "[ERROR_DB]%s: %s", operation, error);
+            db.env().log(3, "[ERROR_DB]%s: %s", operation, error);
             perror(error);
             sqlite3_free(error);
         }
-        dorel_remote_control::clock::sleepSeconds(static_cast<unsigned>(n + 1));
+        db.env().sleepSeconds(static_cast<unsigned>(n + 1));
     }
     return rc;
 }
 
-int execute(sqlite3* db, const char* operation, const char* sql, const std::function<std::string(int)>& failureText) {
+int execute(const DbHandle& db, const char* operation, const char* sql,
+            const std::function<std::string(int)>& failureText) {
     return withRetry(
-        operation, [&](char** error) { return sqlite3_exec(db, sql, nullptr, nullptr, error); }, failureText);
+        db, operation, [&](char** error) { return sqlite3_exec(db.get(), sql, nullptr, nullptr, error); },
+        failureText);
+}
+
+// Long enough for another program's short write to finish, short enough that
+// the statement's own retries (1, 2, 3 seconds) stay meaningful.
+const unsigned kBusyTimeoutMs = 3000;
+const unsigned kBusyStepMs = 50;
+
+// A wait like every other wait of the agent: through its Env.
+int waitWhileBusy(void* env, int attempts) {
+    if (static_cast<unsigned>(attempts) * kBusyStepMs >= kBusyTimeoutMs) return 0;
+    static_cast<Env*>(env)->sleepMillis(kBusyStepMs);
+    return 1;
 }
 
 }  // namespace
 
-DbHandle openDatabase(const std::string& path) { return DbHandle(openDb(path.c_str())); }
+DbHandle& DbHandle::operator=(DbHandle&& other) noexcept {
+    if (this != &other) {
+        reset();
+        env_ = other.env_;
+        handle_ = other.handle_;
+        noticed_ = std::move(other.noticed_);
+        other.handle_ = nullptr;
+    }
+    return *this;
+}
+
+void DbHandle::reset() {
+    if (handle_ != nullptr) sqlite3_close(handle_);
+    handle_ = nullptr;
+    noticed_.clear();
+}
+
+bool DbHandle::firstNoticeOf(const TableDef& table) const {
+    for (const TableDef* noticed : noticed_) {
+        if (noticed == &table) return false;
+    }
+    noticed_.push_back(&table);
+    return true;
+}
+
+DbHandle openDatabase(Env& env, const std::string& path) {
+    sqlite3* db = openDb(path.c_str());
+    if (db != nullptr) sqlite3_busy_handler(db, waitWhileBusy, &env);
+    return DbHandle(env, db);
+}
 
 namespace {
 
@@ -87,20 +129,48 @@ bool readValue(sqlite3_stmt* statement, int column, tSqlite3parent& value) {
     return true;
 }
 
+// Where each known column of the table is in the select's result: at its
+// own place when the headend defines it by position, else wherever the table
+// has a column of its name; when it has none, at its own place after all (or
+// nowhere, past the row's end), which is logged once per table and
+// connection. -1 means the column reads as NULL.
+std::vector<int> columnPlaces(const DbHandle& db, sqlite3_stmt* statement, const TableDef& table) {
+    const int count = sqlite3_column_count(statement);
+    std::vector<int> places(table.knownColumns(), -1);
+    std::string missing;
+    for (size_t known = 0; known < places.size(); ++known) {
+        const int own = static_cast<int>(known);
+        if (!table.byPosition(known)) {
+            for (int i = 0; i < count && places[known] < 0; ++i) {
+                const char* name = sqlite3_column_name(statement, i);
+                if (name != nullptr && strcasecmp(name, table.columns()[known].c_str()) == 0) places[known] = i;
+            }
+            if (places[known] >= 0) continue;
+            missing += (missing.empty() ? "" : ", ") + table.columns()[known];
+        }
+        if (own < count) places[known] = own;
+    }
+    if (!missing.empty() && db.firstNoticeOf(table)) {
+        db.env().log(4, "Table %s has no column %s: read by its place in the agent's layout instead",
+                     table.name().c_str(), missing.c_str());
+    }
+    return places;
+}
+
 // One attempt at a select: every row, or none with SQLite's code and message
 // as sqlite3_exec() gives them. Rows are stepped straight into the records,
 // so each value is copied once.
-int readRows(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* sql, char** error) {
+int readRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* sql, char** error) {
     rows.clear();
     sqlite3_stmt* prepared = nullptr;
-    int rc = sqlite3_prepare_v2(db, sql, -1, &prepared, nullptr);
+    int rc = sqlite3_prepare_v2(db.get(), sql, -1, &prepared, nullptr);
     Statement statement(prepared);
     if (rc == SQLITE_OK && statement) {
-        const int columnCount = sqlite3_column_count(prepared);
+        const std::vector<int> places = columnPlaces(db, prepared, table);
         while ((rc = sqlite3_step(prepared)) == SQLITE_ROW) {
-            std::vector<tSqlite3parent> values(static_cast<size_t>(columnCount));
-            for (int i = 0; i < columnCount && rc == SQLITE_ROW; ++i) {
-                if (!readValue(prepared, i, values[static_cast<size_t>(i)])) rc = SQLITE_NOMEM;
+            std::vector<tSqlite3parent> values(places.size());
+            for (size_t i = 0; i < places.size() && rc == SQLITE_ROW; ++i) {
+                if (places[i] >= 0 && !readValue(prepared, places[i], values[i])) rc = SQLITE_NOMEM;
             }
             if (rc != SQLITE_ROW) break;
             rows.emplace_back(table, std::move(values));
@@ -113,12 +183,12 @@ int readRows(std::vector<Record>& rows, sqlite3* db, const TableDef& table, cons
     }
     if (rc != SQLITE_OK) {
         rows.clear();
-        *error = sqlite3_mprintf("%s", rc == SQLITE_NOMEM ? sqlite3_errstr(rc) : sqlite3_errmsg(db));
+        *error = sqlite3_mprintf("%s", rc == SQLITE_NOMEM ? sqlite3_errstr(rc) : sqlite3_errmsg(db.get()));
     }
     return rc;
 }
 
-int vselect(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* whereFormat, va_list args) {
+int vselect(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* whereFormat, va_list args) {
     std::string format = "SELECT * FROM " + table.name() + " ";
     if (whereFormat != nullptr) format += whereFormat;
     SqlText sql = vformat(format, args);
@@ -126,7 +196,7 @@ int vselect(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const
     rows.clear();
     const std::string failure = "Error leyendo datos tabla " + table.name() + " . intento: ";
     return withRetry(
-        "doSelect", [&](char** error) { return readRows(rows, db, table, sql.get(), error); },
+        db, "doSelect", [&](char** error) { return readRows(rows, db, table, sql.get(), error); },
         [&](int) { return failure; });
 }
 
@@ -138,7 +208,7 @@ struct VaListEnd {
 
 }  // namespace
 
-std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whereFormat, ...) {
+std::vector<Record> doSelect(const DbHandle& db, const TableDef& table, const char* whereFormat, ...) {
     std::vector<Record> rows;
     va_list args;
     va_start(args, whereFormat);
@@ -147,14 +217,14 @@ std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whe
     return rows;
 }
 
-int selectRows(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* whereFormat, ...) {
+int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* whereFormat, ...) {
     va_list args;
     va_start(args, whereFormat);
     VaListEnd end{args};
     return vselect(rows, db, table, whereFormat, args);
 }
 
-int update(sqlite3* db, Record& record) {
+int update(const DbHandle& db, Record& record) {
     const TableDef& table = record.table();
     std::string items;
     for (size_t i = 0; i < table.knownColumns(); ++i) {
@@ -183,7 +253,7 @@ int update(sqlite3* db, Record& record) {
     return rc;
 }
 
-int insert(sqlite3* db, Record& record) {
+int insert(const DbHandle& db, Record& record) {
     const TableDef& table = record.table();
     std::string columns;
     std::string values;
@@ -201,14 +271,14 @@ int insert(sqlite3* db, Record& record) {
     });
     if (rc == SQLITE_OK) {
         if (record.isNull(table.keyColumn())) {
-            record.set(table.keyColumn(), tSqlite3int(static_cast<long long>(sqlite3_last_insert_rowid(db))));
+            record.set(table.keyColumn(), tSqlite3int(static_cast<long long>(sqlite3_last_insert_rowid(db.get()))));
         }
         record.clearModified();
     }
     return rc;
 }
 
-int deleteId(sqlite3* db, const Record& record) {
+int deleteId(const DbHandle& db, const Record& record) {
     const TableDef& table = record.table();
     const std::string sql = "DELETE FROM " + table.name() + " WHERE " + table.keyName() + " = " +
                             quoted(record.value(table.keyColumn()).c_str());
@@ -217,7 +287,7 @@ int deleteId(sqlite3* db, const Record& record) {
     });
 }
 
-int deleteWhere(sqlite3* db, const TableDef& table, const char* operation, const char* whereFormat, ...) {
+int deleteWhere(const DbHandle& db, const TableDef& table, const char* operation, const char* whereFormat, ...) {
     va_list args;
     va_start(args, whereFormat);
     VaListEnd end{args};
@@ -226,18 +296,18 @@ int deleteWhere(sqlite3* db, const TableDef& table, const char* operation, const
     return execute(db, operation, sql.get(), [&](int) { return failure; });
 }
 
-int execStatement(sqlite3* db, const char* sql) {
+int execStatement(const DbHandle& db, const char* sql) {
     int rc = SQLITE_ERROR;
     for (int attempt = 1; attempt <= kAttempts; ++attempt) {
         char* error = nullptr;
-        rc = sqlite3_exec(db, sql, nullptr, nullptr, &error);
+        rc = sqlite3_exec(db.get(), sql, nullptr, nullptr, &error);
         if (rc == SQLITE_OK) {
             sqlite3_free(error);
             break;
         }
-        logf(6, "DB exec error (%d try): %s", attempt, error ? error : sqlite3_errstr(rc));
+        db.env().log(6, "DB exec error (%d try): %s", attempt, error ? error : sqlite3_errstr(rc));
         sqlite3_free(error);
-        dorel_remote_control::clock::sleepSeconds(1);
+        db.env().sleepSeconds(1);
     }
     return rc;
 }

@@ -2,64 +2,96 @@
 // three attempts, sleeping 1, 2 and 3 seconds after the failures, each failure
 // logged with "[ERROR_DB]", the operation and the table's failure text. All SQL
 // is built with SQLite's printf and %Q, so every value is quoted and NULL-safe.
+//
+// A select finds the columns of its table by their names in the table as it
+// is (see tables.def), so a record holds its values in the agent's order
+// whatever order the headend gave its columns; writes name their columns.
 #pragma once
 
 #include "db/record.h"
 
 #include <sqlite3.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
+namespace dorel_remote_control {
+class Env;
+}
+
 namespace doreldb {
 
-struct DbCloser {
-    void operator()(sqlite3* db) const { sqlite3_close(db); }
-};
-// An open database, closed when the owner goes.
-using DbHandle = std::unique_ptr<sqlite3, DbCloser>;
+using dorel_remote_control::Env;
 
-// Opens an existing database through the common library's openDb(); null when
-// it cannot be opened.
-DbHandle openDatabase(const std::string& path);
+// An open database, closed when the owner goes, and the Env its statements
+// wait and log through. It also remembers which tables it has already logged
+// a missing column of, so that such a table is named once per connection
+// (once per pass for the poll pass's databases).
+class DbHandle {
+public:
+    DbHandle() = default;
+    DbHandle(Env& env, sqlite3* handle) : env_(&env), handle_(handle) {}
+    ~DbHandle() { reset(); }
+    DbHandle(DbHandle&& other) noexcept { *this = std::move(other); }
+    DbHandle& operator=(DbHandle&& other) noexcept;
+    DbHandle(const DbHandle&) = delete;
+    DbHandle& operator=(const DbHandle&) = delete;
+
+    explicit operator bool() const { return handle_ != nullptr; }
+    sqlite3* get() const { return handle_; }
+    Env& env() const { return *env_; }
+    void reset();
+
+    // True the first time a table is named here.
+    bool firstNoticeOf(const TableDef& table) const;
+
+private:
+    Env* env_ = nullptr;
+    sqlite3* handle_ = nullptr;
+    mutable std::vector<const TableDef*> noticed_;
+};
+
+// Opens an existing database through the common library's openDb(); an empty
+// handle when it cannot be opened. A statement that finds the database locked
+// by another of the headend's programs waits up to 3 seconds for it.
+DbHandle openDatabase(Env& env, const std::string& path);
 
 // "SELECT * FROM <table> " followed by whereFormat (when given), expanded with
 // sqlite3_vmprintf over the remaining const char* arguments. A select that
 // fails three times returns an empty list.
-std::vector<Record> doSelect(sqlite3* db, const TableDef& table, const char* whereFormat = nullptr, ...);
+std::vector<Record> doSelect(const DbHandle& db, const TableDef& table, const char* whereFormat = nullptr, ...);
 
 // The same select for callers that must tell "no rows" from "could not read":
 // fills rows and returns the SQLite code of the last attempt (0 on success).
-int selectRows(std::vector<Record>& rows, sqlite3* db, const TableDef& table, const char* whereFormat, ...);
+int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* whereFormat, ...);
 
 // "UPDATE <table> SET" with an item " <column> = %Q " per modified column and
 // " WHERE <key> = %Q". The first '%' of each modified text is replaced by a
 // blank first. Lowers the flags on success. Returns the SQLite code of the last
 // attempt (0 on success, and 0 without a statement when nothing is modified).
-int update(sqlite3* db, Record& record);
+int update(const DbHandle& db, Record& record);
 
 // "INSERT INTO <table> (<known columns>)  VALUES (%Q, ... %Q )". A record whose
 // key is NULL gets the new row id. Returns the SQLite code of the last attempt.
-int insert(sqlite3* db, Record& record);
+int insert(const DbHandle& db, Record& record);
 
 // "DELETE FROM <table> WHERE <key> = %Q" with the record's key.
-int deleteId(sqlite3* db, const Record& record);
+int deleteId(const DbHandle& db, const Record& record);
 
 // "DELETE FROM <table> WHERE " + whereFormat, for the deletes by condition;
 // failures are logged under `operation` with "Error eliminando la tabla <table>".
-int deleteWhere(sqlite3* db, const TableDef& table, const char* operation, const char* whereFormat, ...);
+int deleteWhere(const DbHandle& db, const TableDef& table, const char* operation, const char* whereFormat, ...);
 
 // Runs a plain statement ("BEGIN TRANSACTION", "COMMIT", "ROLLBACK", "vacuum")
 // with up to three tries one second apart, logging "DB exec error (%d try): %s".
 // Returns the SQLite code of the last try.
-int execStatement(sqlite3* db, const char* sql);
+int execStatement(const DbHandle& db, const char* sql);
 
 // A transaction that is rolled back unless it was committed, so that no path
 // out of a multi-statement change leaves half of it applied.
 class Transaction {
 public:
-    explicit Transaction(sqlite3* db) : db_(db) {}
+    explicit Transaction(const DbHandle& db) : db_(db) {}
     ~Transaction();
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
@@ -69,7 +101,7 @@ public:
     int rollback();   // "ROLLBACK"
 
 private:
-    sqlite3* db_;
+    const DbHandle& db_;
     bool active_ = false;
 };
 

@@ -101,7 +101,7 @@ const Record* TableRows::first(std::initializer_list<LikeFilter> filters) {
 TableRows& HeadendRows::table(const TableDef& definition) {
     auto found = tables_.find(&definition);
     if (found != tables_.end()) return found->second;
-    sqlite3* db = nullptr;
+    const DbHandle* db = nullptr;
     for (const TableEntry& entry : allTables()) {
         if (entry.table == &definition) {
             if (std::strcmp(entry.database, "config_global") == 0) db = configGlobal_;
@@ -110,7 +110,7 @@ TableRows& HeadendRows::table(const TableDef& definition) {
         }
     }
     std::vector<Record> rows;
-    if (db != nullptr) rows = doSelect(db, definition);
+    if (db != nullptr && *db) rows = doSelect(*db, definition);
     // The select grew the vector by doubling; the walk keeps it to its end,
     // so the spare room (up to half of it) is given back now.
     rows.shrink_to_fit();

@@ -5,6 +5,7 @@
 // the rows, in table order, that "WHERE c1 LIKE v1 and c2 LIKE v2 ..." would.
 #pragma once
 
+#include "db/access.h"
 #include "db/record.h"
 
 #include <cstdint>
@@ -15,8 +16,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-struct sqlite3;
 
 namespace doreldb {
 
@@ -131,14 +130,15 @@ private:
 // first use from the database that holds it, and kept for the walk.
 class HeadendRows {
 public:
-    // Either handle may be null: its tables then have no rows.
-    HeadendRows(sqlite3* configGlobal, sqlite3* tempGlobal) : configGlobal_(configGlobal), tempGlobal_(tempGlobal) {}
+    // Either handle may be null or closed: its tables then have no rows.
+    HeadendRows(const DbHandle* configGlobal, const DbHandle* tempGlobal)
+        : configGlobal_(configGlobal), tempGlobal_(tempGlobal) {}
 
     TableRows& table(const TableDef& definition);
 
 private:
-    sqlite3* configGlobal_;
-    sqlite3* tempGlobal_;
+    const DbHandle* configGlobal_;
+    const DbHandle* tempGlobal_;
     std::map<const TableDef*, TableRows> tables_;
 };
 

@@ -4,7 +4,7 @@
 // raises anything.
 #include "server/alarms.h"
 
-#include "common/log.h"
+#include "common/env.h"
 #include "db/table_rows.h"
 #include "db/tables.h"
 #include "common/numbers.h"
@@ -90,18 +90,21 @@ int decimalValue(std::string_view text) { return atoi32(std::string(text).c_str(
 // Read access to the variables that logs every one the rules need and miss.
 class Lookup {
 public:
-    explicit Lookup(const StatusVariableList& variables) : variables_(variables) {}
+    Lookup(Env& env, const StatusVariableList& variables) : env_(env), variables_(variables) {}
+
+    Env& env() const { return env_; }
 
     // The variable named stem + suffix (a number from the tables).
     bool find(std::string_view stem, std::string_view suffix, std::string_view& value) const {
         if (variables_.find(stem, suffix, value)) return true;
-        logf(3, "Status/alarm: %.*s%.*s was not found", static_cast<int>(stem.size()), stem.data(),
+        env_.log(3, "Status/alarm: %.*s%.*s was not found", static_cast<int>(stem.size()), stem.data(),
              static_cast<int>(suffix.size()), suffix.data());
         return false;
     }
     bool find(std::string_view name, std::string_view& value) const { return find(name, "", value); }
 
 private:
+    Env& env_;
     const StatusVariableList& variables_;
 };
 
@@ -117,7 +120,7 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
             raiseAlarm(alarms, 201);
             raiseAlarm(alarms, codes.hardware);
         } else {
-            logf(7, "No input %s alarm", number.c_str());
+            lookup.env().log(7, "No input %s alarm", number.c_str());
         }
     }
 
@@ -131,7 +134,7 @@ void evaluateTuner(const Lookup& lookup, const std::string& mac, const doreldb::
 
     if (lookup.find("alarma_signal_quality_nim_T", number, value)) {
         if (decimalValue(value) == 1) {
-            logf(6, "Bad signal quality for %s input %s", mac.c_str(), number.c_str());
+            lookup.env().log(6, "Bad signal quality for %s input %s", mac.c_str(), number.c_str());
             raiseAlarm(alarms, codes.badSignal);
         }
     }
@@ -201,10 +204,10 @@ void evaluateSystemAndCam(doreldb::HeadendRows& tables, const Lookup& lookup, co
 
 }  // namespace
 
-AlarmSet evaluateModuleAlarms(doreldb::HeadendRows& tables, const std::string& mac,
+AlarmSet evaluateModuleAlarms(Env& env, doreldb::HeadendRows& tables, const std::string& mac,
                               const StatusVariableList& variables) {
     AlarmSet alarms;
-    const Lookup lookup(variables);
+    const Lookup lookup(env, variables);
     evaluateInputs(tables, lookup, mac, alarms);
     evaluateOutputs(tables, lookup, mac, alarms);
     evaluateSystemAndCam(tables, lookup, mac, alarms);

@@ -2,9 +2,7 @@
 #include "server/alarms.h"
 
 #include "common/code_table.h"
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
+#include "common/env.h"
 #include "server/status_report.h"
 
 #include <cstdio>
@@ -50,31 +48,33 @@ void raiseAlarm(AlarmSet& alarms, int code) {
     alarms.emplace(code, alarmText(code));
 }
 
-AlarmSet fetchModuleAlarms(doreldb::HeadendRows& tables, const std::string& address,
+AlarmSet fetchModuleAlarms(Env& env, doreldb::HeadendRows& tables, const std::string& address,
                            const std::string& mac) {
     AlarmSet alarms;
     if (address.empty()) {
         // Without a live row the module has no address to ask; it is as
         // unreachable as one that does not answer.
-        logf(3, "Status/alarm: no address for module %s", mac.c_str());
+        env.log(3, "Status/alarm: no address for module %s", mac.c_str());
         raiseAlarm(alarms, kAlarmNoCommunication);
         return alarms;
     }
 
-    const std::string commandLine = paths::clienteXmlRpc() + " " + shellQuote(address) +
-                                    " GetTable TempDB alarmasEstado 'WHERE 1'";
-    logf(7, "Executing: %s", commandLine.c_str());
-    if (runShell(commandLine) != 0) {
+    const ProgramCall call(Program::kClienteXmlRpcStatus, {{address, ProgramArgument::kDouble},
+                                                            "GetTable", "TempDB", "alarmasEstado",
+                                                            {"WHERE 1", ProgramArgument::kSingle}});
+    env.log(7, "Executing: %s", commandLine(env.paths(), call).c_str());
+    // The client leaves its answer in a fixed file; it is removed after
+    // reading, and also when the client failed, so that no module is ever
+    // judged on another's answer.
+    const std::string answerFile = env.paths().phpSerializeFile();
+    if (env.run(call).exitCode != 0) {
+        std::remove(answerFile.c_str());
         raiseAlarm(alarms, kAlarmNoCommunication);
         return alarms;
     }
-
-    // The client leaves its answer in a fixed file; it is removed after reading
-    // so that a later module that fails to answer can never be judged on it.
-    const std::string answerFile = paths::phpSerializeFile();
     const StatusVariableList variables = StatusVariableList::read(answerFile);
     std::remove(answerFile.c_str());
-    return evaluateModuleAlarms(tables, mac, variables);
+    return evaluateModuleAlarms(env, tables, mac, variables);
 }
 
 }  // namespace dorel_remote_control

@@ -14,6 +14,8 @@ class HeadendRows;
 
 namespace dorel_remote_control {
 
+class Env;
+
 // Alarm codes that more than one place needs by name.
 constexpr int kAlarmModulesHaveAlarms = 100;
 constexpr int kAlarmNoCommunication = 200;
@@ -28,13 +30,13 @@ void raiseAlarm(AlarmSet& alarms, int code);
 // rows of the input, tuner, output and CAM tables (each table read once for
 // the whole document). A variable the rules need and the list lacks is logged
 // and raises nothing.
-AlarmSet evaluateModuleAlarms(doreldb::HeadendRows& tables, const std::string& mac,
+AlarmSet evaluateModuleAlarms(Env& env, doreldb::HeadendRows& tables, const std::string& mac,
                               const StatusVariableList& variables);
 
 // Asks the module at `address` for its status variables through the XML-RPC
-// client and evaluates them. A module the client cannot reach reports alarm
-// 200 alone.
-AlarmSet fetchModuleAlarms(doreldb::HeadendRows& tables, const std::string& address,
+// client and evaluates them. A module the client cannot reach, or that does
+// not answer within the client's time-out, reports alarm 200 alone.
+AlarmSet fetchModuleAlarms(Env& env, doreldb::HeadendRows& tables, const std::string& address,
                            const std::string& mac);
 
 }  // namespace dorel_remote_control

@@ -10,11 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "common/env.h"
 #include "common/errors.h"
 #include "common/fs.h"
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
 #include "server/https_client.h"
 
 namespace dorel_remote_control {
@@ -65,13 +63,13 @@ FilePtr createTemporary(const std::string& targetDir, std::string& path) {
 
 }  // namespace
 
-std::string downloadFile(const std::string& url, const std::string& targetDir,
+std::string downloadFile(Env& env, const std::string& url, const std::string& targetDir,
                          const std::string& expectedMd5) {
-    logf(7, "Dowloading file: %s", url.c_str());
+    env.log(7, "Dowloading file: %s", url.c_str());
     HttpsClient& client = HttpsClient::instance();
     CURL* curl = client.handle();
     // Same certificates and credentials as the XML requests; a plain GET.
-    client.reconfigure();
+    client.reconfigure(env);
 
     std::string temporaryPath;
     FilePtr file = createTemporary(targetDir, temporaryPath);
@@ -86,7 +84,7 @@ std::string downloadFile(const std::string& url, const std::string& targetDir,
     const bool written = std::fclose(file.release()) == 0;
 
     if (code != CURLE_OK) throw CurlError(client.transferError(code));
-    client.requireOk();
+    client.requireOk(env);
     if (!written) throw CurlError(kCouldNotDownload);
 
     char* effective = nullptr;
@@ -99,39 +97,40 @@ std::string downloadFile(const std::string& url, const std::string& targetDir,
     // The query part stays in the name; a URL ending in "/" names the
     // directory itself, which the rename refuses.
     const std::string finalPath = targetDir + effectiveUrl.substr(slash);
-    logf(7, "Filename: %s -> %s", temporary.path().c_str(), finalPath.c_str());
+    env.log(7, "Filename: %s -> %s", temporary.path().c_str(), finalPath.c_str());
     if (std::rename(temporary.path().c_str(), finalPath.c_str()) != 0) {
         throw CurlError(kCouldNotDownload);
     }
     temporary.release();
-    logf(7, "File downloaded");
+    env.log(7, "File downloaded");
 
-    if (!md5Matches(finalPath, expectedMd5)) {
+    if (!md5Matches(env, finalPath, expectedMd5)) {
         std::remove(finalPath.c_str());
         throw MD5Error("Invalid MD5");
     }
     return finalPath;
 }
 
-bool md5Matches(const std::string& path, const std::string& expected) {
+bool md5Matches(Env& env, const std::string& path, const std::string& expected) {
     if (expected.empty()) return true;
 
-    // The name came from a URL: quoted so that nothing in it reaches the shell.
-    ReadPipe md5sum(paths::md5sum() + " " + shellQuote(path));
-    if (!md5sum.ok()) {
-        logf(3, "Could not run md5sum");
+    // The digest line is all that is read: 32 digits, a blank or two and
+    // the name, which the agent gave itself.
+    const ProgramResult md5sum = env.run({Program::kMd5sum, {{path, ProgramArgument::kDouble}}}, 127);
+    if (md5sum.exitCode < 0) {
+        env.log(3, "Could not run md5sum");
         return false;
     }
-    std::string line;
-    if (!md5sum.readLine(line, 127)) {
-        logf(3, "Could not read md5sum result");
+    std::string line = md5sum.output.substr(0, md5sum.output.find('\n'));
+    if (line.empty()) {
+        env.log(3, "Could not read md5sum result");
         return false;
     }
     // md5sum marks a line whose file name it had to escape (a backslash or a
     // line end in it) with a leading backslash before the digits.
     if (!line.empty() && line[0] == '\\') line.erase(0, 1);
     if (line.find(' ') != kMd5HexDigits) {
-        logf(3, "MD5 has not 16 bytes");
+        env.log(3, "MD5 has not 16 bytes");
         return false;
     }
     return line.compare(0, kMd5HexDigits, expected) == 0;

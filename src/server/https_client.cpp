@@ -14,9 +14,8 @@
 #include <new>
 #include <utility>
 
+#include "common/env.h"
 #include "common/errors.h"
-#include "common/log.h"
-#include "common/paths.h"
 #include "server/settings.h"
 
 namespace dorel_remote_control {
@@ -93,7 +92,7 @@ size_t ResponseBuffer::append(char* chunk, size_t size, size_t count, void* buff
     if (!grown) {
         // Out of memory in the middle of a transfer leaves the controller in
         // no state to go on; a clean restart by the supervisor is better.
-        logf(3, "not enough memory (realloc returned NULL)");
+        if (self->env_ != nullptr) self->env_->log(3, "not enough memory (realloc returned NULL)");
         std::exit(1);
     }
     self->data_ = grown;
@@ -117,7 +116,6 @@ HttpsClient::HttpsClient() : curl_(nullptr), errorBuffer_{} {
     curl_ = curl_easy_init();
     if (!curl_) {
         curl_global_cleanup();
-        logf(3, "Could not initialize libcurl");
         throw CurlError("Could not initialize libcurl");
     }
 }
@@ -131,29 +129,30 @@ HttpsClient::~HttpsClient() {
     curl_global_cleanup();
 }
 
-void HttpsClient::reconfigure() {
-    logf(7, "Reconfiguring curl");
+void HttpsClient::reconfigure(Env& env) {
+    env.log(7, "Reconfiguring curl");
+    const Paths& paths = env.paths();
     curl_easy_reset(curl_);
     errorBuffer_[0] = '\0';
     // libcurl copies every string option, so the temporaries may go.
     curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, 2L);
-    curl_easy_setopt(curl_, CURLOPT_SSLCERT, paths::clientCert().c_str());
-    curl_easy_setopt(curl_, CURLOPT_SSLKEY, paths::clientKey().c_str());
-    curl_easy_setopt(curl_, CURLOPT_CAINFO, paths::caChain().c_str());
-    curl_easy_setopt(curl_, CURLOPT_CAPATH, paths::caPath().c_str());
+    curl_easy_setopt(curl_, CURLOPT_SSLCERT, paths.clientCert().c_str());
+    curl_easy_setopt(curl_, CURLOPT_SSLKEY, paths.clientKey().c_str());
+    curl_easy_setopt(curl_, CURLOPT_CAINFO, paths.caChain().c_str());
+    curl_easy_setopt(curl_, CURLOPT_CAPATH, paths.caPath().c_str());
     curl_easy_setopt(curl_, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
     curl_easy_setopt(curl_, CURLOPT_USERNAME, settings().user().c_str());
     curl_easy_setopt(curl_, CURLOPT_PASSWORD, settings().password().c_str());
     curl_easy_setopt(curl_, CURLOPT_ERRORBUFFER, errorBuffer_);
     curl_easy_setopt(curl_, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(curl_, CURLOPT_LOW_SPEED_TIME, stallSeconds_);
+    curl_easy_setopt(curl_, CURLOPT_LOW_SPEED_TIME, static_cast<long>(env.transferStallSeconds()));
 }
 
-void HttpsClient::dropConnections() {
+void HttpsClient::dropConnections(Env& env) {
     CURL* fresh = curl_easy_init();
     if (!fresh) {
-        logf(3, "Could not initialize libcurl: open connections kept");
+        env.log(3, "Could not initialize libcurl: open connections kept");
         return;
     }
     curl_easy_cleanup(curl_);
@@ -165,22 +164,23 @@ std::string HttpsClient::transferError(CURLcode code) const {
            "): " + curl_easy_strerror(code) + ": " + errorBuffer_;
 }
 
-void HttpsClient::requireOk() {
+void HttpsClient::requireOk(Env& env) {
     long status = 0;
     curl_easy_getinfo(curl_, CURLINFO_RESPONSE_CODE, &status);
-    logf(7, "Response code: %ld", status);
+    env.log(7, "Response code: %ld", status);
     if (status != kHttpOk) throw CurlError("Invalid response code: " + std::to_string(status));
 }
 
-ResponseBuffer HttpsClient::request(const std::string& url, const char* body) {
-    reconfigure();
-    logf(6, "Requesting: %s", url.c_str());
+ResponseBuffer HttpsClient::request(Env& env, const std::string& url, const char* body) {
+    reconfigure(env);
+    env.log(6, "Requesting: %s", url.c_str());
 
     ResponseBuffer response;
+    response.env_ = &env;
     CURLcode code = curl_easy_setopt(curl_, CURLOPT_URL, url.c_str());
     if (code != CURLE_OK) {
         // The transfer below reports the same problem as its own error.
-        logf(3, "%s", transferError(code).c_str());
+        env.log(3, "%s", transferError(code).c_str());
     }
     curl_easy_setopt(curl_, CURLOPT_WRITEFUNCTION, &ResponseBuffer::append);
     curl_easy_setopt(curl_, CURLOPT_WRITEDATA, &response);
@@ -201,7 +201,8 @@ ResponseBuffer HttpsClient::request(const std::string& url, const char* body) {
     transferring_ = false;
     if (code != CURLE_OK) throw CurlError(transferError(code));
 
-    requireOk();
+    requireOk(env);
+    response.env_ = nullptr;
 
     // Debugging aid for a controller run in the foreground.
     std::fwrite(response.data(), 1, response.size(), stdout);

@@ -11,6 +11,8 @@
 
 namespace dorel_remote_control {
 
+class Env;
+
 // A response body, always NUL-terminated so it can go straight to the XML
 // parser. Owns its memory.
 class ResponseBuffer {
@@ -31,8 +33,10 @@ public:
     static size_t append(char* chunk, size_t size, size_t count, void* buffer);
 
 private:
+    friend class HttpsClient;
     char* data_;
     uint32_t length_;
+    Env* env_ = nullptr;   // where the transfer filling it logs
 };
 
 class HttpsClient {
@@ -44,31 +48,23 @@ public:
     // POSTs body with the XML headers, or GETs without them when body is null.
     // Returns the body of a 200 answer; throws CurlError for a transfer error
     // or any other status.
-    ResponseBuffer request(const std::string& url, const char* body);
+    ResponseBuffer request(Env& env, const std::string& url, const char* body);
 
     // Resets the handle and sets the certificate, CA and authentication
-    // options and the stall guard.
-    void reconfigure();
-
-    // The stall guard: a transfer that moves less than one byte per second for
-    // this long fails like any transport error, so a server that goes silent
-    // cannot hold the poll pass. Everything else keeps libcurl's defaults.
-    static constexpr long kStallSeconds = 120;
-    // Tests shorten it; 0 or less restores kStallSeconds.
-    void setStallSeconds(long seconds) { stallSeconds_ = seconds > 0 ? seconds : kStallSeconds; }
+    // options and the stall guard (Env::transferStallSeconds).
+    void reconfigure(Env& env);
 
     // After a transfer: logs the HTTP status and throws CurlError "Invalid
     // response code: N" for anything but 200.
-    void requireOk();
+    void requireOk(Env& env);
 
     // Starts again with a new handle, so that no open connection or cached
     // TLS session made with the old client certificate is reused: the next
     // request then presents the certificate that is on disk now. Keeps the
     // old handle when no new one can be made.
-    void dropConnections();
+    void dropConnections(Env& env);
 
     CURL* handle() { return curl_; }
-    const char* errorBuffer() const { return errorBuffer_; }
 
     // The text of a failed transfer: "Error sending http request(<code>):
     // <libcurl's text>: <error buffer>". Shared with the download.
@@ -85,7 +81,6 @@ private:
     // Set while a request's transfer runs, so that an exit from inside a
     // write callback does not clean up the handle libcurl is still using.
     bool transferring_ = false;
-    long stallSeconds_ = kStallSeconds;
 };
 
 }  // namespace dorel_remote_control

@@ -1,20 +1,22 @@
 #include "server/pass_databases.h"
 
-#include "common/paths.h"
+#include "common/env.h"
 
 namespace dorel_remote_control {
 
 namespace {
 
-sqlite3* openOnce(doreldb::DbHandle& handle, const std::string& path) {
-    if (!handle) handle = doreldb::openDatabase(path);
-    return handle.get();
+const doreldb::DbHandle& openOnce(Env& env, doreldb::DbHandle& handle, const std::string& path) {
+    if (!handle) handle = doreldb::openDatabase(env, path);
+    return handle;
 }
 
 }  // namespace
 
-sqlite3* PassDatabases::configGlobal() { return openOnce(configGlobal_, paths::configGlobalDb()); }
-sqlite3* PassDatabases::tempGlobal() { return openOnce(tempGlobal_, paths::tempGlobalDb()); }
+const doreldb::DbHandle& PassDatabases::configGlobal() {
+    return openOnce(env_, configGlobal_, env_.paths().configGlobalDb());
+}
+const doreldb::DbHandle& PassDatabases::tempGlobal() { return openOnce(env_, tempGlobal_, env_.paths().tempGlobalDb()); }
 
 void PassDatabases::releaseCachedPages() {
     for (const doreldb::DbHandle* handle : {&configGlobal_, &tempGlobal_}) {

@@ -11,16 +11,19 @@ namespace dorel_remote_control {
 
 class PassDatabases {
 public:
-    // The open database, or null when it cannot be opened (tried again on the
-    // next call, so each reader still reports its own failure).
-    sqlite3* configGlobal();
-    sqlite3* tempGlobal();
+    explicit PassDatabases(Env& env) : env_(env) {}
+
+    // The open database, or a closed handle when it cannot be opened (tried
+    // again on the next call, so each reader still reports its own failure).
+    const doreldb::DbHandle& configGlobal();
+    const doreldb::DbHandle& tempGlobal();
 
     // Frees the pages the open databases keep cached (they are read again
     // when needed), so that they do not sit beside libcurl's TLS buffers.
     void releaseCachedPages();
 
 private:
+    Env& env_;
     doreldb::DbHandle configGlobal_;
     doreldb::DbHandle tempGlobal_;
 };

@@ -16,9 +16,9 @@ ServerRequest::ServerRequest(const std::string& requestName)
 
 std::string ServerRequest::text() const { return kXmlDeclaration + printXml(*doc_); }
 
-ResponseBuffer ServerRequest::post() const {
+ResponseBuffer ServerRequest::post(Env& env) const {
     const std::string body = text();
-    return HttpsClient::instance().request(settings().serverAddress() + name_, body.c_str());
+    return HttpsClient::instance().request(env, settings().serverAddress() + name_, body.c_str());
 }
 
 }  // namespace dorel_remote_control

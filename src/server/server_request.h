@@ -26,7 +26,7 @@ public:
     std::string text() const;
     // Posts the document to <server address><request name>. Throws CurlError
     // like every exchange of the HTTPS client.
-    ResponseBuffer post() const;
+    ResponseBuffer post(Env& env) const;
 
 private:
     std::string name_;

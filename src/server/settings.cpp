@@ -1,13 +1,12 @@
 #include "server/settings.h"
 
+#include "common/env.h"
 #include "common/errors.h"
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
 #include "db/access.h"
 #include "db/tables.h"
 #include "common/numbers.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace dorel_remote_control {
@@ -17,27 +16,47 @@ Settings& settings() {
     return instance;
 }
 
-std::string readIdentityValue(const std::string& commandLine, bool statusLine) {
-    ReadPipe pipe(commandLine);
-    if (!pipe.ok()) return std::string();
-    std::string value;
-    if (!pipe.readLine(value)) return std::string();
-    if (statusLine) {
-        std::string status;
-        if (!pipe.readLine(status) || trimRight(status) != "OK") return std::string();
+namespace {
+
+// Longest line of an identity script that is read; the rest of it is not.
+constexpr size_t kLineLimit = 127;
+
+std::string trimRight(const std::string& text) {
+    const size_t end = text.find_last_not_of(" \n\r\t");
+    return end == std::string::npos ? std::string() : text.substr(0, end + 1);
+}
+
+// Line `index` of a program's output (each cut at kLineLimit characters).
+std::string outputLine(const std::string& output, size_t index) {
+    size_t begin = 0;
+    for (; index > 0; --index) {
+        begin = output.find('\n', begin);
+        if (begin == std::string::npos) return std::string();
+        ++begin;
     }
-    return trimRight(value, " \n\r\t");
+    const size_t end = output.find('\n', begin);
+    return output.substr(begin, std::min(end == std::string::npos ? output.size() : end, begin + kLineLimit) - begin);
+}
+
+}  // namespace
+
+std::string readIdentityValue(Env& env, Program program, bool statusLine) {
+    const ProgramResult run = env.run({program}, 4 * (kLineLimit + 1));
+    // A script that did not end (stopped at its time-out) has told nothing.
+    if (run.timedOut || run.output.empty()) return std::string();
+    if (statusLine && trimRight(outputLine(run.output, 1)) != "OK") return std::string();
+    return trimRight(outputLine(run.output, 0));
 }
 
 namespace {
 
 // Reads one identity value while it is still unknown; true when it was read
 // now. Throws when it stays unknown.
-bool readOnce(std::string& field, const std::string& commandLine, bool statusLine, const char* failure) {
+bool readOnce(Env& env, std::string& field, Program program, bool statusLine, const char* failure) {
     if (!field.empty()) return false;
-    field = readIdentityValue(commandLine, statusLine);
+    field = readIdentityValue(env, program, statusLine);
     if (field.empty()) {
-        logf(3, "%s", failure);
+        env.log(3, "%s", failure);
         throw ReadConfigError(failure);
     }
     return true;
@@ -53,21 +72,21 @@ void assign(T& field, const T& value, bool& changed) {
 
 }  // namespace
 
-bool Settings::load() {
-    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
-    return load(db.get());
+bool Settings::load(Env& env) {
+    doreldb::DbHandle db = doreldb::openDatabase(env, env.paths().configGlobalDb());
+    return load(env, db);
 }
 
-bool Settings::load(sqlite3* db) {
-    bool changed = readOnce(serialNumber_, paths::serialScript(), true, "Could not read Serial Number");
+bool Settings::load(Env& env, const doreldb::DbHandle& db) {
+    bool changed = readOnce(env, serialNumber_, Program::kSerial, true, "Could not read Serial Number");
     if (!loaded_) changed = true;
-    changed = readOnce(mac_, paths::macScript(), true, "Could not read MAC") || changed;
-    changed = readOnce(model_, paths::modeloScript(), true, "Could not read model") || changed;
-    changed = readOnce(hostName_, paths::hostnameCommand(), false, "Could not read hostname") || changed;
+    changed = readOnce(env, mac_, Program::kMac, true, "Could not read MAC") || changed;
+    changed = readOnce(env, model_, Program::kModelo, true, "Could not read model") || changed;
+    changed = readOnce(env, hostName_, Program::kHostname, false, "Could not read hostname") || changed;
 
     if (!db) {
         // Keep the values held so far; the next pass tries again.
-        logf(3, "Could not open DB %s", paths::configGlobalDb().c_str());
+        env.log(3, "Could not open DB %s", env.paths().configGlobalDb().c_str());
         loaded_ = true;
         return changed;
     }
@@ -101,9 +120,6 @@ bool isModelGroupA(const std::string& model) {
     return model == "KVA-100" || model == "KVB-200" || model == "KVC-300";
 }
 bool isWmbG400(const std::string& model) { return model == "WMB-G400"; }
-bool isKvdAb5(const std::string& model) { return model == "KVD-AB5"; }
-bool isModelGroupB(const std::string& model) { return model == "KVB-200" || model == "KVB-210"; }
-bool isKvc300(const std::string& model) { return model == "KVC-300"; }
 bool isKvdCd5(const std::string& model) { return model == "KVD-CD5"; }
 
 }  // namespace dorel_remote_control

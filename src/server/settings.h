@@ -5,7 +5,8 @@
 // per process life). load() says whether anything changed.
 #pragma once
 
-#include <sqlite3.h>
+#include "common/programs.h"
+#include "db/access.h"
 
 #include <cstdint>
 #include <string>
@@ -16,9 +17,9 @@ class Settings {
 public:
     // Returns true when anything changed since the last load (always on the
     // first). Throws ReadConfigError when an identity value cannot be read.
-    bool load();
-    // The same with config_global already open (null: it could not be).
-    bool load(sqlite3* configDb);
+    bool load(Env& env);
+    // The same with config_global already open (closed: it could not be).
+    bool load(Env& env, const doreldb::DbHandle& configDb);
 
     bool active() const { return active_; }
     uint32_t interval() const { return interval_; }
@@ -56,14 +57,11 @@ Settings& settings();
 // value, second line the status, which must be "OK" after trimming. With
 // statusLine false (the hostname command) the first line alone is the value.
 // Returns "" when nothing usable was printed.
-std::string readIdentityValue(const std::string& commandLine, bool statusLine);
+std::string readIdentityValue(Env& env, Program program, bool statusLine);
 
 // Model predicates (exact comparison of the controller model).
 bool isModelGroupA(const std::string& model);  // KVA-100, KVB-200, KVC-300
 bool isWmbG400(const std::string& model);
-bool isKvdAb5(const std::string& model);
-bool isModelGroupB(const std::string& model);  // KVB-200, KVB-210
-bool isKvc300(const std::string& model);
 bool isKvdCd5(const std::string& model);
 
 }  // namespace dorel_remote_control

@@ -12,7 +12,7 @@
 #include "commands/core/command_store.h"
 #include "commands/core/dispatch.h"
 #include "common/errors.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "common/xml.h"
 #include "common/xml_tokens.h"
 
@@ -108,31 +108,31 @@ ReplyLayout layoutOf(const char* text) {
 // command whose text does not parse ends the walk (logged), keeping those
 // taken before.
 template <class Take>
-void forEachCommand(const char* text, const ReplyLayout& layout, Take take) {
+void forEachCommand(Env& env, const char* text, const ReplyLayout& layout, Take take) {
     try {
         for (const auto& range : layout.commands) {
-            logf(7, "New command");
+            env.log(7, "New command");
             try {
                 std::shared_ptr<Command> command =
-                    createCommand(std::string(text + range.first, range.second - range.first));
+                    createCommand(env, std::string(text + range.first, range.second - range.first));
                 take(*command);
             } catch (const CommandParsingError& e) {
-                logf(3, "Command parsing error: %s", e.what());
+                env.log(3, "Command parsing error: %s", e.what());
             } catch (const InvalidCommandError& e) {
-                logf(3, "Invalid command: %s", e.what());
+                env.log(3, "Invalid command: %s", e.what());
             }
         }
     } catch (const rapidxml::parse_error& e) {
-        logf(4, "XML parsing error: %s\n", e.what());
+        env.log(4, "XML parsing error: %s\n", e.what());
     }
 }
 
 // Stores the commands in one transaction and returns their rows. Without a
 // store, or when the commit fails, they are handed over unstored, as texts.
-std::vector<QueuedCommand> storeCommands(const char* text, const ReplyLayout& layout) {
+std::vector<QueuedCommand> storeCommands(Env& env, const char* text, const ReplyLayout& layout) {
     std::vector<QueuedCommand> taken;
-    StoreBatch batch;
-    forEachCommand(text, layout, [&](Command& command) {
+    StoreBatch batch(env);
+    forEachCommand(env, text, layout, [&](Command& command) {
         QueuedCommand queued;
         if (batch.write(command)) {
             queued.rowId = command.id();
@@ -143,27 +143,27 @@ std::vector<QueuedCommand> storeCommands(const char* text, const ReplyLayout& la
     });
     if (batch.commit() || taken.empty()) return taken;
 
-    logf(3, "Could not store the commands of the reply; running them unstored");
+    env.log(3, "Could not store the commands of the reply; running them unstored");
     taken.clear();
-    forEachCommand(text, layout,
+    forEachCommand(env, text, layout,
                    [&](Command& command) { taken.push_back(QueuedCommand{0, command.envelopeText()}); });
     return taken;
 }
 
 }  // namespace
 
-std::vector<QueuedCommand> takeReplyCommands(const char* body) {
+std::vector<QueuedCommand> takeReplyCommands(Env& env, const char* body) {
     const char* text = body ? body : "";
     const ReplyLayout layout = layoutOf(text);
     if (layout.error != nullptr) {
-        logf(4, "XML parsing error: %s\n", layout.error);
+        env.log(4, "XML parsing error: %s\n", layout.error);
     } else if (!layout.hasReply) {
-        logf(4, "XML parsing error: no 'statusReply' node.");
+        env.log(4, "XML parsing error: no 'statusReply' node.");
     } else if (!layout.hasCommands) {
         // Most replies carry no commands at all.
-        logf(6, "XML parsing error: no 'commands' node.");
+        env.log(6, "XML parsing error: no 'commands' node.");
     } else if (!layout.commands.empty()) {
-        return storeCommands(text, layout);
+        return storeCommands(env, text, layout);
     }
     return {};
 }

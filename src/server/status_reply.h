@@ -15,6 +15,8 @@ namespace dorel_remote_control {
 // them, as its envelope text, so that it still runs). A command that fails
 // parsing is logged and skipped; a malformed document ends the intake, keeping
 // what was taken before.
-std::vector<QueuedCommand> takeReplyCommands(const char* body);
+class Env;
+
+std::vector<QueuedCommand> takeReplyCommands(Env& env, const char* body);
 
 }  // namespace dorel_remote_control

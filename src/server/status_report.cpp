@@ -2,8 +2,8 @@
 // of the headend with its versions, its CAM state and the alarms it reports.
 #include "server/status_report.h"
 
+#include "common/env.h"
 #include "common/errors.h"
-#include "common/log.h"
 #include "common/xml.h"
 #include "db/access.h"
 #include "db/table_rows.h"
@@ -31,12 +31,12 @@ bool isCamModule(const doreldb::Record& module) {
     return module.toInt(RedesModulos::Familia) == kCamFamily && model != 2 && model != 13;
 }
 
-sqlite3* openedOrThrow(sqlite3* db, const char* failure) {
+const doreldb::DbHandle* openedOrThrow(Env& env, const doreldb::DbHandle& db, const char* failure) {
     if (!db) {
-        logf(3, "%s", failure);
+        env.log(3, "%s", failure);
         throw CouldNotOpenDBError(failure);
     }
-    return db;
+    return &db;
 }
 
 // Bytes of the document per module, a little over what a module with a CAM
@@ -45,10 +45,10 @@ constexpr size_t kTextPerModule = 1024;
 
 class StatusBuilder {
 public:
-    explicit StatusBuilder(PassDatabases& databases)
-        : configDb_(openedOrThrow(databases.configGlobal(), "Could not open conf global DB")),
-          tempDb_(openedOrThrow(databases.tempGlobal(), "Could not open temp global DB")),
-          tables_(configDb_, tempDb_) {}
+    StatusBuilder(Env& env, PassDatabases& databases)
+        : env_(env),
+          tables_(openedOrThrow(env, databases.configGlobal(), "Could not open conf global DB"),
+                  openedOrThrow(env, databases.tempGlobal(), "Could not open temp global DB")) {}
 
     std::string build() {
         const Settings& identity = settings();
@@ -102,7 +102,7 @@ private:
 
         if (isCamModule(row)) appendCam(module, mac);
 
-        const AlarmSet alarms = fetchModuleAlarms(tables_, address, mac);
+        const AlarmSet alarms = fetchModuleAlarms(env_, tables_, address, mac);
         XmlNode* moduleAlarms = appendElement(*doc_, module, "alarms");
         for (const auto& alarm : alarms) appendAlarm(moduleAlarms, alarm.first, alarm.second);
         if (!alarms.empty()) {
@@ -131,8 +131,7 @@ private:
         appendElement(*doc_, alarm, "text", text);
     }
 
-    sqlite3* configDb_;
-    sqlite3* tempDb_;
+    Env& env_;
     doreldb::HeadendRows tables_;
     // Heap-held: a document carries its first memory pool inside itself.
     std::unique_ptr<XmlDocument> doc_ = std::make_unique<XmlDocument>();
@@ -150,16 +149,11 @@ std::string formatSoftwareVersion(const std::string& version) {
     return text;
 }
 
-std::string buildStatusText(PassDatabases& databases) {
-    std::string text = StatusBuilder(databases).build();
+std::string buildStatusText(Env& env, PassDatabases& databases) {
+    std::string text = StatusBuilder(env, databases).build();
     // The document is all the pass needs of these pages until the next read.
     databases.releaseCachedPages();
     return text;
-}
-
-std::string buildStatusText() {
-    PassDatabases databases;
-    return buildStatusText(databases);
 }
 
 }  // namespace dorel_remote_control

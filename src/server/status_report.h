@@ -3,18 +3,17 @@
 // through the XML-RPC client.
 #pragma once
 
-#include <map>
 #include <string>
 
 namespace dorel_remote_control {
 
-// Builds and prints the whole document (declaration included). Throws
-// CouldNotOpenDBError when config_global or temp_global cannot be opened.
-std::string buildStatusText();
-
+class Env;
 class PassDatabases;
-// The same from the databases of the pass under way.
-std::string buildStatusText(PassDatabases& databases);
+
+// Builds and prints the whole document (declaration included) from the
+// databases of the pass under way. Throws CouldNotOpenDBError when
+// config_global or temp_global cannot be opened.
+std::string buildStatusText(Env& env, PassDatabases& databases);
 
 // Text of an alarm code ("Unknown Alarm" outside the table).
 const char* alarmText(int code);
@@ -22,9 +21,5 @@ const char* alarmText(int code);
 // A software version as the server wants it: long values cut before the first
 // '-' or '+', short ones read as hundredths ("150" -> "1.50").
 std::string formatSoftwareVersion(const std::string& version);
-
-// Name -> value pairs of the alarmasEstado table in a PHPserialize file (empty
-// when unreadable). A name seen again keeps the later value.
-std::map<std::string, std::string> parseStatusVariables(const std::string& path);
 
 }  // namespace dorel_remote_control

@@ -47,17 +47,6 @@ size_t findIn(const std::string& text, size_t from, size_t end, char c) {
 
 }  // namespace
 
-StatusVariableList::StatusVariableList(const StatusVariables& variables) {
-    variables_.reserve(variables.size());
-    for (const auto& variable : variables) {
-        const size_t nameAt = text_.size();
-        text_ += variable.first;
-        const size_t valueAt = text_.size();
-        text_ += variable.second;
-        variables_.push_back({{nameAt, variable.first.size()}, {valueAt, variable.second.size()}});
-    }
-}
-
 StatusVariableList StatusVariableList::read(const std::string& path) {
     StatusVariableList list;
     if (!readFile(path, list.text_, kMaxFileBytes)) return list;
@@ -114,17 +103,6 @@ bool StatusVariableList::find(std::string_view stem, std::string_view suffix, st
         }
     }
     return false;
-}
-
-StatusVariables StatusVariableList::toMap() const {
-    StatusVariables map;
-    for (const Variable& variable : variables_)
-        map[std::string(view(variable.name))] = std::string(view(variable.value));
-    return map;
-}
-
-std::map<std::string, std::string> parseStatusVariables(const std::string& path) {
-    return StatusVariableList::read(path).toMap();
 }
 
 }  // namespace dorel_remote_control

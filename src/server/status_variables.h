@@ -4,22 +4,15 @@
 // per name and value.
 #pragma once
 
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace dorel_remote_control {
 
-// Status variables of a module: name -> value text.
-using StatusVariables = std::map<std::string, std::string>;
-
 class StatusVariableList {
 public:
     StatusVariableList() = default;
-    // The same variables as the map (callers that build them by hand pass
-    // a map where a list is asked for).
-    StatusVariableList(const StatusVariables& variables);
 
     // Reads the answer file the XML-RPC client leaves behind; an unreadable
     // file gives an empty list. Only its first kMaxFileBytes are read: a real
@@ -31,9 +24,6 @@ public:
     // The value reported last under the name stem + suffix (the two parts
     // spare the caller building the name); false when none was reported.
     bool find(std::string_view stem, std::string_view suffix, std::string_view& value) const;
-
-    // Name -> value, a name seen again keeping the later value.
-    StatusVariables toMap() const;
 
 private:
     struct Span {

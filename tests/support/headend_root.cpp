@@ -93,6 +93,7 @@ HeadendRoot::HeadendRoot(const std::vector<std::string>& extraArgs) {
         previousRoot_ = previous;
     }
     setenv("REMOTE_CONTROL_ROOT", root_.c_str(), 1);
+    env_ = std::make_unique<TestEnv>(root_);
 }
 
 HeadendRoot::~HeadendRoot() {

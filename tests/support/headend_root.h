@@ -1,8 +1,12 @@
 // A simulated headend under a temporary root, laid out by devkit/make-headend,
-// with REMOTE_CONTROL_ROOT pointing at it for the object's lifetime. Nothing
-// outside the root is touched.
+// and the test Env the agent's code runs in there. REMOTE_CONTROL_ROOT points
+// at it for the object's lifetime, for the agent processes a test starts.
+// Nothing outside the root is touched.
 #pragma once
 
+#include "support/test_env.h"
+
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,6 +21,8 @@ public:
     HeadendRoot& operator=(const HeadendRoot&) = delete;
 
     const std::string& path() const { return root_; }
+    // The Env of the agent's code under this root.
+    TestEnv& env() { return *env_; }
     // root + fixedPath, e.g. rooted("/dorel/DB/config_global.sqlite").
     std::string rooted(const std::string& fixedPath) const { return root_ + fixedPath; }
 
@@ -40,6 +46,7 @@ public:
 
 private:
     std::string root_;
+    std::unique_ptr<TestEnv> env_;
     std::string previousRoot_;
     bool hadPreviousRoot_ = false;
 };

@@ -3,11 +3,10 @@
 
 #include "commands/core/command_store.h"
 #include "commands/core/result_codes.h"
-#include "common/clock.h"
 #include "common/errors.h"
-#include "common/log.h"
 #include "common/numbers.h"
 
+#include <cstdarg>
 #include <cstdlib>
 
 namespace dorel_remote_control {
@@ -29,8 +28,8 @@ XmlNode* envelopeCommandElement(const XmlNode* envelope) {
     throw CommandParsingError("'data' has no command");
 }
 
-Command::Command(const std::string& envelopeText, const char* canonicalName)
-    : envelope_(envelopeText), name_(canonicalName), result_(std::make_unique<ResultDocument>()) {
+Command::Command(Env& env, const std::string& envelopeText, const char* canonicalName)
+    : env_(env), envelope_(envelopeText), name_(canonicalName), result_(std::make_unique<ResultDocument>()) {
     // Whatever the root is called, it is the envelope: the server has never
     // been strict about the name and neither are we.
     root_ = envelope_.doc().first_node();
@@ -39,7 +38,7 @@ Command::Command(const std::string& envelopeText, const char* canonicalName)
     commandId_ = atoi32(nodeText(id).c_str());
     commandElement_ = envelopeCommandElement(root_);
     result_->setCommandId(commandId_);
-    logf(7, "New command id: %d", commandId_);
+    env_.log(7, "New command id: %d", commandId_);
 }
 
 Command::~Command() = default;
@@ -51,15 +50,14 @@ void Command::run() {
         try {
             execute();
         } catch (const CouldNotOpenDBError& e) {
-            logf(3, "Could not open DB: %s", e.what());
-            result_->addError(kCouldNotAccessDatabase);
+            fail(kCouldNotAccessDatabase, std::string(), "Could not open DB: %s", e.what());
         }
     };
     status_ = kStatusRunning;
     attempt();
     for (int retry = 1; retry <= kDatabaseRetries && result_->hasError(kCouldNotAccessDatabase); ++retry) {
-        logf(3, "Command run resulted in a DB error. Retrying (%d)", retry);
-        clock::sleepSeconds(1);
+        env_.log(3, "Command run resulted in a DB error. Retrying (%d)", retry);
+        env_.sleepSeconds(1);
         result_->clear();
         attempt();
     }
@@ -72,12 +70,12 @@ std::string Command::envelopeText() const {
 }
 
 XmlNode* Command::startResult() {
-    logf(7, "Running %s command", name_.c_str());
+    env_.log(7, "Running %s command", name_.c_str());
     return appendElement(result_->doc(), result_->data(), name_ + "Result");
 }
 
 XmlWriter Command::startWrittenResult() {
-    logf(7, "Running %s command", name_.c_str());
+    env_.log(7, "Running %s command", name_.c_str());
     XmlWriter writer = ResultDocument::dataWriter();
     writer.open((name_ + "Result").c_str());
     return writer;
@@ -95,10 +93,7 @@ XmlNode* Command::requiredParameter(const char* name, const char* missing) {
 
 XmlNode* Command::requiredChild(const XmlNode* parent, const char* name, const char* missing) {
     XmlNode* node = childElement(parent, name);
-    if (node == nullptr) {
-        logf(3, "%s", missing);
-        addError(kInvalidCommand, missing);
-    }
+    if (node == nullptr) fail(kInvalidCommand, missing, "%s", missing);
     return node;
 }
 
@@ -109,19 +104,28 @@ bool Command::finishInStore(StoreBatch& batch) {
     status_ = kStatusFinished;
     if (batch.write(*this) && batch.commit()) return true;
     status_ = running;
-    logf(3, "%s: could not store its rows and its result together", name_.c_str());
     result_->setCompletionMark(false);
-    addError(kCouldNotAccessDatabase);
+    fail(kCouldNotAccessDatabase, std::string(), "%s: could not store its rows and its result together",
+         name_.c_str());
     return false;
 }
 
 doreldb::DbHandle Command::openDatabaseOrReport(const std::string& path) {
-    doreldb::DbHandle db = doreldb::openDatabase(path);
-    if (!db) {
-        logf(3, "%s: could not open %s", name_.c_str(), path.c_str());
-        addError(kCouldNotAccessDatabase);
-    }
+    doreldb::DbHandle db = doreldb::openDatabase(env_, path);
+    if (!db) fail(kCouldNotAccessDatabase, std::string(), "%s: could not open %s", name_.c_str(), path.c_str());
     return db;
+}
+
+void Command::fail(int code, const std::string& detail, const char* logFormat, ...) {
+    result_->addError(code, detail);
+    if (logFormat == nullptr) {
+        env_.log(3, "%s: %d %s", name_.c_str(), code, detail.empty() ? resultCodeText(code) : detail.c_str());
+        return;
+    }
+    va_list args;
+    va_start(args, logFormat);
+    env_.logv(3, logFormat, args);
+    va_end(args);
 }
 
 }  // namespace dorel_remote_control

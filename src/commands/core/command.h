@@ -8,6 +8,7 @@
 #pragma once
 
 #include "commands/core/result_document.h"
+#include "common/env.h"
 #include "common/xml.h"
 #include "db/access.h"
 
@@ -32,8 +33,8 @@ public:
     // Parses the envelope text (a printed command element). canonicalName is
     // the command's name as the factory table spells it. Throws
     // CommandParsingError for an incomplete envelope and rapidxml::parse_error
-    // for malformed XML.
-    Command(const std::string& envelopeText, const char* canonicalName);
+    // for malformed XML. env is the outside world the command works in.
+    Command(Env& env, const std::string& envelopeText, const char* canonicalName);
     virtual ~Command();
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
@@ -59,6 +60,7 @@ public:
     // The command's own element (first child of data).
     XmlNode* commandElement() const { return commandElement_; }
     ResultDocument& result() { return *result_; }
+    Env& env() const { return env_; }
 
 protected:
     virtual void execute() = 0;
@@ -80,9 +82,13 @@ protected:
     // The same for a parameter nested in another one (firmware/url).
     XmlNode* requiredChild(const XmlNode* parent, const char* name, const char* missing);
     // Opens a database for the command's work: when it cannot be opened,
-    // logs it, records error 102 and returns a null handle.
+    // records error 102 and returns a closed handle.
     doreldb::DbHandle openDatabaseOrReport(const std::string& path);
-    void addError(int code, const std::string& detail = std::string()) { result_->addError(code, detail); }
+    // The one way a command fails: records error `code` with `detail` (empty:
+    // the code's own text) and logs the failure once, at error priority, as
+    // logFormat says or else as "<command>: <code> <detail>".
+    void fail(int code, const std::string& detail = std::string(), const char* logFormat = nullptr, ...)
+        __attribute__((format(printf, 4, 5)));
     // Ends execute() of a command that adds rows to the command store: its
     // finished state (status 2, completion mark, result) goes into the same
     // transaction as those rows, so that a kill leaves both or neither and a
@@ -92,6 +98,7 @@ protected:
     bool finishInStore(StoreBatch& batch);
 
 private:
+    Env& env_;
     ParsedXml envelope_;
     XmlNode* commandElement_ = nullptr;
     std::string name_;

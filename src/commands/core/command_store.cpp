@@ -2,8 +2,6 @@
 #include "commands/core/command_store.h"
 
 #include "commands/core/command.h"
-#include "common/log.h"
-#include "common/paths.h"
 #include "db/tables.h"
 
 #include <cstdio>
@@ -17,10 +15,10 @@ const char* const kStoredCommandPrefix = "<?xml version\"1.0\" encoding=\"utf-8\
 
 namespace {
 
-bool deleteRow(sqlite3* db, const Command& command) {
+bool deleteRow(const doreldb::DbHandle& db, const Command& command) {
     // A command that was never stored has no row to look for.
     if (command.id() <= 0) return true;
-    logf(7, "Deleting command from DB");
+    db.env().log(7, "Deleting command from DB");
     doreldb::Record row(col::table());
     row.setInt(col::id, static_cast<long>(command.id()));
     doreldb::deleteId(db, row);
@@ -28,8 +26,8 @@ bool deleteRow(sqlite3* db, const Command& command) {
 }
 
 // Insert or update of the command's row inside an open transaction.
-bool writeRow(sqlite3* db, Command& command) {
-    logf(7, "Saving command to DB");
+bool writeRow(const doreldb::DbHandle& db, Command& command) {
+    db.env().log(7, "Saving command to DB");
     const bool isNew = command.id() < 1;
     doreldb::Record row(col::table());
     if (isNew) {
@@ -39,7 +37,7 @@ bool writeRow(sqlite3* db, Command& command) {
     }
     row.setInt(col::commandId, static_cast<long>(command.commandId()));
     row.set(col::command, kStoredCommandPrefix + command.envelopeText());
-    row.set(col::result, command.result().print());
+    row.set(col::result, command.result().print(command.env()));
     row.setInt(col::status, static_cast<long>(command.status()));
     row.setInt(col::nextTime, command.nextTime());
     row.set(col::schedule, command.schedule());
@@ -53,13 +51,13 @@ bool writeRow(sqlite3* db, Command& command) {
 }  // namespace
 
 bool save(Command& command) {
-    StoreBatch batch;
+    StoreBatch batch(command.env());
     return batch.ok() && batch.write(command) && batch.commit();
 }
 
-StoreBatch::StoreBatch() : db_(doreldb::openDatabase(paths::remoteControlDb())) {
+StoreBatch::StoreBatch(Env& env) : db_(doreldb::openDatabase(env, env.paths().remoteControlDb())) {
     if (!db_) return;
-    transaction_ = std::make_unique<doreldb::Transaction>(db_.get());
+    transaction_ = std::make_unique<doreldb::Transaction>(db_);
     ok_ = transaction_->begin() == SQLITE_OK;
 }
 
@@ -69,7 +67,7 @@ StoreBatch::~StoreBatch() { transaction_.reset(); }
 bool StoreBatch::write(Command& command) {
     if (!ok_) return false;
     const bool written =
-        command.status() == kStatusDelivered ? deleteRow(db_.get(), command) : writeRow(db_.get(), command);
+        command.status() == kStatusDelivered ? deleteRow(db_, command) : writeRow(db_, command);
     // Some failures (a full disk, an I/O error) roll back the whole
     // transaction: what follows would be written outside it, one sync each,
     // and the rows before are gone anyway.
@@ -91,15 +89,15 @@ void load(Command& command, const doreldb::Record& row) {
     if (command.status() == kStatusFinished) command.result().loadPrinted(row.text(col::result));
 }
 
-std::vector<doreldb::Record> selectId(sqlite3* db, int id) {
+std::vector<doreldb::Record> selectId(const doreldb::DbHandle& db, int id) {
     return doreldb::doSelect(db, col::table(), " WHERE id = %Q ", std::to_string(id).c_str());
 }
 
-std::vector<doreldb::Record> selectFinished(sqlite3* db) {
+std::vector<doreldb::Record> selectFinished(const doreldb::DbHandle& db) {
     return doreldb::doSelect(db, col::table(), " WHERE status LIKE %Q ", "2");
 }
 
-std::vector<doreldb::Record> selectDue(sqlite3* db, time_t now) {
+std::vector<doreldb::Record> selectDue(const doreldb::DbHandle& db, time_t now) {
     // The clause carries no conversions of its own, so it is passed as the
     // whole format text.
     char clause[160];

@@ -12,6 +12,7 @@
 namespace dorel_remote_control {
 
 class Command;
+class Env;
 
 // What precedes the printed envelope in the command column. The missing "="
 // is how the headend's stores have always been written; the parser accepts it.
@@ -28,7 +29,7 @@ bool save(Command& command);
 class StoreBatch {
 public:
     // Opens the store and begins the transaction; ok() tells whether both worked.
-    StoreBatch();
+    explicit StoreBatch(Env& env);
     ~StoreBatch();
     StoreBatch(const StoreBatch&) = delete;
     StoreBatch& operator=(const StoreBatch&) = delete;
@@ -56,11 +57,11 @@ void load(Command& command, const doreldb::Record& row);
 constexpr long kDueLookAheadSeconds = 70;
 
 // The row with that id (none when it is gone).
-std::vector<doreldb::Record> selectId(sqlite3* db, int id);
+std::vector<doreldb::Record> selectId(const doreldb::DbHandle& db, int id);
 // Rows whose result waits for delivery (status 2).
-std::vector<doreldb::Record> selectFinished(sqlite3* db);
+std::vector<doreldb::Record> selectFinished(const doreldb::DbHandle& db);
 // Rows to run now: status 0, and status 4 due within 70 seconds of now;
 // ordered by nextTime, then id.
-std::vector<doreldb::Record> selectDue(sqlite3* db, time_t now);
+std::vector<doreldb::Record> selectDue(const doreldb::DbHandle& db, time_t now);
 
 }  // namespace dorel_remote_control

@@ -24,8 +24,8 @@ namespace dorel_remote_control {
 namespace {
 
 template <class T>
-std::shared_ptr<Command> make(const std::string& envelopeText) {
-    return std::make_shared<T>(envelopeText);
+std::shared_ptr<Command> make(Env& env, const std::string& envelopeText) {
+    return std::make_shared<T>(env, envelopeText);
 }
 
 // In the order the server's protocol lists them; the first match wins.

@@ -9,10 +9,11 @@
 namespace dorel_remote_control {
 
 class Command;
+class Env;
 
 struct CommandEntry {
     const char* name;
-    std::shared_ptr<Command> (*create)(const std::string& envelopeText);
+    std::shared_ptr<Command> (*create)(Env& env, const std::string& envelopeText);
 };
 
 // The row whose name equals name ignoring case, or null.

@@ -6,10 +6,8 @@
 #include "commands/core/command.h"
 #include "commands/core/command_store.h"
 #include "commands/core/command_table.h"
-#include "common/clock.h"
+#include "common/env.h"
 #include "common/errors.h"
-#include "common/log.h"
-#include "common/paths.h"
 #include "db/access.h"
 #include "db/tables.h"
 #include "server/https_client.h"
@@ -24,10 +22,10 @@ namespace {
 // Rows of the store, read with the database open only for the select: every
 // command saves itself through its own connection while it is handled.
 template <class Select, class... Args>
-std::vector<doreldb::Record> readRows(Select select, Args... args) {
-    doreldb::DbHandle db = doreldb::openDatabase(paths::remoteControlDb());
+std::vector<doreldb::Record> readRows(Env& env, Select select, Args... args) {
+    doreldb::DbHandle db = doreldb::openDatabase(env, env.paths().remoteControlDb());
     if (!db) return {};
-    return select(db.get(), args...);
+    return select(db, args...);
 }
 
 void writeToStdout(const std::string& text) {
@@ -38,11 +36,11 @@ void writeToStdout(const std::string& text) {
 
 }  // namespace
 
-std::shared_ptr<Command> createCommand(const XmlNode& commandElement) {
-    return createCommand(printXml(commandElement));
+std::shared_ptr<Command> createCommand(Env& env, const XmlNode& commandElement) {
+    return createCommand(env, printXml(commandElement));
 }
 
-std::shared_ptr<Command> createCommand(const std::string& envelopeText) {
+std::shared_ptr<Command> createCommand(Env& env, const std::string& envelopeText) {
     std::string name;
     {
         ParsedXml parsed(envelopeText);
@@ -50,11 +48,11 @@ std::shared_ptr<Command> createCommand(const std::string& envelopeText) {
     }  // the command parses its own copy; this one goes before it is made
     const CommandEntry* entry = findCommand(name.c_str());
     if (entry == nullptr) throw InvalidCommandError(name);
-    return entry->create(envelopeText);
+    return entry->create(env, envelopeText);
 }
 
-std::shared_ptr<Command> createFromRow(const doreldb::Record& row) {
-    std::shared_ptr<Command> command = createCommand(row.text(doreldb::RCCommand::command));
+std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row) {
+    std::shared_ptr<Command> command = createCommand(env, row.text(doreldb::RCCommand::command));
     load(*command, row);
     return command;
 }
@@ -65,17 +63,18 @@ void runAndReport(PollContext& context, Command& command) {
 }
 
 void sendResult(PollContext& context, Command& command) {
-    const std::string text = command.result().print();
+    const std::string text = command.result().print(context.env);
     writeToStdout(text);
 
     const std::string url = settings().serverAddress() + "commandResult";
-    logf(7, "Sending commandResult");
+    Env& env = context.env;
+    env.log(7, "Sending commandResult");
     std::vector<QueuedCommand> replyCommands;
     try {
-        ResponseBuffer response = HttpsClient::instance().request(url, text.c_str());
-        replyCommands = takeReplyCommands(response.data() != nullptr ? response.data() : "");
+        ResponseBuffer response = HttpsClient::instance().request(env, url, text.c_str());
+        replyCommands = takeReplyCommands(env, response.data() != nullptr ? response.data() : "");
     } catch (const CurlError& e) {
-        logf(3, "Error sending remote-control request to server: %s", e.what());
+        env.log(3, "Error sending remote-control request to server: %s", e.what());
         // Still status 2: a later pass delivers it.
         save(command);
         return;
@@ -90,15 +89,15 @@ namespace {
 // A stored row that cannot be made into a command again stays where it is: it
 // is logged on every pass rather than silently dropped, and it never stops the
 // loop (a damaged table must not take the daemon down on every restart).
-std::shared_ptr<Command> recreate(const doreldb::Record& row) {
+std::shared_ptr<Command> recreate(Env& env, const doreldb::Record& row) {
     try {
-        return createFromRow(row);
+        return createFromRow(env, row);
     } catch (const InvalidCommandError& e) {
-        logf(3, "Invalid command: %s", e.what());
+        env.log(3, "Invalid command: %s", e.what());
     } catch (const CommandParsingError& e) {
-        logf(3, "Command parsing error: %s", e.what());
+        env.log(3, "Command parsing error: %s", e.what());
     } catch (const rapidxml::parse_error&) {
-        logf(3, "Could not parse command from DB");
+        env.log(3, "Could not parse command from DB");
     }
     return nullptr;
 }
@@ -106,40 +105,43 @@ std::shared_ptr<Command> recreate(const doreldb::Record& row) {
 }  // namespace
 
 void runQueued(PollContext& context, const QueuedCommand& queued) {
+    Env& env = context.env;
     std::shared_ptr<Command> command;
     if (queued.rowId > 0) {
-        const std::vector<doreldb::Record> rows = readRows(selectId, queued.rowId);
+        const std::vector<doreldb::Record> rows = readRows(env, selectId, queued.rowId);
         if (rows.empty() || rows.front().toInt(doreldb::RCCommand::status) != kStatusReceived) {
-            logf(7, "Queued command %d is no longer waiting", queued.rowId);
+            env.log(7, "Queued command %d is no longer waiting", queued.rowId);
             return;
         }
-        command = recreate(rows.front());
+        command = recreate(env, rows.front());
     } else {
         try {
-            command = createCommand(queued.envelope);
+            command = createCommand(env, queued.envelope);
         } catch (const std::exception& e) {
             // It was made once already at the intake.
-            logf(3, "Could not parse queued command: %s", e.what());
+            env.log(3, "Could not parse queued command: %s", e.what());
         }
     }
     if (command) runAndReport(context, *command);
 }
 
 void reportFinished(PollContext& context) {
-    logf(7, "Checking if there are finished commands");
-    for (const doreldb::Record& row : readRows(selectFinished)) {
-        if (std::shared_ptr<Command> command = recreate(row)) sendResult(context, *command);
+    Env& env = context.env;
+    env.log(7, "Checking if there are finished commands");
+    for (const doreldb::Record& row : readRows(env, selectFinished)) {
+        if (std::shared_ptr<Command> command = recreate(env, row)) sendResult(context, *command);
     }
 }
 
 void runPending(PollContext& context) {
-    logf(7, "Checking if there are pending commands");
-    for (const doreldb::Record& row : readRows(selectDue, clock::now())) {
+    Env& env = context.env;
+    env.log(7, "Checking if there are pending commands");
+    for (const doreldb::Record& row : readRows(env, selectDue, env.now())) {
         const long due = row.toInt(doreldb::RCCommand::nextTime);
-        const long now = static_cast<long>(clock::now());
-        if (due > now && due - now < kDueLookAheadSeconds) clock::sleepSeconds(static_cast<unsigned>(due - now));
+        const long now = static_cast<long>(env.now());
+        if (due > now && due - now < kDueLookAheadSeconds) env.sleepSeconds(static_cast<unsigned>(due - now));
 
-        if (std::shared_ptr<Command> command = recreate(row)) runAndReport(context, *command);
+        if (std::shared_ptr<Command> command = recreate(env, row)) runAndReport(context, *command);
     }
 }
 

@@ -13,15 +13,17 @@
 namespace dorel_remote_control {
 
 class Command;
+class Env;
 
-// Creates the command of the class the element's data names. Throws
-// CommandParsingError ("'command' has no 'data'", "'data' has no command"),
-// InvalidCommandError (message: the unknown name) or rapidxml::parse_error.
-std::shared_ptr<Command> createCommand(const XmlNode& commandElement);
-std::shared_ptr<Command> createCommand(const std::string& envelopeText);
+// Creates the command of the class the element's data names, to work in env.
+// Throws CommandParsingError ("'command' has no 'data'", "'data' has no
+// command"), InvalidCommandError (message: the unknown name) or
+// rapidxml::parse_error.
+std::shared_ptr<Command> createCommand(Env& env, const XmlNode& commandElement);
+std::shared_ptr<Command> createCommand(Env& env, const std::string& envelopeText);
 
 // Re-creates a stored command and loads its row.
-std::shared_ptr<Command> createFromRow(const doreldb::Record& row);
+std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row);
 
 // run() then sendResult().
 void runAndReport(PollContext& context, Command& command);

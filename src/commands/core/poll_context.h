@@ -8,6 +8,7 @@
 
 namespace dorel_remote_control {
 
+class Env;
 class PassDatabases;
 
 enum ConnectionState : int {
@@ -25,6 +26,9 @@ struct QueuedCommand {
 };
 
 struct PollContext {
+    explicit PollContext(Env& env) : env(env) {}
+    // The outside world of the whole process.
+    Env& env;
     int connectionState = kConnectionUnknown;
     time_t lastFlagWrite = 0;
     // Commands that arrived in replies to result deliveries, to be run after

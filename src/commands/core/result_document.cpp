@@ -6,7 +6,7 @@
 #include "commands/core/result_document.h"
 
 #include "commands/core/result_codes.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "server/settings.h"
 #include "common/numbers.h"
 
@@ -88,13 +88,13 @@ void ResultDocument::clear() {
     build(nodeText(commandId_));
 }
 
-std::string ResultDocument::render(bool logErrors) {
+std::string ResultDocument::render(Env* log) {
     errorsElement_->remove_all_nodes();
     for (const auto& entry : errors_) {
         XmlNode* error = appendElement(doc_->doc(), errorsElement_, "error");
         appendElement(doc_->doc(), error, "id", std::to_string(entry.first));
         appendElement(doc_->doc(), error, "text", entry.second);
-        if (logErrors) logf(3, "Command error: %d %s", entry.first, entry.second.c_str());
+        if (log != nullptr) log->log(3, "Command error: %d %s", entry.first, entry.second.c_str());
     }
     if (dataText_.empty()) return kXmlDeclaration + printXml(*root_);
 
@@ -113,8 +113,8 @@ std::string ResultDocument::render(bool logErrors) {
     return text;
 }
 
-std::string ResultDocument::print() {
-    std::string text = render(true);
+std::string ResultDocument::print(Env& env) {
+    std::string text = render(&env);
     // A reloaded result goes out exactly as it was stored as long as nothing
     // changed it: printing a parsed tree does not reproduce every text (an
     // all-blank value, for one, would lose its blanks).
@@ -149,7 +149,7 @@ void ResultDocument::loadPrinted(const std::string& text) {
     errors_ = std::move(errors);
     markSet_ = true;
     loadedText_ = text;
-    loadedCanonical_ = render(false);
+    loadedCanonical_ = render(nullptr);
 }
 
 }  // namespace dorel_remote_control

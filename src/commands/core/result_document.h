@@ -19,6 +19,8 @@
 
 namespace dorel_remote_control {
 
+class Env;
+
 class ResultDocument {
 public:
     // A fresh result: identity from the process settings, commandId "1",
@@ -60,7 +62,7 @@ public:
 
     // Declaration, newline and the printed tree. Logs each error as
     // "Command error: %d %s".
-    std::string print();
+    std::string print(Env& env);
 
     // Replaces the whole result by a printed one read back from the store, so
     // that it prints again to the same text. Throws rapidxml::parse_error.
@@ -68,8 +70,9 @@ public:
 
 private:
     void build(const std::string& commandId);
-    // Writes the error entries into the tree and prints it.
-    std::string render(bool logErrors);
+    // Writes the error entries into the tree (logging each when log is
+    // given) and prints it.
+    std::string render(Env* log);
 
     std::unique_ptr<ParsedXml> doc_;  // a reloaded text's parse, or a fresh document
     std::string loadedText_;     // a reloaded text, returned as it was while unchanged

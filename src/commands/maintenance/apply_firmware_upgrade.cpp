@@ -2,9 +2,7 @@
 
 #include "commands/core/result_codes.h"
 #include "common/fs.h"
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
+#include "common/env.h"
 #include "server/download.h"
 
 #include <cstdio>
@@ -64,37 +62,36 @@ void CmdApplyFirmwareUpgrade::execute() {
     if (nameNode == nullptr) return;
     const std::string name = nodeText(nameNode);
     if (!isPlainFileName(name)) {
-        logf(3, "applyFirmwareUpgrade: refused file name '%s'", name.c_str());
-        addError(kCouldNotApplyUpgrade);
+        fail(kCouldNotApplyUpgrade, std::string(), "applyFirmwareUpgrade: refused file name '%s'", name.c_str());
         return;
     }
 
-    const std::string package = paths::rcUploadsDir() + "/" + name;
-    if (!md5Matches(package, nodeText(childElement(firmware, "md5")))) {
-        addError(kWrongMd5);
+    const Paths& paths = env().paths();
+    const std::string package = paths.rcUploadsDir() + "/" + name;
+    if (!md5Matches(env(), package, nodeText(childElement(firmware, "md5")))) {
+        fail(kWrongMd5);
         return;
     }
 
     const long long kib = packageBytes(package) / 1024 + kMarginKiB;
-    const int started = runShell(paths::fwUploadStart() + " " + std::to_string(kib));
+    const int started = env().run({Program::kFwUploadStart, {std::to_string(kib)}}).exitCode;
     if (started != 0) {
-        logf(3, "applyFirmwareUpgrade: %s exited with %d", paths::fwUploadStart().c_str(), started);
-        addError(startFailureCode(started));
+        fail(startFailureCode(started), std::string(), "applyFirmwareUpgrade: fw_upload_start.sh exited with %d",
+             started);
         return;
     }
 
-    const std::string target = paths::sharedUpgradesDir() + "/" + name;
+    const std::string target = paths.sharedUpgradesDir() + "/" + name;
     if (std::rename(package.c_str(), target.c_str()) != 0) {
-        logf(3, "applyFirmwareUpgrade: could not move %s to %s", package.c_str(), target.c_str());
-        addError(kCouldNotApplyUpgrade);
+        fail(kCouldNotApplyUpgrade, std::string(), "applyFirmwareUpgrade: could not move %s to %s", package.c_str(),
+             target.c_str());
         return;
     }
-    removeTree(paths::rcUploadsDir());
+    removeTree(paths.rcUploadsDir());
 
-    const int ended = runShell(paths::fwUploadEnd());
+    const int ended = env().run({Program::kFwUploadEnd}).exitCode;
     if (ended != 0) {
-        logf(3, "applyFirmwareUpgrade: %s exited with %d", paths::fwUploadEnd().c_str(), ended);
-        addError(kCouldNotApplyUpgrade);
+        fail(kCouldNotApplyUpgrade, std::string(), "applyFirmwareUpgrade: fw_upload_end.sh exited with %d", ended);
     }
 }
 

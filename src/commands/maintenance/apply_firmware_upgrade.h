@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdApplyFirmwareUpgrade : public Command {
 public:
-    explicit CmdApplyFirmwareUpgrade(const std::string& envelopeText) : Command(envelopeText, "applyFirmwareUpgrade") {}
+    explicit CmdApplyFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "applyFirmwareUpgrade") {}
 
 protected:
     void execute() override;

@@ -1,8 +1,7 @@
 #include "commands/maintenance/change_password.h"
 
 #include "commands/core/result_codes.h"
-#include "common/log.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/tables.h"
 
@@ -30,49 +29,46 @@ void CmdChangePassword::execute() {
     if (userNode == nullptr) return;
     const std::string user = nodeText(userNode);
     if (!isKnownAccount(user)) {
-        logf(3, "changePassword: invalid user name '%s'", user.c_str());
-        addError(kInvalidUsername);
+        fail(kInvalidUsername, std::string(), "changePassword: invalid user name '%s'", user.c_str());
         return;
     }
     XmlNode* passwordNode = requiredParameter("password", "No 'password' field found");
     if (passwordNode == nullptr) return;
     const std::string password = nodeText(passwordNode);
     if (password.empty()) {
-        addError(kInvalidPassword);
+        fail(kInvalidPassword);
         return;
     }
 
-    doreldb::DbHandle db = openDatabaseOrReport(paths::configLocalDb());
+    doreldb::DbHandle db = openDatabaseOrReport(env().paths().configLocalDb());
     if (!db) return;
-    doreldb::Transaction transaction(db.get());
+    doreldb::Transaction transaction(db);
     if (transaction.begin() != SQLITE_OK) {
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase);
         return;
     }
 
     std::vector<doreldb::Record> rows;
     const int selected =
-        doreldb::selectRows(rows, db.get(), doreldb::usuario::table(), " WHERE usuario LIKE %Q ", user.c_str());
+        doreldb::selectRows(rows, db, doreldb::usuario::table(), " WHERE usuario LIKE %Q ", user.c_str());
     if (rows.empty()) {
         if (selected != SQLITE_OK) {
-            logf(3, "changePassword: could not read users: %s", sqlite3_errmsg(db.get()));
-            addError(kCouldNotAccessDatabase);
+            fail(kCouldNotAccessDatabase, std::string(), "changePassword: could not read users: %s", sqlite3_errmsg(db.get()));
         } else {
-            addError(kInvalidUsername, "User not found");
+            fail(kInvalidUsername, "User not found");
         }
         return;
     }
 
     doreldb::Record& account = rows.front();
     account.setIfDifferent(doreldb::usuario::clave, password);
-    if (doreldb::update(db.get(), account) != SQLITE_OK) {
-        logf(3, "changePassword: could not update the password of '%s'", user.c_str());
-        addError(kCouldNotAccessDatabase);
-        if (transaction.rollback() != SQLITE_OK) logf(3, "changePassword: ROLLBACK failed");
+    if (doreldb::update(db, account) != SQLITE_OK) {
+        fail(kCouldNotAccessDatabase, std::string(), "changePassword: could not update the password of '%s'", user.c_str());
+        if (transaction.rollback() != SQLITE_OK) env().log(3, "changePassword: ROLLBACK failed");
         return;
     }
     if (transaction.commit() != SQLITE_OK) {
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase);
     }
 }
 

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdChangePassword : public Command {
 public:
-    explicit CmdChangePassword(const std::string& envelopeText) : Command(envelopeText, "changePassword") {}
+    explicit CmdChangePassword(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "changePassword") {}
 
 protected:
     void execute() override;

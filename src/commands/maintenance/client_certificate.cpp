@@ -1,8 +1,7 @@
 #include "commands/maintenance/client_certificate.h"
 
 #include "common/fs.h"
-#include "common/log.h"
-#include "common/paths.h"
+#include "common/env.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -10,8 +9,8 @@
 
 namespace dorel_remote_control {
 
-ClientCertificateFiles::ClientCertificateFiles()
-    : active_(paths::clientCert()), temporary_(active_ + ".tmp"), backup_(active_ + ".bak") {}
+ClientCertificateFiles::ClientCertificateFiles(Env& env)
+    : env_(env), active_(env.paths().clientCert()), temporary_(active_ + ".tmp"), backup_(active_ + ".bak") {}
 
 int ClientCertificateFiles::renameFile(const std::string& from, const std::string& to) {
     return std::rename(from.c_str(), to.c_str());
@@ -25,14 +24,14 @@ CertificateInstall ClientCertificateFiles::install(const std::string& certificat
 bool ClientCertificateFiles::writeTemporary(const std::string& certificateText) {
     FilePtr file(std::fopen(temporary_.c_str(), "wb"));
     if (!file) {
-        logf(3, "Could not open %s: %s", temporary_.c_str(), strerror(errno));
+        env_.log(3, "Could not open %s: %s", temporary_.c_str(), strerror(errno));
         return false;
     }
     // A certificate cut short by a full disk must not replace a whole one.
     bool ok = std::fwrite(certificateText.data(), 1, certificateText.size(), file.get()) == certificateText.size();
     ok = (std::fclose(file.release()) == 0) && ok;
     if (!ok) {
-        logf(3, "Could not write %s", temporary_.c_str());
+        env_.log(3, "Could not write %s", temporary_.c_str());
         std::remove(temporary_.c_str());
     }
     return ok;
@@ -40,13 +39,13 @@ bool ClientCertificateFiles::writeTemporary(const std::string& certificateText) 
 
 bool ClientCertificateFiles::replace() {
     if (renameFile(active_, backup_) != 0) {
-        logf(3, "Could not backup certificate");
+        env_.log(3, "Could not backup certificate");
         return false;
     }
     if (renameFile(temporary_, active_) != 0) {
-        logf(3, "Could not replace certificate, restoring old certificate");
+        env_.log(3, "Could not replace certificate, restoring old certificate");
         if (renameFile(backup_, active_) != 0) {
-            logf(3, "Could not restore %s; the old certificate is in %s", active_.c_str(), backup_.c_str());
+            env_.log(3, "Could not restore %s; the old certificate is in %s", active_.c_str(), backup_.c_str());
         }
         return false;
     }

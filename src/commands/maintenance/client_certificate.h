@@ -8,6 +8,8 @@
 
 namespace dorel_remote_control {
 
+class Env;
+
 enum class CertificateInstall {
     kInstalled,
     kNotSaved,     // ".crt.tmp" could not be written; nothing else touched
@@ -17,7 +19,7 @@ enum class CertificateInstall {
 class ClientCertificateFiles {
 public:
     // The agent's own files (".crt" is the transport's client certificate).
-    ClientCertificateFiles();
+    explicit ClientCertificateFiles(Env& env);
     virtual ~ClientCertificateFiles() = default;
 
     CertificateInstall install(const std::string& certificateText);
@@ -34,6 +36,7 @@ private:
     bool writeTemporary(const std::string& certificateText);
     bool replace();
 
+    Env& env_;
     std::string active_;
     std::string temporary_;
     std::string backup_;

@@ -3,8 +3,7 @@
 #include "commands/core/result_codes.h"
 #include "common/errors.h"
 #include "common/fs.h"
-#include "common/log.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "server/download.h"
 
 namespace dorel_remote_control {
@@ -18,23 +17,21 @@ void CmdDownloadFirmwareUpgrade::execute() {
     if (urlNode == nullptr) return;
     const std::string url = nodeText(urlNode);
     const std::string md5 = nodeText(childElement(firmware, "md5"));
-    logf(7, "Downloading firmware: %s", url.c_str());
+    env().log(7, "Downloading firmware: %s", url.c_str());
 
     // Only one package waits for its apply: an earlier one that was never
     // applied goes now.
-    const std::string uploads = paths::rcUploadsDir();
+    const std::string uploads = env().paths().rcUploadsDir();
     removeTree(uploads);
-    if (makePath(uploads, 0755) != 0) logf(3, "Could not create %s", uploads.c_str());
+    if (makePath(uploads, 0755) != 0) env().log(3, "Could not create %s", uploads.c_str());
 
     try {
-        downloadFile(url, uploads, md5);
+        downloadFile(env(), url, uploads, md5);
     } catch (const CurlError& e) {
-        logf(3, "Error downloading firmware: %s", e.what());
-        addError(kCouldNotDownloadFirmware, e.what());
+        fail(kCouldNotDownloadFirmware, e.what(), "Error downloading firmware: %s", e.what());
         removeTree(uploads);
     } catch (const MD5Error& e) {
-        logf(3, "Wrong MD5: %s", e.what());
-        addError(kWrongMd5, e.what());
+        fail(kWrongMd5, e.what(), "Wrong MD5: %s", e.what());
         removeTree(uploads);
     }
 }

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdDownloadFirmwareUpgrade : public Command {
 public:
-    explicit CmdDownloadFirmwareUpgrade(const std::string& envelopeText) : Command(envelopeText, "downloadFirmwareUpgrade") {}
+    explicit CmdDownloadFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "downloadFirmwareUpgrade") {}
 
 protected:
     void execute() override;

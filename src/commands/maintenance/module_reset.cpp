@@ -2,9 +2,7 @@
 
 #include "commands/core/command_store.h"
 #include "commands/core/result_codes.h"
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
+#include "common/env.h"
 #include "db/table_rows.h"
 #include "db/tables.h"
 #include "server/settings.h"
@@ -14,15 +12,11 @@
 
 namespace dorel_remote_control {
 
-std::string moduleResetCommandLine(const std::string& address, const char* method) {
-    return paths::clienteXmlRpc() + " " + shellQuote(address) + " " + method;
-}
-
 namespace {
 
-int runLogged(const std::string& line) {
-    logf(7, "Executing: %s", line.c_str());
-    return runShell(line);
+int runLogged(Env& env, const ProgramCall& call) {
+    env.log(7, "Executing: %s", commandLine(env.paths(), call).c_str());
+    return env.run(call).exitCode;
 }
 
 }  // namespace
@@ -36,9 +30,9 @@ bool ModuleResetCommand::collectMacs(std::vector<std::string>& macs) {
     }
     if (!macs.empty()) return true;
 
-    doreldb::DbHandle configGlobal = openDatabaseOrReport(paths::configGlobalDb());
+    doreldb::DbHandle configGlobal = openDatabaseOrReport(env().paths().configGlobalDb());
     if (!configGlobal) return false;
-    for (const doreldb::Record& row : doreldb::doSelect(configGlobal.get(), doreldb::RedesModulos::table())) {
+    for (const doreldb::Record& row : doreldb::doSelect(configGlobal, doreldb::RedesModulos::table())) {
         macs.push_back(row.text(doreldb::RedesModulos::MAC));
     }
     return true;
@@ -48,11 +42,11 @@ void ModuleResetCommand::execute() {
     startResult();
     std::vector<std::string> macs;
     if (!collectMacs(macs)) return;
-    doreldb::DbHandle tempGlobal = openDatabaseOrReport(paths::tempGlobalDb());
+    doreldb::DbHandle tempGlobal = openDatabaseOrReport(env().paths().tempGlobalDb());
     if (!tempGlobal) return;
 
     // The module table is read once for the whole list.
-    doreldb::HeadendRows rows(nullptr, tempGlobal.get());
+    doreldb::HeadendRows rows(nullptr, &tempGlobal);
     doreldb::TableRows& modules = rows.table(doreldb::ModulosCabecera::table());
     const std::string ownMac = settings().mac();
     bool rebootSelf = false;
@@ -64,14 +58,14 @@ void ModuleResetCommand::execute() {
         const doreldb::Record* module =
             modules.first({{doreldb::ModulosCabecera::MAC, doreldb::tSqlite3parent(mac)}});
         if (module == nullptr) {
-            logf(3, "%s: no module with MAC %s", name().c_str(), mac.c_str());
-            addError(kCouldNotFindModule, mac);
+            fail(kCouldNotFindModule, mac, "%s: no module with MAC %s", name().c_str(), mac.c_str());
             continue;
         }
         const std::string address = module->text(doreldb::ModulosCabecera::Direccion);
-        if (runLogged(moduleResetCommandLine(address, kind_.method)) != 0) {
-            logf(3, "%s: reset of %s failed", name().c_str(), mac.c_str());
-            addError(kind_.failureCode, mac);
+        ProgramCall call(Program::kClienteXmlRpcReset, {{address, ProgramArgument::kDouble}, kind_.method});
+        if (kind_.script != nullptr) call.arguments.emplace_back(kind_.script, ProgramArgument::kSingle);
+        if (runLogged(env(), call) != 0) {
+            fail(kind_.failureCode, mac, "%s: reset of %s failed", name().c_str(), mac.c_str());
         }
     }
     tempGlobal.reset();
@@ -82,10 +76,9 @@ void ModuleResetCommand::rebootController() {
     setStatus(kStatusFinished);
     result().setCompletionMark(!result().hasErrors());
     if (!save(*this)) {
-        logf(3, "%s: could not store the result before rebooting", name().c_str());
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase, std::string(), "%s: could not store the result before rebooting", name().c_str());
     }
-    runLogged(paths::rebootCommand());
+    runLogged(env(), {Program::kReboot});
     fflush(nullptr);
     std::exit(0);
 }

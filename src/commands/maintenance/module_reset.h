@@ -11,7 +11,8 @@
 namespace dorel_remote_control {
 
 struct ModuleResetKind {
-    const char* method;   // the client's method and arguments, e.g. "resetCAM"
+    const char* method;   // the client's method, e.g. "resetCAM"
+    const char* script;   // the script the method runs on the module, or null
     int failureCode;      // the result code of a module whose reset failed
     // Whether the controller's own MAC means "reboot the controller" (last,
     // after every other module) instead of a module to look up.
@@ -20,8 +21,8 @@ struct ModuleResetKind {
 
 class ModuleResetCommand : public Command {
 public:
-    ModuleResetCommand(const std::string& envelopeText, const char* name, const ModuleResetKind& kind)
-        : Command(envelopeText, name), kind_(kind) {}
+    ModuleResetCommand(Env& env, const std::string& envelopeText, const char* name, const ModuleResetKind& kind)
+        : Command(env, envelopeText, name), kind_(kind) {}
 
 protected:
     void execute() override;
@@ -35,9 +36,5 @@ private:
 
     ModuleResetKind kind_;
 };
-
-// The shell line that asks the XML-RPC client to run method on the module at
-// address; the address is quoted so that nothing in it can run.
-std::string moduleResetCommandLine(const std::string& address, const char* method);
 
 }  // namespace dorel_remote_control

@@ -26,6 +26,6 @@ const OtaType* findOtaType(const std::string& type) {
 
 const OtaType& tvCamOtaType() { return kOtaTypes[2]; }
 
-std::string otaDescriptorPath(const OtaType& ota) { return paths::tablasSiDir() + "/" + ota.fileName; }
+std::string otaDescriptorPath(const Paths& paths, const OtaType& ota) { return paths.tablasSiDir() + "/" + ota.fileName; }
 
 }  // namespace dorel_remote_control

@@ -8,6 +8,8 @@
 
 namespace dorel_remote_control {
 
+class Paths;
+
 struct OtaType {
     const char* type;       // as the server names it (letter case ignored)
     const char* fileName;   // in the SI tables directory
@@ -21,6 +23,6 @@ const OtaType* findOtaType(const std::string& type);
 const OtaType& tvCamOtaType();
 
 // Full path of the type's descriptor file.
-std::string otaDescriptorPath(const OtaType& ota);
+std::string otaDescriptorPath(const Paths& paths, const OtaType& ota);
 
 }  // namespace dorel_remote_control

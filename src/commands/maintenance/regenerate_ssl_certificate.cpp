@@ -4,8 +4,7 @@
 #include "commands/maintenance/client_certificate.h"
 #include "common/errors.h"
 #include "common/fs.h"
-#include "common/log.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "server/server_request.h"
 
 #include <exception>
@@ -17,21 +16,21 @@ namespace {
 const char kSigningFailed[] = "Error obtaining SSL certificate";
 
 // The signed certificate of a signCSR reply, or a failure text for 902.
-SignedCertificate requestSignature(const std::string& csr) {
+SignedCertificate requestSignature(Env& env, const std::string& csr) {
     SignedCertificate result;
     ServerRequest request("signCSR");
     appendElement(request.doc(), request.root(), "csr", csr);
     ResponseBuffer reply;
     try {
-        reply = request.post();
+        reply = request.post(env);
     } catch (const CurlError& e) {
-        logf(3, "Error obtaining SSL certificate: %s", e.what());
         result.failure = kSigningFailed;
+        result.logLine = std::string("Error obtaining SSL certificate: ") + e.what();
         return result;
     } catch (const std::exception& e) {
         // The CAM key request's wording: both exchanges have always shared it.
-        logf(3, "Error getting Quorvex public keys: %s", e.what());
         result.failure = kSigningFailed;
+        result.logLine = std::string("Error getting Quorvex public keys: ") + e.what();
         return result;
     }
 
@@ -46,8 +45,8 @@ SignedCertificate readSignReply(const std::string& text) {
     try {
         parsed = std::make_unique<ParsedXml>(text);
     } catch (const std::exception& e) {
-        logf(4, "Could not parse 'signCSRReply': %s", e.what());
         result.failure = "Could not parse 'signCSRReply'";
+        result.logLine = std::string(result.failure) + ": " + e.what();
         return result;
     }
     const XmlNode* root = childElement(&parsed->doc(), "signCSRReply");
@@ -58,7 +57,7 @@ SignedCertificate readSignReply(const std::string& text) {
     } else {
         result.failure = "Could not find 'signCSRReply/crt' element";
     }
-    if (result.failure != nullptr) logf(4, "%s", result.failure);
+    if (result.failure != nullptr) result.logLine = result.failure;
     return result;
 }
 
@@ -67,31 +66,31 @@ void CmdRegenerateSSLCertificate::execute() {
 
     // The controller's other software makes the CSR; without one the server
     // is still asked, and decides.
+    const std::string csrPath = env().paths().clientCsr();
     std::string csr;
-    const bool csrMissing = !readFile(paths::clientCsr(), csr) || csr.empty();
-    if (csrMissing) logf(3, "Could not read the CSR %s", paths::clientCsr().c_str());
+    const bool csrMissing = !readFile(csrPath, csr) || csr.empty();
 
-    const SignedCertificate signedCertificate = requestSignature(csr);
+    const SignedCertificate signedCertificate = requestSignature(env(), csr);
     if (signedCertificate.failure != nullptr) {
-        addError(kErrorRequestingSignature, signedCertificate.failure);
+        fail(kErrorRequestingSignature, signedCertificate.failure, "%s", signedCertificate.logLine.c_str());
         return;
     }
 
-    ClientCertificateFiles files;
+    ClientCertificateFiles files(env());
     switch (files.install(signedCertificate.crt)) {
         case CertificateInstall::kNotSaved:
-            addError(kCouldNotSaveCrt, "Could not save CRT");
+            fail(kCouldNotSaveCrt, "Could not save CRT");
             return;
         case CertificateInstall::kNotReplaced:
-            addError(kCouldNotSaveCrt, "Could not replace CRT");
+            fail(kCouldNotSaveCrt, "Could not replace CRT");
             return;
         case CertificateInstall::kInstalled:
             break;
     }
     // Connections opened with the old certificate must not carry the next
     // request.
-    HttpsClient::instance().dropConnections();
-    if (csrMissing) addError(kErrorGeneratingCsr);
+    HttpsClient::instance().dropConnections(env());
+    if (csrMissing) fail(kErrorGeneratingCsr, std::string(), "Could not read the CSR %s", csrPath.c_str());
 }
 
 }  // namespace dorel_remote_control

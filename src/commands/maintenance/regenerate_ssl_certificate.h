@@ -6,18 +6,19 @@
 namespace dorel_remote_control {
 
 // What the server's signCSRReply gave: the certificate text, or the failure
-// text the result reports.
+// text the result reports and the line that logs it.
 struct SignedCertificate {
     std::string crt;
     const char* failure = nullptr;
+    std::string logLine;
 };
 
-// Reads a signCSRReply text (logged when it is not usable).
+// Reads a signCSRReply text.
 SignedCertificate readSignReply(const std::string& text);
 
 class CmdRegenerateSSLCertificate : public Command {
 public:
-    explicit CmdRegenerateSSLCertificate(const std::string& envelopeText) : Command(envelopeText, "regenerateSSLCertificate") {}
+    explicit CmdRegenerateSSLCertificate(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "regenerateSSLCertificate") {}
 
 protected:
     void execute() override;

@@ -6,10 +6,10 @@ namespace dorel_remote_control {
 
 namespace {
 
-const ModuleResetKind kResetCAMModules = {"resetCAM", kCouldNotResetCam, false};
+const ModuleResetKind kResetCAMModules = {"resetCAM", nullptr, kCouldNotResetCam, false};
 
 }  // namespace
 
-CmdResetCAMModules::CmdResetCAMModules(const std::string& envelopeText) : ModuleResetCommand(envelopeText, "resetCAMModules", kResetCAMModules) {}
+CmdResetCAMModules::CmdResetCAMModules(Env& env, const std::string& envelopeText) : ModuleResetCommand(env, envelopeText, "resetCAMModules", kResetCAMModules) {}
 
 }  // namespace dorel_remote_control

@@ -6,10 +6,10 @@ namespace dorel_remote_control {
 
 namespace {
 
-const ModuleResetKind kResetModules = {"EjecutarScript 'reboot'", kCouldNotResetModule, true};
+const ModuleResetKind kResetModules = {"EjecutarScript", "reboot", kCouldNotResetModule, true};
 
 }  // namespace
 
-CmdResetModules::CmdResetModules(const std::string& envelopeText) : ModuleResetCommand(envelopeText, "resetModules", kResetModules) {}
+CmdResetModules::CmdResetModules(Env& env, const std::string& envelopeText) : ModuleResetCommand(env, envelopeText, "resetModules", kResetModules) {}
 
 }  // namespace dorel_remote_control

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdResetModules : public ModuleResetCommand {
 public:
-    explicit CmdResetModules(const std::string& envelopeText);
+    explicit CmdResetModules(Env& env, const std::string& envelopeText);
 };
 
 }  // namespace dorel_remote_control

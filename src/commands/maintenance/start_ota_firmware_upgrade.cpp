@@ -3,7 +3,7 @@
 #include "commands/core/result_codes.h"
 #include "commands/maintenance/ota_descriptors.h"
 #include "common/fs.h"
-#include "common/log.h"
+#include "common/env.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -54,16 +54,16 @@ uint32_t firstOui(const std::vector<unsigned char>& descriptor) {
 
 // Writes the whole descriptor or nothing: a half-written file would announce
 // a broken download to every receiver.
-bool writeDescriptor(const std::string& path, const std::vector<unsigned char>& bytes) {
+bool writeDescriptor(Env& env, const std::string& path, const std::vector<unsigned char>& bytes) {
     FilePtr file(fopen(path.c_str(), "wb"));
     if (!file) {
-        logf(3, "Could not create %s: %s", path.c_str(), strerror(errno));
+        env.log(3, "Could not create %s: %s", path.c_str(), strerror(errno));
         return false;
     }
     bool ok = fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
     ok = (fclose(file.release()) == 0) && ok;
     if (!ok) {
-        logf(3, "Could not write %s", path.c_str());
+        env.log(3, "Could not write %s", path.c_str());
         remove(path.c_str());
     }
     return ok;
@@ -75,7 +75,7 @@ void CmdStartOTAFirmwareUpgrade::execute() {
     startResult();
 
     if (!hasChildElement(commandElement())) {
-        addError(kInvalidCommand);
+        fail(kInvalidCommand);
         return;
     }
     XmlNode* typeNode = requiredParameter("type", "No 'type' field found.");
@@ -85,39 +85,35 @@ void CmdStartOTAFirmwareUpgrade::execute() {
 
     const std::string linkage = nodeText(linkageNode);
     if (linkage.empty() || linkage.size() % 2 != 0 || linkage.size() / 2 < kMinDescriptorBytes) {
-        logf(3, "Incorrect linkage descriptor length: %u digits", static_cast<unsigned>(linkage.size()));
-        addError(kInvalidOtaLinkage, "Incorrect linkage descriptor length");
+        fail(kInvalidOtaLinkage, "Incorrect linkage descriptor length", "Incorrect linkage descriptor length: %u digits", static_cast<unsigned>(linkage.size()));
         return;
     }
     std::vector<unsigned char> descriptor;
     if (!decodeHex(linkage, descriptor)) {
         // Same code as a bad length: either way the descriptor cannot be
         // broadcast; the text tells the operator which it was.
-        logf(3, "Linkage descriptor is not hexadecimal: %s", linkage.c_str());
-        addError(kInvalidOtaLinkage, "Invalid hexadecimal digit in linkage descriptor");
+        fail(kInvalidOtaLinkage, "Invalid hexadecimal digit in linkage descriptor", "Linkage descriptor is not hexadecimal: %s", linkage.c_str());
         return;
     }
 
     const std::string type = nodeText(typeNode);
     const OtaType* ota = findOtaType(type);
     if (ota == nullptr) {
-        logf(3, "Invalid OTA type: %s", type.c_str());
-        addError(kInvalidOtaType);
+        fail(kInvalidOtaType, std::string(), "Invalid OTA type: %s", type.c_str());
         return;
     }
     if (firstOui(descriptor) != ota->oui) {
-        logf(3, "Invalid OUI %06X for OTA type %s", static_cast<unsigned>(firstOui(descriptor)), ota->type);
-        addError(kInvalidOtaLinkage, "Invalid OUI");
+        fail(kInvalidOtaLinkage, "Invalid OUI", "Invalid OUI %06X for OTA type %s", static_cast<unsigned>(firstOui(descriptor)), ota->type);
         return;
     }
 
-    const std::string path = otaDescriptorPath(*ota);
+    const std::string path = otaDescriptorPath(env().paths(), *ota);
     if (FilePtr(fopen(path.c_str(), "rb"))) {
-        addError(kOtaAlreadyRunning);
+        fail(kOtaAlreadyRunning);
         return;
     }
-    if (!writeDescriptor(path, descriptor)) {
-        addError(kCouldNotStartOta);
+    if (!writeDescriptor(env(), path, descriptor)) {
+        fail(kCouldNotStartOta);
     }
 }
 

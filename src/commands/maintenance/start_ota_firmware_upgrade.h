@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdStartOTAFirmwareUpgrade : public Command {
 public:
-    explicit CmdStartOTAFirmwareUpgrade(const std::string& envelopeText) : Command(envelopeText, "startOTAFirmwareUpgrade") {}
+    explicit CmdStartOTAFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "startOTAFirmwareUpgrade") {}
 
 protected:
     void execute() override;

@@ -2,7 +2,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/maintenance/ota_descriptors.h"
-#include "common/log.h"
+#include "common/env.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -13,10 +13,9 @@ namespace dorel_remote_control {
 void CmdStopTVCAMOTAFirmwareUpgrade::execute() {
     startResult();
 
-    const std::string path = otaDescriptorPath(tvCamOtaType());
+    const std::string path = otaDescriptorPath(env().paths(), tvCamOtaType());
     if (remove(path.c_str()) != 0) {
-        logf(3, "Could not remove %s: %s", path.c_str(), strerror(errno));
-        addError(kTvCamOtaNotRunning);
+        fail(kTvCamOtaNotRunning, std::string(), "Could not remove %s: %s", path.c_str(), strerror(errno));
     }
 }
 

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdStopTVCAMOTAFirmwareUpgrade : public Command {
 public:
-    explicit CmdStopTVCAMOTAFirmwareUpgrade(const std::string& envelopeText) : Command(envelopeText, "stopTVCAMOTAFirmwareUpgrade") {}
+    explicit CmdStopTVCAMOTAFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "stopTVCAMOTAFirmwareUpgrade") {}
 
 protected:
     void execute() override;

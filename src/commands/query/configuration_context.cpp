@@ -7,8 +7,10 @@
 
 namespace dorel_remote_control {
 
-ConfigurationContext::ConfigurationContext(XmlWriter& out, doreldb::HeadendRows& rows, const std::string& model)
+ConfigurationContext::ConfigurationContext(XmlWriter& out, doreldb::HeadendRows& rows, const std::string& model,
+                                           const Paths& paths)
     : out_(out),
+      paths_(paths),
       rows_(rows),
       groupA_(isModelGroupA(model)),
       wmbG400_(isWmbG400(model)),

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "commands/query/configuration_codes.h"
+#include "common/paths.h"
 #include "common/xml_writer.h"
 #include "db/table_rows.h"
 
@@ -15,8 +16,11 @@ namespace dorel_remote_control {
 
 class ConfigurationContext {
 public:
-    // The document is written to out, element after element.
-    ConfigurationContext(XmlWriter& out, doreldb::HeadendRows& rows, const std::string& model);
+    // The document is written to out, element after element; the SI table
+    // files are found under paths.
+    ConfigurationContext(XmlWriter& out, doreldb::HeadendRows& rows, const std::string& model, const Paths& paths);
+
+    const Paths& paths() const { return paths_; }
 
     doreldb::HeadendRows& rows() { return rows_; }
     doreldb::TableRows& table(const doreldb::TableDef& definition) { return rows_.table(definition); }
@@ -51,6 +55,7 @@ public:
 
 private:
     XmlWriter& out_;
+    const Paths& paths_;
     doreldb::HeadendRows& rows_;
     std::map<std::string, std::string> settings_;
     bool groupA_;

@@ -4,7 +4,7 @@
 
 #include "commands/query/si_table_version.h"
 #include "common/numbers.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "db/tables.h"
 
 
@@ -192,14 +192,14 @@ void addPidFlags(ConfigurationContext& c, const char* name, const std::string& s
     c.close();
 }
 
-std::string siFile(const std::string& name) { return paths::tablasSiDir() + "/" + name; }
+std::string siFile(const ConfigurationContext& c, const std::string& name) { return c.paths().tablasSiDir() + "/" + name; }
 
 void addSiVersions(ConfigurationContext& c, const std::string& networkId) {
     if (c.modelGroupA()) {
-        c.add("InputVersionNIT", siTableVersion(siFile("NIT_table_CPLUS")));
-        c.add("InputVersionBAT", siTableVersion(siFile("BAT_table_CPLUS")));
+        c.add("InputVersionNIT", siTableVersion(siFile(c, "NIT_table_CPLUS")));
+        c.add("InputVersionBAT", siTableVersion(siFile(c, "BAT_table_CPLUS")));
     }
-    const std::string output = siFile("NIT_table_" + networkId);
+    const std::string output = siFile(c, "NIT_table_" + networkId);
     c.add("OutputVersionNIT", siTableVersion(output));
     c.add("OutputNITDate", siTableDate(output));
 }

@@ -1,7 +1,7 @@
 #include "commands/query/get_configuration.h"
 
 #include "commands/query/configuration_sections.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "db/table_rows.h"
 #include "server/settings.h"
 
@@ -16,15 +16,15 @@ void CmdGetConfiguration::execute() {
 }
 
 void CmdGetConfiguration::writeDocument(XmlWriter& out) {
-    doreldb::DbHandle configGlobal = openDatabaseOrReport(paths::configGlobalDb());
+    doreldb::DbHandle configGlobal = openDatabaseOrReport(env().paths().configGlobalDb());
     if (!configGlobal) return;
-    doreldb::DbHandle tempGlobal = openDatabaseOrReport(paths::tempGlobalDb());
+    doreldb::DbHandle tempGlobal = openDatabaseOrReport(env().paths().tempGlobalDb());
     if (!tempGlobal) return;
 
     // A database that opened but cannot be read still gives a document: its
     // tables simply contribute nothing.
-    doreldb::HeadendRows rows(configGlobal.get(), tempGlobal.get());
-    ConfigurationContext context(out, rows, settings().model());
+    doreldb::HeadendRows rows(&configGlobal, &tempGlobal);
+    ConfigurationContext context(out, rows, settings().model(), env().paths());
     writeConfiguration(context);
 }
 

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdGetConfiguration : public Command {
 public:
-    explicit CmdGetConfiguration(const std::string& envelopeText) : Command(envelopeText, "getConfiguration") {}
+    explicit CmdGetConfiguration(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "getConfiguration") {}
 
 protected:
     void execute() override;

@@ -2,7 +2,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/query/quorvex_cam_list.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/tables.h"
 
@@ -16,12 +16,12 @@ void CmdGetQuorvexCAMList::execute() {
     fields.hasPublicKey = true;
     fields.publicKey = nodeText(parameter("includePublicKeys")) == "1";
 
-    doreldb::DbHandle db = openDatabaseOrReport(paths::quorGlobalDb());
+    doreldb::DbHandle db = openDatabaseOrReport(env().paths().quorGlobalDb());
     if (!db) return;
     std::vector<doreldb::Record> rows;
-    if (doreldb::selectRows(rows, db.get(), doreldb::Quorvex::table(), nullptr) != SQLITE_OK) {
+    if (doreldb::selectRows(rows, db, doreldb::Quorvex::table(), nullptr) != SQLITE_OK) {
         // An empty list would tell the server the headend has no CAMs.
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase);
         return;
     }
     appendCamList(result().doc(), element, rows, fields);

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdGetQuorvexCAMList : public Command {
 public:
-    explicit CmdGetQuorvexCAMList(const std::string& envelopeText) : Command(envelopeText, "getQuorvexCAMList") {}
+    explicit CmdGetQuorvexCAMList(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "getQuorvexCAMList") {}
 
 protected:
     void execute() override;

@@ -1,8 +1,7 @@
 #include "commands/query/get_scheduled_commands.h"
 
 #include "commands/core/result_codes.h"
-#include "common/log.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/tables.h"
 
@@ -11,11 +10,11 @@ namespace dorel_remote_control {
 void CmdGetScheduledCommands::execute() {
     XmlNode* list = startResult();
 
-    doreldb::DbHandle db = openDatabaseOrReport(paths::remoteControlDb());
+    doreldb::DbHandle db = openDatabaseOrReport(env().paths().remoteControlDb());
     if (!db) return;
 
     const std::vector<doreldb::Record> rows =
-        doreldb::doSelect(db.get(), doreldb::RCCommand::table(), " WHERE status LIKE %Q ", "4");
+        doreldb::doSelect(db, doreldb::RCCommand::table(), " WHERE status LIKE %Q ", "4");
 
     XmlDocument& doc = result().doc();
     for (const doreldb::Record& row : rows) {
@@ -27,11 +26,11 @@ void CmdGetScheduledCommands::execute() {
             parsed = std::make_unique<ParsedXml>(row.text(doreldb::RCCommand::command));
             stored = childElement(&parsed->doc(), "command");
         } catch (const rapidxml::parse_error& e) {
-            logf(4, "Could not parse scheduled command of row %s: %s", row.key().c_str(), e.what());
+            env().log(4, "Could not parse scheduled command of row %s: %s", row.key().c_str(), e.what());
             continue;
         }
         if (stored == nullptr) {
-            logf(4, "Scheduled command of row %s has no 'command' element", row.key().c_str());
+            env().log(4, "Scheduled command of row %s has no 'command' element", row.key().c_str());
             continue;
         }
 

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdGetScheduledCommands : public Command {
 public:
-    explicit CmdGetScheduledCommands(const std::string& envelopeText) : Command(envelopeText, "getScheduledCommands") {}
+    explicit CmdGetScheduledCommands(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "getScheduledCommands") {}
 
 protected:
     void execute() override;

@@ -1,19 +1,17 @@
 #include "commands/query/quor_key_tool.h"
 
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
+#include "common/env.h"
 
 #include <string>
 
 namespace dorel_remote_control {
 
-int runQuorKey(QuorKeyRun run) {
-    const std::string option = run == QuorKeyRun::kNewScramblingKey ? " -r " : " ";
-    const std::string line =
-        paths::quorKey() + option + paths::command("/dorel/datosWeb/ScramblingKeys/quorkeys.txt");
-    const int status = runShell(line);
-    if (status != 0) logf(3, "%s exited with %d", line.c_str(), status);
+int runQuorKey(Env& env, QuorKeyRun run) {
+    ProgramCall call(Program::kQuorKey);
+    if (run == QuorKeyRun::kNewScramblingKey) call.arguments.emplace_back("-r");
+    call.arguments.emplace_back(env.paths().quorKeysFile());
+    const int status = env.run(call).exitCode;
+    if (status != 0) env.log(3, "%s exited with %d", commandLine(env.paths(), call).c_str(), status);
     return status;
 }
 

@@ -4,10 +4,13 @@
 
 namespace dorel_remote_control {
 
+class Env;
+
 enum class QuorKeyRun { kRebuildKeyFile, kNewScramblingKey };
 
 // Runs "/dorel/bin/QuorKey [-r] /dorel/datosWeb/ScramblingKeys/quorkeys.txt"
-// through the shell and returns its exit code (-1 when it did not exit).
-int runQuorKey(QuorKeyRun run);
+// and returns its exit code (-1 when it did not exit in time); a failure is
+// logged with its command line.
+int runQuorKey(Env& env, QuorKeyRun run);
 
 }  // namespace dorel_remote_control

@@ -2,9 +2,8 @@
 
 #include "commands/query/quorvex_cam_list.h"
 #include "common/errors.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "common/numbers.h"
-#include "common/paths.h"
 #include "db/access.h"
 #include "db/tables.h"
 #include "server/server_request.h"
@@ -25,7 +24,7 @@ using KeyMap = std::map<std::string, std::string>;
 
 
 // The row as the reply leaves it.
-void applyReply(doreldb::Record& row, const KeyMap& keys) {
+void applyReply(Env& env, doreldb::Record& row, const KeyMap& keys) {
     const std::string serial = row.text(q::idCliente);
     const auto found = keys.find(serial);
     if (found != keys.end() && !found->second.empty()) {
@@ -33,11 +32,11 @@ void applyReply(doreldb::Record& row, const KeyMap& keys) {
         row.set(q::Error, "0");
         row.set(q::K_Publica, found->second);
     } else if (found != keys.end()) {
-        logf(7, "No public key for %s was set", serial.c_str());
+        env.log(7, "No public key for %s was set", serial.c_str());
         row.set(q::Reintentos, "0");
         row.set(q::Error, "1");
     } else {
-        logf(7, "TVID %s is missing from getQuorvexCAMPublicKeyReply", serial.c_str());
+        env.log(7, "TVID %s is missing from getQuorvexCAMPublicKeyReply", serial.c_str());
         // Compared before counting on, so a count already at the top of the
         // 32-bit range gives up instead of wrapping round.
         const int32_t missedBefore = atoi32(row.text(q::Reintentos).c_str());
@@ -52,22 +51,22 @@ void applyReply(doreldb::Record& row, const KeyMap& keys) {
 
 }  // namespace
 
-bool readKeyReply(const std::string& text, KeyMap& keys) {
+bool readKeyReply(Env& env, const std::string& text, KeyMap& keys) {
     std::unique_ptr<ParsedXml> parsed;
     try {
         parsed = std::make_unique<ParsedXml>(text);
     } catch (const std::exception& e) {
-        logf(4, "Could not parse 'getQuorvexCAMPublicKeyReply': %s", e.what());
+        env.log(4, "Could not parse 'getQuorvexCAMPublicKeyReply': %s", e.what());
         return false;
     }
     const XmlNode* reply = childElementNoCase(&parsed->doc(), "getQuorvexCAMPublicKeyReply");
     if (reply == nullptr) {
-        logf(4, "Could not find 'getQuorvexCAMPublicKeyReply' element");
+        env.log(4, "Could not find 'getQuorvexCAMPublicKeyReply' element");
         return false;
     }
     const XmlNode* list = childElement(reply, "list");
     if (list == nullptr) {
-        logf(4, "Could not find 'getQuorvexCAMPublicKeyReply/list' element");
+        env.log(4, "Could not find 'getQuorvexCAMPublicKeyReply/list' element");
         return false;
     }
     for (const XmlNode* cam : camElements(list)) {
@@ -79,51 +78,51 @@ bool readKeyReply(const std::string& text, KeyMap& keys) {
                               : key == values.end()     ? "Could not find 'cam/publicKey' element"
                                                         : nullptr;
         if (failure != nullptr) {
-            logf(4, "%s", failure);
+            env.log(4, "%s", failure);
             return false;
         }
-        logf(7, "Got public key (size %lu) for TVID %s", static_cast<unsigned long>(key->second.size()),
+        env.log(7, "Got public key (size %lu) for TVID %s", static_cast<unsigned long>(key->second.size()),
              serial->second.c_str());
         keys[serial->second] = key->second;
     }
     return true;
 }
 
-void fetchQuorvexPublicKeys() {
-    const std::string path = paths::quorGlobalDb();
-    doreldb::DbHandle db = doreldb::openDatabase(path);
+void fetchQuorvexPublicKeys(Env& env) {
+    const std::string path = env.paths().quorGlobalDb();
+    doreldb::DbHandle db = doreldb::openDatabase(env, path);
     if (!db) {
-        logf(3, "Could not open db: %s", path.c_str());
+        env.log(3, "Could not open db: %s", path.c_str());
         return;
     }
     std::vector<doreldb::Record> rows = doreldb::doSelect(
-        db.get(), q::table(), "WHERE Error!='1' AND (K_Publica='' OR K_Publica IS NULL) AND idCliente!=''");
+        db, q::table(), "WHERE Error!='1' AND (K_Publica='' OR K_Publica IS NULL) AND idCliente!=''");
     if (rows.empty()) return;
 
     ServerRequest request("getQuorvexCAMPublicKey");
     appendCamList(request.doc(), request.root(), rows, CamListFields());
     ResponseBuffer reply;
     try {
-        reply = request.post();
+        reply = request.post(env);
     } catch (const CurlError& e) {
-        logf(3, "Error getting Quorvex public keys: %s", e.what());
+        env.log(3, "Error getting Quorvex public keys: %s", e.what());
         return;
     }
 
     KeyMap keys;
-    if (!readKeyReply(reply.str(), keys)) return;
+    if (!readKeyReply(env, reply.str(), keys)) return;
     // One commit for the whole reply: this runs on every connected pass, and
     // a commit per CAM would sync the controller's flash once per CAM.
-    doreldb::Transaction transaction(db.get());
+    doreldb::Transaction transaction(db);
     const bool grouped = transaction.begin() == SQLITE_OK;
     for (doreldb::Record& row : rows) {
-        applyReply(row, keys);
+        applyReply(env, row, keys);
         // The whole row goes back, as the headend's other writers do.
         for (size_t column = 0; column < q::kKnownColumns; ++column) row.set(column, row.value(column));
-        if (doreldb::update(db.get(), row) != SQLITE_OK)
-            logf(3, "Could not store the Quorvex key of %s", row.text(q::idCliente).c_str());
+        if (doreldb::update(db, row) != SQLITE_OK)
+            env.log(3, "Could not store the Quorvex key of %s", row.text(q::idCliente).c_str());
     }
-    if (grouped && transaction.commit() != SQLITE_OK) logf(3, "Could not store the Quorvex keys");
+    if (grouped && transaction.commit() != SQLITE_OK) env.log(3, "Could not store the Quorvex keys");
 }
 
 }  // namespace dorel_remote_control

@@ -10,11 +10,13 @@
 
 namespace dorel_remote_control {
 
+class Env;
+
 // The serial number -> key pairs of a getQuorvexCAMPublicKeyReply text;
 // false (logged) when the reply is not usable at all.
-bool readKeyReply(const std::string& text, std::map<std::string, std::string>& keys);
+bool readKeyReply(Env& env, const std::string& text, std::map<std::string, std::string>& keys);
 
 // One fetch. Failures only reach the log; the next fetch tries again.
-void fetchQuorvexPublicKeys();
+void fetchQuorvexPublicKeys(Env& env);
 
 }  // namespace dorel_remote_control

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 void CmdRegenerateQuorvexScramblingKey::execute() {
     startResult();
-    if (runQuorKey(QuorKeyRun::kNewScramblingKey) != 0) addError(kErrorRegeneratingKey);
+    if (runQuorKey(env(), QuorKeyRun::kNewScramblingKey) != 0) fail(kErrorRegeneratingKey);
 }
 
 }  // namespace dorel_remote_control

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdRegenerateQuorvexScramblingKey : public Command {
 public:
-    explicit CmdRegenerateQuorvexScramblingKey(const std::string& envelopeText) : Command(envelopeText, "regenerateQuorvexScramblingKey") {}
+    explicit CmdRegenerateQuorvexScramblingKey(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "regenerateQuorvexScramblingKey") {}
 
 protected:
     void execute() override;

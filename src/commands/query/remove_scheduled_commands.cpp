@@ -1,8 +1,7 @@
 #include "commands/query/remove_scheduled_commands.h"
 
 #include "commands/core/result_codes.h"
-#include "common/log.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/tables.h"
 
@@ -14,14 +13,15 @@ const char kScheduled[] = "4";
 
 // Deletes the waiting rows of each id, starting at `first` and going through
 // every following sibling element whatever its name (the server lists the ids
-// one after the other). Returns false at the first delete that fails.
-bool deleteByIds(sqlite3* db, const XmlNode* first) {
+// one after the other). Returns false at the first delete that fails, with
+// its id in failedId.
+bool deleteByIds(const doreldb::DbHandle& db, const XmlNode* first, std::string& failedId) {
     for (const XmlNode* node = first; node != nullptr; node = node->next_sibling()) {
         if (node->type() != rapidxml::node_element) continue;
         const std::string commandId = nodeText(node);
         if (doreldb::deleteWhere(db, doreldb::RCCommand::table(), "deleteWhere",
                                  "commandId = %Q AND status = %Q", commandId.c_str(), kScheduled) != SQLITE_OK) {
-            logf(3, "Could not remove scheduled command %s", commandId.c_str());
+            failedId = commandId;
             return false;
         }
     }
@@ -33,36 +33,37 @@ bool deleteByIds(sqlite3* db, const XmlNode* first) {
 void CmdRemoveScheduledCommands::execute() {
     startResult();
 
-    doreldb::DbHandle db = openDatabaseOrReport(paths::remoteControlDb());
+    doreldb::DbHandle db = openDatabaseOrReport(env().paths().remoteControlDb());
     if (!db) return;
-    doreldb::Transaction transaction(db.get());
+    doreldb::Transaction transaction(db);
     if (transaction.begin() != SQLITE_OK) {
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase);
         return;
     }
 
     bool deleted;
+    std::string failedId = "(all)";
     if (const XmlNode* firstId = parameter("id")) {
-        deleted = deleteByIds(db.get(), firstId);
+        deleted = deleteByIds(db, firstId, failedId);
     } else {
-        deleted = doreldb::deleteWhere(db.get(), doreldb::RCCommand::table(), "deleteStatus", "status = %Q",
+        deleted = doreldb::deleteWhere(db, doreldb::RCCommand::table(), "deleteStatus", "status = %Q",
                                        kScheduled) == SQLITE_OK;
     }
 
     if (!deleted) {
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase, std::string(), "Could not remove scheduled command %s", failedId.c_str());
         transaction.rollback();
         return;
     }
     if (transaction.commit() != SQLITE_OK) {
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase);
         return;
     }
     // Giving the space back is housekeeping, not part of the removal: SQLite
     // refuses a vacuum inside the open transaction (and each refusal would cost
     // the statement runner's three one-second retries per id), so it runs once,
     // after the commit, and its outcome does not change the result.
-    doreldb::execStatement(db.get(), "vacuum");
+    doreldb::execStatement(db, "vacuum");
 }
 
 }  // namespace dorel_remote_control

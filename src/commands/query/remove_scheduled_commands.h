@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdRemoveScheduledCommands : public Command {
 public:
-    explicit CmdRemoveScheduledCommands(const std::string& envelopeText) : Command(envelopeText, "removeScheduledCommands") {}
+    explicit CmdRemoveScheduledCommands(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "removeScheduledCommands") {}
 
 protected:
     void execute() override;

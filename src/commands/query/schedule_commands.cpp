@@ -5,24 +5,22 @@
 #include "commands/core/result_codes.h"
 #include "commands/query/utc_time.h"
 #include "common/errors.h"
-#include "common/log.h"
+#include "common/env.h"
 
 namespace dorel_remote_control {
 
 std::shared_ptr<Command> CmdScheduleCommands::innerCommand(const XmlNode& element) {
     try {
-        return createCommand(element);
+        return createCommand(env(), element);
     } catch (const CommandParsingError& e) {
-        logf(3, "Command parsing error: %s", e.what());
-        addError(kInvalidCommand, e.what());
+        fail(kInvalidCommand, e.what(), "Command parsing error: %s", e.what());
     } catch (const InvalidCommandError& e) {
-        logf(3, "Invalid command: %s", e.what());
-        addError(kInvalidCommand, e.what());
+        fail(kInvalidCommand, e.what(), "Invalid command: %s", e.what());
     } catch (const rapidxml::parse_error& e) {
         // The element came out of a parsed document, so this needs text
         // the printer cannot round-trip; refuse it like any bad command.
-        logf(4, "Could not parse scheduled command: %s", e.what());
-        addError(kInvalidCommand, e.what());
+        env().log(4, "Could not parse scheduled command: %s", e.what());
+        fail(kInvalidCommand, e.what());
     }
     return nullptr;
 }
@@ -35,18 +33,16 @@ void CmdScheduleCommands::execute() {
     const std::string when = nodeText(datetime);
     long nextTime = 0;
     if (!parseServerDatetime(when, nextTime)) {
-        logf(3, "Invalid datetime");
-        addError(kInvalidDatetime, when);
+        fail(kInvalidDatetime, when, "Invalid datetime");
         return;
     }
 
     XmlNode* commands = requiredParameter("commands", "No 'commands' field found.");
     if (commands == nullptr) return;
 
-    StoreBatch batch;
+    StoreBatch batch(env());
     if (!batch.ok()) {
-        logf(3, "Could not open the command store");
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase, std::string(), "Could not open the command store");
         return;
     }
     for (XmlNode* child = commands->first_node(); child != nullptr; child = child->next_sibling()) {
@@ -60,8 +56,7 @@ void CmdScheduleCommands::execute() {
         inner->setStatus(kStatusScheduled);
         if (!batch.write(*inner)) {
             // Nothing of this attempt stays; run() tries again.
-            logf(3, "Could not store scheduled command %d", inner->commandId());
-            addError(kCouldNotAccessDatabase);
+            fail(kCouldNotAccessDatabase, std::string(), "Could not store scheduled command %d", inner->commandId());
             return;
         }
     }

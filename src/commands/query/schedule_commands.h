@@ -9,7 +9,7 @@ namespace dorel_remote_control {
 
 class CmdScheduleCommands : public Command {
 public:
-    explicit CmdScheduleCommands(const std::string& envelopeText) : Command(envelopeText, "scheduleCommands") {}
+    explicit CmdScheduleCommands(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "scheduleCommands") {}
 
 protected:
     void execute() override;

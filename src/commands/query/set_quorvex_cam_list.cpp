@@ -3,9 +3,7 @@
 #include "commands/core/result_codes.h"
 #include "commands/query/quor_key_tool.h"
 #include "commands/query/quorvex_cam_list.h"
-#include "common/clock.h"
-#include "common/log.h"
-#include "common/paths.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/like.h"
 #include "db/tables.h"
@@ -27,8 +25,8 @@ namespace q = doreldb::Quorvex;
 // headend's own row state.
 const size_t kKeptColumns[] = {q::idQuorvex, q::K_Publica, q::Alta, q::estado};
 
-std::string today() {
-    const time_t now = clock::now();
+std::string today(Env& env) {
+    const time_t now = env.now();
     struct tm local;
     char date[16] = "";
     if (localtime_r(&now, &local) != nullptr) strftime(date, sizeof date, "%Y-%m-%d", &local);
@@ -47,17 +45,16 @@ void CmdSetQuorvexCAMList::execute() {
     const bool partial = isSet(parameter("partialList"));
     XmlNode* list = parameter("list");
     if (list == nullptr) {
-        logf(3, "No 'list' element found");
-        addError(kInvalidCommand, "No 'list' element found");
+        fail(kInvalidCommand, "No 'list' element found", "No 'list' element found");
         return;
     }
 
-    doreldb::DbHandle db = openDatabaseOrReport(paths::quorGlobalDb());
+    doreldb::DbHandle db = openDatabaseOrReport(env().paths().quorGlobalDb());
     if (!db) return;
-    doreldb::Transaction transaction(db.get());
+    doreldb::Transaction transaction(db);
     if (transaction.begin() != SQLITE_OK ||
-        (!partial && doreldb::execStatement(db.get(), "DELETE FROM Quorvex") != SQLITE_OK)) {
-        addError(kCouldNotAccessDatabase);
+        (!partial && doreldb::execStatement(db, "DELETE FROM Quorvex") != SQLITE_OK)) {
+        fail(kCouldNotAccessDatabase);
         return;
     }
 
@@ -65,17 +62,16 @@ void CmdSetQuorvexCAMList::execute() {
     // LIKE of its serial number would find it, and each row written joins them
     // so that the same CAM twice in one list also stays one row.
     std::vector<doreldb::Record> rows;
-    if (doreldb::selectRows(rows, db.get(), q::table(), nullptr) != SQLITE_OK) {
-        addError(kCouldNotAccessDatabase);
+    if (doreldb::selectRows(rows, db, q::table(), nullptr) != SQLITE_OK) {
+        fail(kCouldNotAccessDatabase);
         return;
     }
-    const std::string date = today();
+    const std::string date = today(env());
     for (const XmlNode* cam : camElements(list)) {
         CamValues values = readCam(cam);
         const auto serial = values.find(q::idCliente);
         if (serial == values.end()) {
-            logf(3, "No 'serialNumber' element found");
-            addError(kInvalidCommand, "No 'serialNumber' element found");
+            fail(kInvalidCommand, "No 'serialNumber' element found", "No 'serialNumber' element found");
             return;  // the transaction rolls back
         }
 
@@ -94,8 +90,8 @@ void CmdSetQuorvexCAMList::execute() {
                 continue;
             }
             for (size_t column : kKeptColumns) record.set(column, existing->value(column));
-            if (doreldb::deleteId(db.get(), *existing) != SQLITE_OK) {
-                addError(kCouldNotAccessDatabase);
+            if (doreldb::deleteId(db, *existing) != SQLITE_OK) {
+                fail(kCouldNotAccessDatabase);
                 return;
             }
             existing = rows.erase(existing);
@@ -103,21 +99,21 @@ void CmdSetQuorvexCAMList::execute() {
         for (const auto& [column, text] : values) {
             if (column != q::K_Publica || !text.empty()) record.set(column, text);
         }
-        if (doreldb::insert(db.get(), record) != SQLITE_OK) {
-            addError(kCouldNotAccessDatabase);
+        if (doreldb::insert(db, record) != SQLITE_OK) {
+            fail(kCouldNotAccessDatabase);
             return;
         }
         rows.push_back(std::move(record));
     }
     if (transaction.commit() != SQLITE_OK) {
-        addError(kCouldNotAccessDatabase);
+        fail(kCouldNotAccessDatabase);
         return;
     }
     // SQLite cannot vacuum inside a transaction: the emptied table's pages
     // are given back once the new list is in.
-    if (!partial) doreldb::execStatement(db.get(), "vacuum");
+    if (!partial) doreldb::execStatement(db, "vacuum");
 
-    if (runQuorKey(QuorKeyRun::kRebuildKeyFile) != 0) addError(kErrorRegeneratingKey);
+    if (runQuorKey(env(), QuorKeyRun::kRebuildKeyFile) != 0) fail(kErrorRegeneratingKey);
 }
 
 }  // namespace dorel_remote_control

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdSetQuorvexCAMList : public Command {
 public:
-    explicit CmdSetQuorvexCAMList(const std::string& envelopeText) : Command(envelopeText, "setQuorvexCAMList") {}
+    explicit CmdSetQuorvexCAMList(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "setQuorvexCAMList") {}
 
 protected:
     void execute() override;

@@ -3,9 +3,7 @@
 #include "commands/setconfig/country_time_zones.h"
 #include "commands/setconfig/section_context.h"
 #include "common/fs.h"
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/tables.h"
 
@@ -23,11 +21,11 @@ struct RegionalSettings {
 };
 
 // The three regional keys, read in one pass; false when one is missing.
-bool readRegionalSettings(RegionalSettings& settings) {
+bool readRegionalSettings(Env& env, RegionalSettings& settings) {
     namespace cfg = doreldb::configuracionWebGlobal;
-    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
+    doreldb::DbHandle db = doreldb::openDatabase(env, env.paths().configGlobalDb());
     if (!db) {
-        logf(3, "applyCountryChanged: could not open %s", paths::configGlobalDb().c_str());
+        env.log(3, "applyCountryChanged: could not open %s", env.paths().configGlobalDb().c_str());
         return false;
     }
     struct Key {
@@ -37,7 +35,7 @@ bool readRegionalSettings(RegionalSettings& settings) {
     } keys[] = {{"codtimezone", &settings.language, false},
                 {"idtimezone", &settings.country, false},
                 {"subtimezone", &settings.zone, false}};
-    for (const doreldb::Record& row : doreldb::doSelect(db.get(), cfg::table(), " WHERE nombre IN (%Q, %Q, %Q) ",
+    for (const doreldb::Record& row : doreldb::doSelect(db, cfg::table(), " WHERE nombre IN (%Q, %Q, %Q) ",
                                                         keys[0].name, keys[1].name, keys[2].name)) {
         for (Key& key : keys) {
             if (row.text(cfg::nombre) == key.name) {
@@ -48,7 +46,7 @@ bool readRegionalSettings(RegionalSettings& settings) {
     }
     for (const Key& key : keys) {
         if (!key.found) {
-            logf(3, "applyCountryChanged: no %s setting", key.name);
+            env.log(3, "applyCountryChanged: no %s setting", key.name);
             return false;
         }
     }
@@ -70,47 +68,48 @@ std::string selectedZone(const RegionalSettings& settings, const std::vector<std
     return zones.front();
 }
 
-std::string timeOffsetsCommand(const std::vector<std::string>& zones) {
-    std::string command = paths::getTimeOffsets() + " 0";
-    for (const std::string& zone : zones) command += " " + shellQuote(zone);
-    if (zones.empty()) command += " No";
-    return command;
+ProgramCall timeOffsetsCall(const std::vector<std::string>& zones) {
+    ProgramCall call(Program::kGetTimeOffsets, {"0"});
+    for (const std::string& zone : zones) call.arguments.emplace_back(zone, ProgramArgument::kDouble);
+    if (zones.empty()) call.arguments.emplace_back("No");
+    return call;
 }
 
 }  // namespace
 
-void applyCountryChanged() {
-    logf(7, "applyCountryChanged()");
+void applyCountryChanged(Env& env) {
+    env.log(7, "applyCountryChanged()");
     RegionalSettings settings;
-    if (!readRegionalSettings(settings)) return;
+    if (!readRegionalSettings(env, settings)) return;
     const std::vector<std::string> zones = countryTimeZones(settings.country);
     const std::string zone = selectedZone(settings, zones);
 
-    if (!writeFileAtomic(paths::timezoneLocaltime(), zone + "\n")) {
-        logf(3, "Could not write to /dorel/conf/timezone/localtime");
+    if (!writeFileAtomic(env.paths().timezoneLocaltime(), zone + "\n")) {
+        env.log(3, "Could not write to /dorel/conf/timezone/localtime");
         return;
     }
-    const std::string command = timeOffsetsCommand(zones);
-    const int status = runShell(command);
+    const ProgramCall call = timeOffsetsCall(zones);
+    const int status = env.run(call).exitCode;
     if (status != 0) {
-        logAlways(kCollectorPriority, "r9::: Error (%d) executing get_time_offsets.sh: %s", status, command.c_str());
+        env.logAlways(kCollectorPriority, "r9::: Error (%d) executing get_time_offsets.sh: %s", status,
+                      commandLine(env.paths(), call).c_str());
         return;
     }
     std::string offsets;
-    const bool read = readFile(paths::tempTotFileWeb(), offsets);
-    std::remove(paths::tempTotFileWeb().c_str());
+    const bool read = readFile(env.paths().tempTotFileWeb(), offsets);
+    std::remove(env.paths().tempTotFileWeb().c_str());
     if (!read) {
-        logAlways(kCollectorPriority, "r9::: Could not read from /tmp/temp_tot_file_web");
+        env.logAlways(kCollectorPriority, "r9::: Could not read from /tmp/temp_tot_file_web");
         return;
     }
     // The modules' time services take the country the offsets belong to from
     // the first line.
-    if (!writeFileAtomic(paths::totFile(), firstLine(settings.country) + "\n" + offsets)) {
-        logAlways(kCollectorPriority, "r9::: Could not write to /dorel/conf/tot_file");
+    if (!writeFileAtomic(env.paths().totFile(), firstLine(settings.country) + "\n" + offsets)) {
+        env.logAlways(kCollectorPriority, "r9::: Could not write to /dorel/conf/tot_file");
         return;
     }
-    const int cron = runShell(paths::crondInit() + " restart");
-    if (cron != 0) logAlways(kCollectorPriority, "r9::: Error (%d) restarting cron", cron);
+    const int cron = env.run({Program::kCrond, {"restart"}}).exitCode;
+    if (cron != 0) env.logAlways(kCollectorPriority, "r9::: Error (%d) restarting cron", cron);
 }
 
 }  // namespace dorel_remote_control

@@ -7,6 +7,8 @@
 
 namespace dorel_remote_control {
 
-void applyCountryChanged();
+class Env;
+
+void applyCountryChanged(Env& env);
 
 }  // namespace dorel_remote_control

@@ -1,7 +1,7 @@
 #include "commands/setconfig/list_section.h"
 
 #include "commands/core/result_codes.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "db/access.h"
 
 #include <set>
@@ -58,7 +58,7 @@ private:
         if (list_.logPrefix != nullptr) {
             std::string description = describeRow(list_.rules, targets);
             if (list_.ownValueColumn != ListSection::kNoColumn) description.insert(0, row.text(list_.ownValueColumn));
-            logAlways(5, "%s%s", list_.logPrefix, description.c_str());
+            context_.env().logAlways(5, "%s%s", list_.logPrefix, description.c_str());
         }
         return true;
     }

@@ -2,7 +2,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/value_rules.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "db/tables.h"
 
 #include <strings.h>
@@ -41,7 +41,7 @@ std::string joined(const std::vector<std::string>& macs) {
 
 }  // namespace
 
-bool assignModules(ModuleRows& rows, const XmlNode* section, std::vector<AssignedModule>& assigned,
+bool assignModules(Env& env, ModuleRows& rows, const XmlNode* section, std::vector<AssignedModule>& assigned,
                    AssignmentError& error) {
     assigned.clear();
     std::vector<std::string> documentMacs;
@@ -80,9 +80,9 @@ bool assignModules(ModuleRows& rows, const XmlNode* section, std::vector<Assigne
         headendMacs.push_back(mac);
         if (seen.count(&rows.shareOf(row)) == 0) notAssigned.push_back(mac);
     }
-    logf(7, "headendAssignedModules:%s", joined(headendMacs).c_str());
-    logf(7, "xmlAssignedModules:%s", joined(documentMacs).c_str());
-    logf(7, "notAssignedModules:%s", joined(notAssigned).c_str());
+    env.log(7, "headendAssignedModules:%s", joined(headendMacs).c_str());
+    env.log(7, "xmlAssignedModules:%s", joined(documentMacs).c_str());
+    env.log(7, "notAssignedModules:%s", joined(notAssigned).c_str());
     if (!notAssigned.empty()) return refuse(error, kInvalidAmountOfModules, " (missing" + joined(notAssigned) + ")");
     return true;
 }

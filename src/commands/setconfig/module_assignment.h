@@ -27,7 +27,7 @@ struct AssignmentError {
 
 // The module elements of a "modules" section matched to stored modules, in
 // document order. On a mismatch returns false with the error filled.
-bool assignModules(ModuleRows& rows, const XmlNode* section, std::vector<AssignedModule>& assigned,
+bool assignModules(Env& env, ModuleRows& rows, const XmlNode* section, std::vector<AssignedModule>& assigned,
                    AssignmentError& error);
 
 }  // namespace dorel_remote_control

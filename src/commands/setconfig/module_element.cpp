@@ -4,7 +4,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/value_rules.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "db/tables.h"
 
 namespace dorel_remote_control {
@@ -29,7 +29,7 @@ bool applyModuleElement(ModuleScope& scope, const XmlNode* element) {
     doreldb::Record& module = scope.module();
     WalkOutcome outcome;
     if (!applyRules(scope.context, ruleTable(kModuleRules), element, {&module}, outcome)) return false;
-    logAlways(5, "REMOTE_CONTROL::: New Module parameters: %s", outcome.description.c_str());
+    scope.context.env().logAlways(5, "REMOTE_CONTROL::: New Module parameters: %s", outcome.description.c_str());
     if (!saveRow(scope.context, module, "Could not save 'module'")) return false;
 
     // The outputs' constellations are read in the RF mode that the element

@@ -8,7 +8,7 @@
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/value_rules.h"
 #include "common/headend_codes.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "db/tables.h"
 
 namespace dorel_remote_control {
@@ -133,7 +133,7 @@ bool applyIntermediateFrequency(ModuleScope& scope, doreldb::Record& tuner, bool
 // Input 2 shares input 1's LNB feed through the loop: once input 1 changed,
 // input 2's received frequency is derived again from its own settings.
 bool recheckInput2(ModuleScope& scope) {
-    logf(7, "input 1 changed, need to check input 2");
+    scope.context.env().log(7, "input 1 changed, need to check input 2");
     doreldb::Record* input2 = scope.rows.input(scope.share, 2);
     doreldb::Record* tuner2 = input2 ? scope.rows.tuner(TunerKind::kSatellite, input2->key()) : nullptr;
     if (tuner2 == nullptr) return true;
@@ -177,7 +177,7 @@ bool applyInput(ModuleScope& scope, const XmlNode* element) {
     // "frequency" leads every tuner table.
     const bool frequencyReceived = tunerOutcome.met[0];
     if (kind == TunerKind::kSatellite && !applyIntermediateFrequency(scope, *tuner, frequencyReceived)) return false;
-    logAlways(5, "REMOTE_CONTROL::: New INPUT parameters: %s",
+    scope.context.env().logAlways(5, "REMOTE_CONTROL::: New INPUT parameters: %s",
               (inputOutcome.description + tunerOutcome.description).c_str());
 
     const bool changed = input->anyModified() || tuner->anyModified();

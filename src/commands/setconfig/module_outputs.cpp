@@ -8,7 +8,7 @@
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/value_rules.h"
 #include "common/headend_codes.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "db/tables.h"
 
 namespace dorel_remote_control {
@@ -77,7 +77,7 @@ bool applyOutput(ModuleScope& scope, const XmlNode* element, unsigned mode) {
     }
     // The logical output's own flag arms its alarms: it follows the modulator's.
     if (outcome.met[kActiveRule]) logical->setIfDifferent(sl::Activo, modulator->text(rf::Activo));
-    logAlways(5, "REMOTE_CONTROL::: New OUTPUT parameters: %s", outcome.description.c_str());
+    scope.context.env().logAlways(5, "REMOTE_CONTROL::: New OUTPUT parameters: %s", outcome.description.c_str());
     return saveRow(scope.context, *logical, "Could not update sg") &&
            saveRow(scope.context, *modulator, "Could not update rfog");
 }

@@ -14,7 +14,7 @@ namespace {
 
 // One table read into a store; the store's type decides how rows are kept.
 template <class Store>
-int readInto(Store& store, sqlite3* db, const doreldb::TableDef& table) {
+int readInto(Store& store, const doreldb::DbHandle& db, const doreldb::TableDef& table) {
     std::vector<Record> rows;
     int rc = doreldb::selectRows(rows, db, table, nullptr);
     store.clear();
@@ -32,7 +32,7 @@ void indexBy(std::unordered_map<std::string, size_t>& index, const Store& store,
 
 }  // namespace
 
-int ModuleRows::load(sqlite3* db) {
+int ModuleRows::load(const doreldb::DbHandle& db) {
     struct Read {
         const doreldb::TableDef& table;
         std::function<int()> read;

@@ -8,7 +8,7 @@
 
 #include "db/record.h"
 
-#include <sqlite3.h>
+#include "db/access.h"
 
 #include <deque>
 #include <string>
@@ -33,7 +33,7 @@ class ModuleRows {
 public:
     // Reads every table. Returns the SQLite code of the first read that
     // failed (0 when all were read); failedTable() names that table.
-    int load(sqlite3* db);
+    int load(const doreldb::DbHandle& db);
     const std::string& failedTable() const { return failedTable_; }
 
     // Modules in RedesModulos order.

@@ -3,7 +3,7 @@
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/module_assignment.h"
 #include "commands/setconfig/module_scope.h"
-#include "common/log.h"
+#include "common/env.h"
 
 namespace dorel_remote_control {
 
@@ -19,7 +19,7 @@ bool applyModulesSection(SetConfigContext& context, const XmlNode* section) {
 
     std::vector<AssignedModule> assigned;
     AssignmentError error;
-    if (!assignModules(rows, section, assigned, error)) return context.fail(error.code, error.detail);
+    if (!assignModules(context.env(), rows, section, assigned, error)) return context.fail(error.code, error.detail);
 
     for (const AssignedModule& module : assigned) {
         ModuleScope scope{context, rows, *module.share, lnb};

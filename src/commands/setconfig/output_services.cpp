@@ -9,7 +9,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/setconfig/value_rules.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/tables.h"
 #include "server/settings.h"
@@ -153,7 +153,7 @@ bool applyService(ModuleScope& scope, const XmlNode* element, ServiceIndex& inde
     if (!applyRules(scope.context, ruleTable(kServiceRules), element, {row}, outcome)) return false;
     // On this controller a changed LCN is a forced one.
     if (isWmbG400(scope.context.model()) && row->text(ssg::LCN) != lcnBefore) row->setIfDifferent(ssg::LCNForzado, "1");
-    logAlways(5, "REMOTE_CONTROL::: New SERVICE parameters: %s", outcome.description.c_str());
+    scope.context.env().logAlways(5, "REMOTE_CONTROL::: New SERVICE parameters: %s", outcome.description.c_str());
 
     if (row == &fresh) {
         if (doreldb::insert(scope.context.db(), fresh) != SQLITE_OK) {

@@ -1,7 +1,7 @@
 #include "commands/setconfig/section_context.h"
 
 #include "commands/core/result_codes.h"
-#include "common/log.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "db/tables.h"
 
@@ -9,22 +9,23 @@
 
 namespace dorel_remote_control {
 
-void reportSetConfigError(ResultDocument& result, int code, const std::string& detail, const std::string& logged) {
+void reportSetConfigError(Env& env, ResultDocument& result, int code, const std::string& detail,
+                          const std::string& logged) {
     result.addError(code, detail);
     const char* text = !logged.empty() ? logged.c_str() : detail.empty() ? resultCodeText(code) : detail.c_str();
-    logf(3, "Error %i, %s", code, text);
-    logAlways(kCollectorPriority, "r9::: Error %i, %s", code, text);
+    env.log(3, "Error %i, %s", code, text);
+    env.logAlways(kCollectorPriority, "r9::: Error %i, %s", code, text);
 }
 
 bool SetConfigContext::fail(int code, const std::string& detail) {
-    reportSetConfigError(result_, code, detail);
+    reportSetConfigError(env(), result_, code, detail);
     return false;
 }
 
 bool SetConfigContext::failToSet(const std::string& path) {
     const std::string where = "Could not set " + path;
     progress(where);
-    reportSetConfigError(result_, kCouldNotAccessDatabase, "Could not set value", where);
+    reportSetConfigError(env(), result_, kCouldNotAccessDatabase, "Could not set value", where);
     return false;
 }
 
@@ -50,23 +51,16 @@ bool SetConfigContext::findSetting(const std::string& key, doreldb::Record*& row
     return true;
 }
 
-bool SetConfigContext::storedSetting(const std::string& key, std::string& value) {
-    doreldb::Record* row = nullptr;
-    if (!findSetting(key, row) || row == nullptr) return false;
-    value = row->text(doreldb::configuracionWebGlobal::valor);
-    return true;
-}
-
 bool SetConfigContext::setConfig(const std::string& key, const std::string& value, int changeFlag) {
     namespace cfg = doreldb::configuracionWebGlobal;
     progress("setConfig: " + key + " = " + value);
     const std::string note = "setConfig " + key + " = " + value;
-    logAlways(5, "REMOTE_CONTROL::: %s", note.c_str());
-    logf(5, "%s", note.c_str());
+    env().logAlways(5, "REMOTE_CONTROL::: %s", note.c_str());
+    env().log(5, "%s", note.c_str());
 
     doreldb::Record* stored = nullptr;
     if (!findSetting(key, stored)) {
-        logf(3, "setConfig: could not read the stored value of %s", key.c_str());
+        env().log(3, "setConfig: could not read the stored value of %s", key.c_str());
         return false;
     }
 

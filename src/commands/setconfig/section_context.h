@@ -13,10 +13,10 @@
 #pragma once
 
 #include "commands/core/result_document.h"
+#include "common/env.h"
 #include "common/xml.h"
+#include "db/access.h"
 #include "db/record.h"
-
-#include <sqlite3.h>
 
 #include <set>
 #include <string>
@@ -39,12 +39,13 @@ constexpr int kCollectorPriority = 59;
 
 class SetConfigContext {
 public:
-    SetConfigContext(sqlite3* db, ResultDocument& result, std::string model)
+    SetConfigContext(const doreldb::DbHandle& db, ResultDocument& result, std::string model)
         : db_(db), result_(result), model_(std::move(model)) {}
     SetConfigContext(const SetConfigContext&) = delete;
     SetConfigContext& operator=(const SetConfigContext&) = delete;
 
-    sqlite3* db() const { return db_; }
+    const doreldb::DbHandle& db() const { return db_; }
+    Env& env() const { return db_.env(); }
     const std::string& model() const { return model_; }
 
     // Records an error entry (an empty detail means the code's own text) and
@@ -72,11 +73,6 @@ public:
     // through here, so the copy stays what the transaction holds.
     bool setConfig(const std::string& key, const std::string& value, int changeFlag);
 
-    // The value a configuracionWebGlobal key holds in this transaction (what
-    // the document wrote so far, else what was stored); false when the key is
-    // missing or the table cannot be read.
-    bool storedSetting(const std::string& key, std::string& value);
-
     // The stored row of a key (exact name) in this transaction, or null;
     // false when the table could not be read.
     bool findSetting(const std::string& key, doreldb::Record*& row);
@@ -85,8 +81,7 @@ public:
     static void progress(const std::string& line);
 
 private:
-
-    sqlite3* db_;
+    const doreldb::DbHandle& db_;
     ResultDocument& result_;
     std::string model_;
     std::set<int> changes_;
@@ -97,7 +92,7 @@ private:
 // Records an error entry in a setConfiguration result and logs it the way
 // every setConfiguration error is logged (see SetConfigContext::fail).
 // logged replaces the text in the two log lines when it is given.
-void reportSetConfigError(ResultDocument& result, int code, const std::string& detail = std::string(),
+void reportSetConfigError(Env& env, ResultDocument& result, int code, const std::string& detail = std::string(),
                           const std::string& logged = std::string());
 
 // The contract every section handler follows.

@@ -1,12 +1,11 @@
 #include "commands/setconfig/set_configuration.h"
 
 #include "commands/core/result_codes.h"
+#include "commands/query/quor_key_tool.h"
 #include "commands/setconfig/country_change.h"
 #include "commands/setconfig/modules_section.h"
 #include "commands/setconfig/sections.h"
-#include "common/log.h"
-#include "common/paths.h"
-#include "common/shell.h"
+#include "common/env.h"
 #include "db/access.h"
 #include "server/settings.h"
 
@@ -49,7 +48,7 @@ SectionHandler findSection(const std::string& name) {
 }
 
 void CmdSetConfiguration::report(int code, const std::string& detail) {
-    reportSetConfigError(result(), code, detail);
+    reportSetConfigError(env(), result(), code, detail);
 }
 
 void CmdSetConfiguration::execute() {
@@ -59,22 +58,26 @@ void CmdSetConfiguration::execute() {
         report(kInvalidCommand);
         return;
     }
-    doreldb::DbHandle db = doreldb::openDatabase(paths::configGlobalDb());
+    doreldb::DbHandle db = doreldb::openDatabase(env(), env().paths().configGlobalDb());
     if (!db) {
         report(kCouldNotAccessDatabase, "Could not open DB");
         return;
     }
-    SetConfigContext context(db.get(), result(), settings().model());
-    if (doreldb::execStatement(db.get(), "BEGIN TRANSACTION") != SQLITE_OK) {
+    SetConfigContext context(db, result(), settings().model());
+    doreldb::Transaction transaction(db);
+    if (transaction.begin() != SQLITE_OK) {
         report(kCouldNotAccessDatabase, "Could not start transaction");
         return;
     }
-    if (!applySections(context, configuration)) return;
-    if (doreldb::execStatement(db.get(), "COMMIT") != SQLITE_OK) {
+    if (!applySections(context, configuration)) {
+        if (transaction.rollback() != SQLITE_OK) report(kCouldNotAccessDatabase, "Could not rollback transaction");
+        report(kCouldNotSetConfiguration);
+        result().setCompletionMark(false);
+        return;
+    }
+    if (transaction.commit() != SQLITE_OK) {
         report(kCouldNotAccessDatabase, "Could not commit transaction");
-        if (doreldb::execStatement(db.get(), "ROLLBACK") != SQLITE_OK) {
-            report(kCouldNotAccessDatabase, "Could not rollback transaction");
-        }
+        if (transaction.rollback() != SQLITE_OK) report(kCouldNotAccessDatabase, "Could not rollback transaction");
         return;
     }
     db.reset();
@@ -88,34 +91,27 @@ bool CmdSetConfiguration::applySections(SetConfigContext& context, const XmlNode
         SetConfigContext::progress("Processing: " + name);
         SectionHandler handler = findSection(name);
         if (handler == nullptr) {
-            logAlways(kCollectorPriority, "r9::: Unknown configuration setting: %s", name.c_str());
-            logf(3, "Unknown configuration setting: %s", name.c_str());
+            env().logAlways(kCollectorPriority, "r9::: Unknown configuration setting: %s", name.c_str());
+            env().log(3, "Unknown configuration setting: %s", name.c_str());
             continue;
         }
-        if (!handler(context, section)) {
-            if (doreldb::execStatement(context.db(), "ROLLBACK") != SQLITE_OK) {
-                report(kCouldNotAccessDatabase, "Could not rollback transaction");
-            }
-            report(kCouldNotSetConfiguration);
-            result().setCompletionMark(false);
-            return false;
-        }
+        if (!handler(context, section)) return false;
     }
     return true;
 }
 
 void CmdSetConfiguration::runFollowUp(const SetConfigContext& context) {
-    if (context.hasChange(kChangeNetwork) && runShell(paths::wanFromDb()) != 0) {
+    if (context.hasChange(kChangeNetwork) && env().run({Program::kWanFromDb}).exitCode != 0) {
         report(kCouldNotApplyNetwork);
         result().setCompletionMark(false);
         return;
     }
-    if (context.hasChange(kChangeRegional)) applyCountryChanged();
+    if (context.hasChange(kChangeRegional)) applyCountryChanged(env());
     if (!isWmbG400(context.model()) || !context.hasChange(kChangeScrambling)) {
         result().setCompletionMark(true);
         return;
     }
-    if (runShell(paths::quorKey() + " " + paths::quorKeysArgument()) == 0) {
+    if (runQuorKey(env(), QuorKeyRun::kRebuildKeyFile) == 0) {
         result().setCompletionMark(true);
     } else {
         report(kErrorRegeneratingKey);

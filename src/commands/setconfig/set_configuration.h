@@ -13,14 +13,15 @@ namespace dorel_remote_control {
 
 class CmdSetConfiguration : public Command {
 public:
-    explicit CmdSetConfiguration(const std::string& envelopeText) : Command(envelopeText, "setConfiguration") {}
+    explicit CmdSetConfiguration(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "setConfiguration") {}
 
 protected:
     void execute() override;
 
 private:
-    // Applies every section inside the transaction; false when the document
-    // was rolled back (the result says why).
+    // Applies every section inside the transaction; false when a section
+    // failed (its error entry is recorded) and the document must be rolled
+    // back.
     bool applySections(SetConfigContext& context, const XmlNode* configuration);
     // The follow-up of a committed document, in its fixed order.
     void runFollowUp(const SetConfigContext& context);
