@@ -97,9 +97,5 @@ bool writeFileAtomic(const std::string& path, const std::string& contents) {
     return true;
 }
 
-bool fileExists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
 
 }  // namespace dorel_remote_control

@@ -33,6 +33,4 @@ bool readFile(const std::string& path, std::string& contents, size_t limit = SIZ
 // (nothing is left behind).
 bool writeFileAtomic(const std::string& path, const std::string& contents);
 
-bool fileExists(const std::string& path);
-
 }  // namespace dorel_remote_control

@@ -34,7 +34,6 @@ void ConfigurationContext::addSetting(const char* name, const char* setting) {
 }
 
 bool unlessWmbG400(const ConfigurationContext& context, const doreldb::Record&) { return !context.wmbG400(); }
-bool unlessKvdCd5(const ConfigurationContext& context, const doreldb::Record&) { return !context.kvdCd5(); }
 
 void addColumn(ConfigurationContext& context, const doreldb::Record& row, const ColumnElement& element) {
     if (element.include != nullptr && !element.include(context, row)) return;

@@ -84,7 +84,6 @@ struct ColumnElement {
 
 // Model branches as element conditions.
 bool unlessWmbG400(const ConfigurationContext& context, const doreldb::Record& row);
-bool unlessKvdCd5(const ConfigurationContext& context, const doreldb::Record& row);
 
 template <size_t N>
 void addSettings(ConfigurationContext& context, const SettingElement (&elements)[N]) {

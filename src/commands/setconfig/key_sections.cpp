@@ -10,48 +10,48 @@ namespace dorel_remote_control {
 namespace {
 
 const KeySetting kIdentification[] = {
-    {"headendName", "identificacion_cabecera", kKindText},
-    {"location", "identificacion_localizacion", kKindText},
-    {"installationDate", "identificacion_fecha", kKindText},
-    {"zatContractId", "identificacion_contrato", kKindText},
-    {"hostType", "identificacion_hostType", kKindText},
-    {"installer", "identificacion_instalador", kKindText},
-    {"clientID", "identificacion_codCanal", kKindText},
-    {"TVModels", "identificacion_TVModels", kKindText},
-    {"installationMode", "identificacion_installationMode", kKindText},
+    {"headendName", "identificacion_cabecera"},
+    {"location", "identificacion_localizacion"},
+    {"installationDate", "identificacion_fecha"},
+    {"zatContractId", "identificacion_contrato"},
+    {"hostType", "identificacion_hostType"},
+    {"installer", "identificacion_instalador"},
+    {"clientID", "identificacion_codCanal"},
+    {"TVModels", "identificacion_TVModels"},
+    {"installationMode", "identificacion_installationMode"},
 };
 
 // The element names and the keys do not pair up by meaning on purpose: these
 // keys are what the headend's time services read.
 const KeySetting kRegional[] = {
-    {"language", "codtimezone", kKindText},
-    {"country", "idtimezone", kKindText},
-    {"timezone", "subtimezone", kKindText},
+    {"language", "codtimezone"},
+    {"country", "idtimezone"},
+    {"timezone", "subtimezone"},
 };
 
 const KeySetting kNetwork[] = {
-    {"internet", "network_ConfigureNET", kKindOnOff},
-    {"dhcp", "network_UseDHCPIP", kKindOnOff},
-    {"ip", "network_IP", kKindAddress},
-    {"netmask", "network_Netmask", kKindAddress},
-    {"gateway", "network_Gateway", kKindAddress},
-    {"dns1", "network_PrimaryDNS", kKindAddress},
-    {"dns2", "network_SecondaryDNS", kKindAddress},
+    {"internet", "network_ConfigureNET"},
+    {"dhcp", "network_UseDHCPIP"},
+    {"ip", "network_IP"},
+    {"netmask", "network_Netmask"},
+    {"gateway", "network_Gateway"},
+    {"dns1", "network_PrimaryDNS"},
+    {"dns2", "network_SecondaryDNS"},
 };
 
 const KeySetting kRemoteControl[] = {
-    {"active", "servidorZAT_activo", kKindOnOff},
-    {"interval", "servidorZAT_intervalo", kKindNumber},
-    {"serverUrl", "servidorZAT_direccion", kKindText},
-    {"username", "servidorZAT_usuario", kKindText},
-    {"password", "servidorZAT_password", kKindText},
+    {"active", "servidorZAT_activo"},
+    {"interval", "servidorZAT_intervalo"},
+    {"serverUrl", "servidorZAT_direccion"},
+    {"username", "servidorZAT_usuario"},
+    {"password", "servidorZAT_password"},
 };
 
 const KeySetting kLnb[] = {
-    {"oscLowFreq", "LNB_fb", kKindNumber},
-    {"oscHighFreq", "LNB_fa", kKindNumber},
-    {"oscBandaCFreq", "LNB_fbandaC", kKindNumber},
-    {"oscBandaSatelite", "LNB_BandaSatelite", kKindNumber},
+    {"oscLowFreq", "LNB_fb"},
+    {"oscHighFreq", "LNB_fa"},
+    {"oscBandaCFreq", "LNB_fbandaC"},
+    {"oscBandaSatelite", "LNB_BandaSatelite"},
 };
 
 const KeySetting* findSetting(const KeyTable& table, const XmlNode* child) {

@@ -1,7 +1,6 @@
 // Sections stored as keys of configuracionWebGlobal: a table of element ->
 // key, walked by one routine that writes each known child through setConfig.
-// The values are stored as received; the kind records what the headend's web
-// pages expect there.
+// The values are stored as received.
 #pragma once
 
 #include "commands/setconfig/section_context.h"
@@ -10,12 +9,9 @@
 
 namespace dorel_remote_control {
 
-enum KeyKind : int { kKindText = 0, kKindNumber = 1, kKindAddress = 2, kKindOnOff = 3 };
-
 struct KeySetting {
     const char* element;   // compared ignoring ASCII case
     const char* key;       // the nombre of the configuracionWebGlobal row
-    KeyKind kind;
 };
 
 struct KeyTable {

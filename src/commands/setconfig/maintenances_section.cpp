@@ -10,9 +10,9 @@ namespace dorel_remote_control {
 namespace {
 
 const KeySetting kMaintenance[] = {
-    {"hour", "mantenimiento_hora", kKindNumber},
-    {"min", "mantenimiento_min", kKindNumber},
-    {"active", "mantenimiento_activo", kKindOnOff},
+    {"hour", "mantenimiento_hora"},
+    {"min", "mantenimiento_min"},
+    {"active", "mantenimiento_activo"},
 };
 
 }  // namespace

@@ -13,8 +13,7 @@ namespace dorel_remote_control {
 namespace {
 
 bool isNumeric(Encoding encoding) {
-    return encoding == Encoding::kNumber || encoding == Encoding::kLenientNumber ||
-           encoding == Encoding::kNumberOrWords || encoding == Encoding::kWords;
+    return encoding == Encoding::kNumber || encoding == Encoding::kNumberOrWords || encoding == Encoding::kWords;
 }
 
 bool decode(const ValueRule& rule, const XmlNode* child, const std::vector<doreldb::Record*>& rows,
@@ -29,9 +28,6 @@ bool decode(const ValueRule& rule, const XmlNode* child, const std::vector<dorel
         return rule.decoder != nullptr && rule.decoder(child, stored);
     case Encoding::kNumber:
         if (!parseWholeNumber(text, number)) return false;
-        break;
-    case Encoding::kLenientNumber:
-        number = lenientWholeNumber(text);
         break;
     case Encoding::kWords:
         if (!lookupWord(rule.words, rule.wordCount, text, number)) return false;

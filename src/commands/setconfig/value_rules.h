@@ -34,7 +34,6 @@ namespace dorel_remote_control {
 enum class Encoding {
     kText,          // stored as received ("" for an empty element)
     kNumber,        // a whole number (optionally signed), stored in decimal
-    kLenientNumber, // read as the controller's atoi() reads it ("12abc" is 12, "abc" is 0)
     kWords,         // one of the words (ASCII case ignored), stored as its code
     kNumberOrWords, // a whole number, or one of the words ("auto" = -2)
     kCustom,        // the row's own decoder
@@ -94,7 +93,6 @@ struct RuleBuilder {
     }
     constexpr RuleBuilder& text() { rule.encoding = Encoding::kText; return *this; }
     constexpr RuleBuilder& number() { rule.encoding = Encoding::kNumber; return *this; }
-    constexpr RuleBuilder& lenientNumber() { rule.encoding = Encoding::kLenientNumber; return *this; }
     template <size_t N>
     constexpr RuleBuilder& words(const CodeText (&table)[N]) {
         rule.encoding = Encoding::kWords;
