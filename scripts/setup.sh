@@ -11,7 +11,7 @@ if ! command -v dpkg >/dev/null 2>&1; then
     packages=()
 else
     packages=(g++ cmake make pkg-config libsqlite3-dev libcurl4-openssl-dev librapidxml-dev zlib1g-dev
-              libgtest-dev python3 openssl sqlite3 tzdata)
+              libgtest-dev python3 openssl sqlite3 busybox)
 fi
 installed() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'

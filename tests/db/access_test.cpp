@@ -195,7 +195,7 @@ TEST(RecordFrame, RetriesALockedDatabaseThreeTimesWithGrowingWaits) {
                                  std::to_string(n)))
             << log.dump();
     }
-    EXPECT_TRUE(log.contains("[ERROR_DB]doSelect: database is locked")) << log.dump();
+    EXPECT_TRUE(log.contains(std::string("[ERROR_DB]doSelect: ") + sqlite3_errstr(SQLITE_BUSY))) << log.dump();
 
     log.clear();
     Record r = command("1", "x");
