@@ -57,6 +57,16 @@ const ValueRule* findRule(const RuleTable& table, const XmlNode* child, unsigned
     return nullptr;
 }
 
+// An empty element for a number the row does not hold either: the document
+// was read from a headend whose column is NULL (or empty), and sending it back
+// unchanged must change nothing. An empty element against a stored number is
+// still refused.
+bool emptyForNoValue(const ValueRule& rule, const XmlNode* child, const std::vector<doreldb::Record*>& rows) {
+    if (!isNumeric(rule.encoding) || child->value_size() != 0 || child->first_node() != nullptr) return false;
+    const doreldb::Record* row = rule.target < rows.size() ? rows[rule.target] : nullptr;
+    return row == nullptr || row->isNull(rule.column) || row->value(rule.column).view().empty();
+}
+
 // A rule without its own text names the value: "Invalid value for diseqc/id".
 bool reject(SetConfigContext& context, const ValueRule& rule, const XmlNode* element) {
     const int code = rule.invalidCode != 0 ? rule.invalidCode : kInvalidValue;
@@ -123,6 +133,7 @@ bool applyRules(SetConfigContext& context, const RuleTable& table, const XmlNode
         const ValueRule* rule = findRule(table, child, selector, index);
         if (rule == nullptr) continue;
         outcome.met[index] = true;
+        if (emptyForNoValue(*rule, child, rows)) continue;
         std::string stored;
         if (!decode(*rule, child, rows, stored)) return reject(context, *rule, element);
         if (rule->label != nullptr) outcome.description += rule->label + nodeText(child);
