@@ -20,14 +20,32 @@ import http.client
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
-from headend import rows  # noqa: E402  (the dev kit's own default rows)
+from headend import rows, schema  # noqa: E402  (the dev kit's own default rows)
 CACHE = os.environ.get("RC_DEVKIT_CERT_CACHE") or os.path.join(
     tempfile.gettempdir(), "rc-devkit-selftest-certs-%d" % os.getuid())
 
 
-def make_headend(root, *args):
+def make_headend(root, *args, env=None):
     subprocess.run([sys.executable, os.path.join(HERE, "make-headend"), root,
-                    "--cert-cache", CACHE] + list(args), check=True, stdin=subprocess.DEVNULL)
+                    "--cert-cache", CACHE] + list(args), check=True, stdin=subprocess.DEVNULL,
+                   env=env)
+
+
+def select(path, sql):
+    db = sqlite3.connect(path)
+    try:
+        return db.execute(sql).fetchall()
+    finally:
+        db.close()
+
+
+def db_path(root, table):
+    return os.path.join(root, schema.DATABASE_FILES[table.database])
+
+
+def table_info(root, table):
+    """[(name, primary key flag)] of the table as created."""
+    return [(r[1], r[5]) for r in select(db_path(root, table), 'PRAGMA table_info("%s")' % table.name)]
 
 
 def run_stub(root, relative, *args):
@@ -127,6 +145,71 @@ class HeadendLayout(unittest.TestCase):
         finally:
             db.close()
         self.assertEqual(rows, [("20", "3"), ("36", "5"), ("36", "5")])
+
+
+class Layouts(unittest.TestCase):
+    """The shuffled layout moves every column the agent must find by name and
+    keeps the data; --nulls stores NULL."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = tempfile.mkdtemp(prefix="rc-devkit-selftest-")
+        cls.roots = {name: os.path.join(cls.tmp, name) for name in ("default", "shuffled", "nulls")}
+        env = dict(os.environ, RC_DEVKIT_LAYOUT="shuffled")
+        make_headend(cls.roots["default"], "--no-certs", "--layout", "default", "--modules", "3",
+                     "--cam-modules", "2")
+        make_headend(cls.roots["shuffled"], "--no-certs", "--modules", "3", "--cam-modules", "2",
+                     env=env)
+        make_headend(cls.roots["nulls"], "--no-certs", "--layout", "shuffled:5", "--nulls", env=env)
+        cls.tables = schema.load_tables()
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.tmp, ignore_errors=True)
+
+    def test_shuffled_tables_keep_positional_columns_and_move_the_others(self):
+        default, shuffled = self.roots["default"], self.roots["shuffled"]
+        for table in self.tables.values():
+            with self.subTest(table.name):
+                info = table_info(shuffled, table)
+                names = [n for n, _ in info]
+                self.assertEqual(dict(info)[table.key], 1)
+                known = table.known_columns
+                if table.name not in schema.PROGRAM_TABLES:
+                    self.assertEqual(info, table_info(default, table))
+                    continue
+                for i, column in enumerate(known):
+                    if column in table.positional:
+                        self.assertEqual(names[i], column)
+                    else:
+                        self.assertNotEqual(names.index(column), i, column)
+                unknown = [i for i, n in enumerate(names) if n not in known]
+                self.assertGreaterEqual(len(unknown), 2)
+                for i in unknown:
+                    self.assertTrue(names[i - 1] in known and names[i + 1] in known, names)
+                values = select(db_path(shuffled, table),
+                                'SELECT devkitUnknown1, devkitUnknown2 FROM "%s"' % table.name)
+                self.assertEqual({v for v, _ in values} - {"devkit-unknown-1"}, set())
+                if values:
+                    self.assertIn(None, {v for _, v in values})
+
+                # The same rows by name, whatever the order.
+                sql = 'SELECT %s FROM "%s" ORDER BY 1' % (
+                    ", ".join('"%s"' % c for c in [table.key] + known), table.name)
+                self.assertEqual(select(db_path(shuffled, table), sql),
+                                 select(db_path(default, table), sql))
+        with open(os.path.join(shuffled, "devkit/layout")) as f:
+            self.assertEqual(f.read(), "shuffled:1\n")
+
+    def test_seed_chooses_the_order_and_nulls_are_sql_null(self):
+        nulls = self.roots["nulls"]
+        t = self.tables["RedesModulos"]
+        self.assertNotEqual(table_info(nulls, t), table_info(self.roots["shuffled"], t))
+        for name, columns in rows.NULLABLE_COLUMNS.items():
+            sql = 'SELECT %s FROM "%s"' % (", ".join("typeof(%s)" % c for c in columns), name)
+            found = select(db_path(nulls, self.tables[name]), sql)
+            self.assertTrue(found, name)
+            self.assertEqual({v for r in found for v in r}, {"null"}, name)
 
 
 class TestServer(unittest.TestCase):
