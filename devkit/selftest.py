@@ -48,6 +48,24 @@ def table_info(root, table):
     return [(r[1], r[5]) for r in select(db_path(root, table), 'PRAGMA table_info("%s")' % table.name)]
 
 
+def gone(pid):
+    """True once the process has ended (a zombie awaiting its reaper counts)."""
+    try:
+        with open("/proc/%d/stat" % pid) as f:
+            return f.read().rpartition(")")[2].split()[0] == "Z"
+    except FileNotFoundError:
+        return True
+
+
+def wait_until(predicate, seconds=10):
+    deadline = time.monotonic() + seconds
+    while not predicate():
+        if time.monotonic() > deadline:
+            return False
+        time.sleep(0.02)
+    return True
+
+
 def run_stub(root, relative, *args):
     return subprocess.run([os.path.join(root, relative)] + list(args),
                           stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
@@ -145,6 +163,61 @@ class HeadendLayout(unittest.TestCase):
         finally:
             db.close()
         self.assertEqual(rows, [("20", "3"), ("36", "5"), ("36", "5")])
+
+
+    def test_hanging_stubs_record_first_and_die_only_with_their_group(self):
+        md5_input = os.path.join(self.tmp, "md5-input")
+        with open(md5_input, "w") as f:
+            f.write("hello\n")
+        xmlrpc = "/dorel/bin/clienteXMLRPC"
+        cases = [  # (control file under devkit/, stub, arguments, recorded line)
+            ("hang/QuorKey", "dorel/bin/QuorKey", ["1"], "/dorel/bin/QuorKey 1"),
+            ("hang/md5sum", "usr/bin/md5sum", [md5_input], "/usr/bin/md5sum " + md5_input),
+            ("modules/10.9.0.1.hang", "dorel/bin/clienteXMLRPC", ["10.9.0.1", "GetTable"],
+             xmlrpc + " 10.9.0.1 GetTable"),
+            ("modules/10.9.0.2.resetCAM.hang", "dorel/bin/clienteXMLRPC", ["10.9.0.2", "resetCAM"],
+             xmlrpc + " 10.9.0.2 resetCAM"),
+        ]
+        pids_file = os.path.join(self.root, "devkit/hang/pids")
+
+        def pids():
+            if not os.path.exists(pids_file):
+                return []
+            with open(pids_file) as f:
+                return [int(p) for p in f.read().split()]
+
+        for control, stub, args, line in cases:
+            with self.subTest(control):
+                control = os.path.join(self.root, "devkit", control)
+                open(control, "w").close()
+                before = len(pids())
+                # stdin is a pipe never written to: a stub that read it would hang anyway.
+                proc = subprocess.Popen([os.path.join(self.root, stub)] + args, start_new_session=True,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+                try:
+                    self.assertTrue(wait_until(lambda: len(pids()) == before + 2))
+                    shell, child = pids()[before:]
+                    self.assertEqual(shell, proc.pid)
+                    time.sleep(0.2)
+                    self.assertIsNone(proc.poll())
+                    self.assertEqual(self.read_calls()[-1], line)
+                finally:
+                    os.killpg(proc.pid, signal.SIGKILL)
+                    proc.wait()
+                    proc.stdout.close()
+                    proc.stdin.close()
+                    os.unlink(control)
+                ended = wait_until(lambda: gone(child), 5)
+                if not ended:
+                    os.kill(child, signal.SIGKILL)  # left behind: do not keep it
+                self.assertTrue(ended, "the stub's child outlived its process group")
+
+        # Only the method named hangs; without the control file md5sum is the real one.
+        self.assertEqual(run_stub(self.root, "dorel/bin/clienteXMLRPC", "10.9.0.2", "GetTable",
+                                  "TempDB", "alarmasEstado", "WHERE 1").returncode, 0)
+        out = run_stub(self.root, "usr/bin/md5sum", md5_input)
+        self.assertEqual(out.stdout, "b1946ac92492d2347c6235b4d2611184  %s\n" % md5_input)
+        self.assertEqual(self.read_calls()[-1], "/usr/bin/md5sum " + md5_input)
 
 
 class Layouts(unittest.TestCase):
