@@ -294,6 +294,7 @@ class TestServer(unittest.TestCase):
         },
         "files": {"/fw/fw-2.3.bin": "firmware bytes", "/fw/big.bin": {"size": 1048575}},
         "signed_cn": "SN-0001 renewed {n}",
+        "sign": ["good", "garbage", "other_key", "other_ca"],
         "cam_keys": {"TV-0002": "KEY-2", "TV-0003": ""},
     }
 
@@ -398,6 +399,37 @@ class TestServer(unittest.TestCase):
                                  capture_output=True, check=True).stdout
         self.assertIn("SN-0001 renewed 1", subject)
         self.assertEqual(self.request("POST", "/rc/signCSR", "<signCSR><csr/></signCSR>")[0], 400)
+
+        def openssl(*args, stdin=""):
+            done = subprocess.run(["openssl"] + list(args), input=stdin, text=True,
+                                  capture_output=True, cwd=os.path.join(self.root, "devkit/certs"))
+            return done.returncode, done.stdout
+
+        csr_key = openssl("req", "-noout", "-pubkey", stdin=csr)[1]
+        expected = {  # mode: (parses, key of the CSR, verified by the CA, by the other CA)
+            "garbage": (False, False, False, False),
+            "other_key": (True, False, True, False),
+            "other_ca": (True, True, False, True),
+        }
+        for mode, facts in expected.items():
+            code, body, _ = self.request("POST", "/rc/signCSR", "<signCSR><csr>%s</csr></signCSR>" % csr)
+            crt = ElementTree.fromstring(body).findtext("crt")
+            status, key = openssl("x509", "-noout", "-pubkey", stdin=crt)
+            self.assertEqual((code, status == 0, key == csr_key,
+                              openssl("verify", "-CAfile", "ca.crt", stdin=crt)[0] == 0,
+                              openssl("verify", "-CAfile", "other-ca.crt", stdin=crt)[0] == 0),
+                             (200,) + facts, mode)
+        # The server does not take a certificate of the other CA.
+        other_ca_crt = os.path.join(self.tmp, "other-ca-client.crt")
+        with open(other_ca_crt, "w") as f:
+            f.write(crt)
+        ctx = self.context(client_cert=False)
+        ctx.load_cert_chain(other_ca_crt, os.path.join(self.root, "dorel/certs/module/wmb.key"))
+        conn = http.client.HTTPSConnection("127.0.0.1", self.port, context=ctx, timeout=10)
+        with self.assertRaises((ssl.SSLError, ConnectionError)):
+            conn.request("GET", "/rc/status")
+            conn.getresponse().read()
+        conn.close()
 
         asked = "".join("<cam><serialNumber>%s</serialNumber></cam>" % s for s in ("TV-0002", "TV-0003", "TV-9"))
         code, body, _ = self.request("POST", "/rc/getQuorvexCAMPublicKey",
