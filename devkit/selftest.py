@@ -20,14 +20,50 @@ import http.client
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
-from headend import rows  # noqa: E402  (the dev kit's own default rows)
+from headend import rows, schema  # noqa: E402  (the dev kit's own default rows)
 CACHE = os.environ.get("RC_DEVKIT_CERT_CACHE") or os.path.join(
     tempfile.gettempdir(), "rc-devkit-selftest-certs-%d" % os.getuid())
 
 
-def make_headend(root, *args):
+def make_headend(root, *args, env=None):
     subprocess.run([sys.executable, os.path.join(HERE, "make-headend"), root,
-                    "--cert-cache", CACHE] + list(args), check=True, stdin=subprocess.DEVNULL)
+                    "--cert-cache", CACHE] + list(args), check=True, stdin=subprocess.DEVNULL,
+                   env=env)
+
+
+def select(path, sql):
+    db = sqlite3.connect(path)
+    try:
+        return db.execute(sql).fetchall()
+    finally:
+        db.close()
+
+
+def db_path(root, table):
+    return os.path.join(root, schema.DATABASE_FILES[table.database])
+
+
+def table_info(root, table):
+    """[(name, primary key flag)] of the table as created."""
+    return [(r[1], r[5]) for r in select(db_path(root, table), 'PRAGMA table_info("%s")' % table.name)]
+
+
+def gone(pid):
+    """True once the process has ended (a zombie awaiting its reaper counts)."""
+    try:
+        with open("/proc/%d/stat" % pid) as f:
+            return f.read().rpartition(")")[2].split()[0] == "Z"
+    except FileNotFoundError:
+        return True
+
+
+def wait_until(predicate, seconds=10):
+    deadline = time.monotonic() + seconds
+    while not predicate():
+        if time.monotonic() > deadline:
+            return False
+        time.sleep(0.02)
+    return True
 
 
 def run_stub(root, relative, *args):
@@ -129,6 +165,126 @@ class HeadendLayout(unittest.TestCase):
         self.assertEqual(rows, [("20", "3"), ("36", "5"), ("36", "5")])
 
 
+    def test_hanging_stubs_record_first_and_die_only_with_their_group(self):
+        md5_input = os.path.join(self.tmp, "md5-input")
+        with open(md5_input, "w") as f:
+            f.write("hello\n")
+        xmlrpc = "/dorel/bin/clienteXMLRPC"
+        cases = [  # (control file under devkit/, stub, arguments, recorded line)
+            ("hang/QuorKey", "dorel/bin/QuorKey", ["1"], "/dorel/bin/QuorKey 1"),
+            ("hang/md5sum", "usr/bin/md5sum", [md5_input], "/usr/bin/md5sum " + md5_input),
+            ("modules/10.9.0.1.hang", "dorel/bin/clienteXMLRPC", ["10.9.0.1", "GetTable"],
+             xmlrpc + " 10.9.0.1 GetTable"),
+            ("modules/10.9.0.2.resetCAM.hang", "dorel/bin/clienteXMLRPC", ["10.9.0.2", "resetCAM"],
+             xmlrpc + " 10.9.0.2 resetCAM"),
+        ]
+        pids_file = os.path.join(self.root, "devkit/hang/pids")
+
+        def pids():
+            if not os.path.exists(pids_file):
+                return []
+            with open(pids_file) as f:
+                return [int(p) for p in f.read().split()]
+
+        for control, stub, args, line in cases:
+            with self.subTest(control):
+                control = os.path.join(self.root, "devkit", control)
+                open(control, "w").close()
+                before = len(pids())
+                # stdin is a pipe never written to: a stub that read it would hang anyway.
+                proc = subprocess.Popen([os.path.join(self.root, stub)] + args, start_new_session=True,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+                try:
+                    self.assertTrue(wait_until(lambda: len(pids()) == before + 2))
+                    shell, child = pids()[before:]
+                    self.assertEqual(shell, proc.pid)
+                    time.sleep(0.2)
+                    self.assertIsNone(proc.poll())
+                    self.assertEqual(self.read_calls()[-1], line)
+                finally:
+                    os.killpg(proc.pid, signal.SIGKILL)
+                    proc.wait()
+                    proc.stdout.close()
+                    proc.stdin.close()
+                    os.unlink(control)
+                ended = wait_until(lambda: gone(child), 5)
+                if not ended:
+                    os.kill(child, signal.SIGKILL)  # left behind: do not keep it
+                self.assertTrue(ended, "the stub's child outlived its process group")
+
+        # Only the method named hangs; without the control file md5sum is the real one.
+        self.assertEqual(run_stub(self.root, "dorel/bin/clienteXMLRPC", "10.9.0.2", "GetTable",
+                                  "TempDB", "alarmasEstado", "WHERE 1").returncode, 0)
+        out = run_stub(self.root, "usr/bin/md5sum", md5_input)
+        self.assertEqual(out.stdout, "b1946ac92492d2347c6235b4d2611184  %s\n" % md5_input)
+        self.assertEqual(self.read_calls()[-1], "/usr/bin/md5sum " + md5_input)
+
+
+class Layouts(unittest.TestCase):
+    """The shuffled layout moves every column the agent must find by name and
+    keeps the data; --nulls stores NULL."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = tempfile.mkdtemp(prefix="rc-devkit-selftest-")
+        cls.roots = {name: os.path.join(cls.tmp, name) for name in ("default", "shuffled", "nulls")}
+        env = dict(os.environ, RC_DEVKIT_LAYOUT="shuffled")
+        make_headend(cls.roots["default"], "--no-certs", "--layout", "default", "--modules", "3",
+                     "--cam-modules", "2")
+        make_headend(cls.roots["shuffled"], "--no-certs", "--modules", "3", "--cam-modules", "2",
+                     env=env)
+        make_headend(cls.roots["nulls"], "--no-certs", "--layout", "shuffled:5", "--nulls", env=env)
+        cls.tables = schema.load_tables()
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.tmp, ignore_errors=True)
+
+    def test_shuffled_tables_keep_positional_columns_and_move_the_others(self):
+        default, shuffled = self.roots["default"], self.roots["shuffled"]
+        for table in self.tables.values():
+            with self.subTest(table.name):
+                info = table_info(shuffled, table)
+                names = [n for n, _ in info]
+                self.assertEqual(dict(info)[table.key], 1)
+                known = table.known_columns
+                if table.name not in schema.PROGRAM_TABLES:
+                    self.assertEqual(info, table_info(default, table))
+                    continue
+                for i, column in enumerate(known):
+                    if column in table.positional:
+                        self.assertEqual(names[i], column)
+                    else:
+                        self.assertNotEqual(names.index(column), i, column)
+                unknown = [i for i, n in enumerate(names) if n not in known]
+                self.assertGreaterEqual(len(unknown), 2)
+                for i in unknown:
+                    self.assertTrue(names[i - 1] in known and names[i + 1] in known, names)
+                values = select(db_path(shuffled, table),
+                                'SELECT devkitUnknown1, devkitUnknown2 FROM "%s"' % table.name)
+                self.assertEqual({v for v, _ in values} - {"devkit-unknown-1"}, set())
+                if values:
+                    self.assertIn(None, {v for _, v in values})
+
+                # The same rows by name, whatever the order.
+                sql = 'SELECT %s FROM "%s" ORDER BY 1' % (
+                    ", ".join('"%s"' % c for c in [table.key] + known), table.name)
+                self.assertEqual(select(db_path(shuffled, table), sql),
+                                 select(db_path(default, table), sql))
+        with open(os.path.join(shuffled, "devkit/layout")) as f:
+            self.assertEqual(f.read(), "shuffled:1\n")
+
+    def test_seed_chooses_the_order_and_nulls_are_sql_null(self):
+        nulls = self.roots["nulls"]
+        t = self.tables["RedesModulos"]
+        self.assertNotEqual(table_info(nulls, t), table_info(self.roots["shuffled"], t))
+        for name, columns in rows.NULLABLE_COLUMNS.items():
+            sql = 'SELECT %s FROM "%s"' % (", ".join("typeof(%s)" % c for c in columns), name)
+            found = select(db_path(nulls, self.tables[name]), sql)
+            self.assertTrue(found, name)
+            self.assertEqual({v for r in found for v in r}, {"null"}, name)
+
+
 class TestServer(unittest.TestCase):
     SCRIPT = {
         "routes": {
@@ -138,6 +294,7 @@ class TestServer(unittest.TestCase):
         },
         "files": {"/fw/fw-2.3.bin": "firmware bytes", "/fw/big.bin": {"size": 1048575}},
         "signed_cn": "SN-0001 renewed {n}",
+        "sign": ["good", "garbage", "other_key", "other_ca"],
         "cam_keys": {"TV-0002": "KEY-2", "TV-0003": ""},
     }
 
@@ -242,6 +399,37 @@ class TestServer(unittest.TestCase):
                                  capture_output=True, check=True).stdout
         self.assertIn("SN-0001 renewed 1", subject)
         self.assertEqual(self.request("POST", "/rc/signCSR", "<signCSR><csr/></signCSR>")[0], 400)
+
+        def openssl(*args, stdin=""):
+            done = subprocess.run(["openssl"] + list(args), input=stdin, text=True,
+                                  capture_output=True, cwd=os.path.join(self.root, "devkit/certs"))
+            return done.returncode, done.stdout
+
+        csr_key = openssl("req", "-noout", "-pubkey", stdin=csr)[1]
+        expected = {  # mode: (parses, key of the CSR, verified by the CA, by the other CA)
+            "garbage": (False, False, False, False),
+            "other_key": (True, False, True, False),
+            "other_ca": (True, True, False, True),
+        }
+        for mode, facts in expected.items():
+            code, body, _ = self.request("POST", "/rc/signCSR", "<signCSR><csr>%s</csr></signCSR>" % csr)
+            crt = ElementTree.fromstring(body).findtext("crt")
+            status, key = openssl("x509", "-noout", "-pubkey", stdin=crt)
+            self.assertEqual((code, status == 0, key == csr_key,
+                              openssl("verify", "-CAfile", "ca.crt", stdin=crt)[0] == 0,
+                              openssl("verify", "-CAfile", "other-ca.crt", stdin=crt)[0] == 0),
+                             (200,) + facts, mode)
+        # The server does not take a certificate of the other CA.
+        other_ca_crt = os.path.join(self.tmp, "other-ca-client.crt")
+        with open(other_ca_crt, "w") as f:
+            f.write(crt)
+        ctx = self.context(client_cert=False)
+        ctx.load_cert_chain(other_ca_crt, os.path.join(self.root, "dorel/certs/module/wmb.key"))
+        conn = http.client.HTTPSConnection("127.0.0.1", self.port, context=ctx, timeout=10)
+        with self.assertRaises((ssl.SSLError, ConnectionError)):
+            conn.request("GET", "/rc/status")
+            conn.getresponse().read()
+        conn.close()
 
         asked = "".join("<cam><serialNumber>%s</serialNumber></cam>" % s for s in ("TV-0002", "TV-0003", "TV-9"))
         code, body, _ = self.request("POST", "/rc/getQuorvexCAMPublicKey",

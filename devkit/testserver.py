@@ -14,13 +14,14 @@ Script (all keys optional):
                                {"redirect": "/rc/other", "code": 302}]},
      "files":  {"/fw/fw-2.3.bin": "content", "/fw/big.bin": {"size": 1048575}},
      "signed_cn": "SN-0001 renewed {n}",
+     "sign": "good"|"garbage"|"other_key"|"other_ca" or a list of these,
      "cam_keys": {"TV-0002": "PUBLIC-KEY-0002", "TV-0003": ""}}
 
 A route's answers are used once each, in order. Without one left, paths
 ending in "/status" or "/commandResult" get an empty statusReply, paths in
 "files" are served to GET, a path ending in "/signCSR" gets the posted CSR
 signed by the dev kit's CA (subject CN "signed_cn" with {n} the number of the
-signature, else the CSR's own subject), a path ending in
+signature, else the CSR's own subject) or spoilt as "sign" says, a path ending in
 "/getQuorvexCAMPublicKey" gets the key of every asked CAM that "cam_keys"
 lists (the others are left out of the reply), anything else is 404.
 """
@@ -57,6 +58,13 @@ class Script:
         self.users = dict(data.get("users", {"rc-user": "rc-pass"}))
         self.files = {path: file_content(path, source) for path, source in data.get("files", {}).items()}
         self.signed_cn = data.get("signed_cn")
+        sign = data.get("sign", [])
+        self.sign_modes = [sign] if isinstance(sign, str) else list(sign)
+        for mode in self.sign_modes:
+            if mode not in SIGN_MODES:
+                raise ValueError("unknown sign mode %r (one of %s)" % (mode, ", ".join(SIGN_MODES)))
+        # A single mode holds for every signature, a list for one each.
+        self.sign_forever = isinstance(sign, str)
         self.cam_keys = dict(data.get("cam_keys", {}))
         self.signatures = 0
         self.routes = {path: list(answers) for path, answers in data.get("routes", {}).items()}
@@ -67,9 +75,14 @@ class Script:
         self.lock = threading.Lock()
 
     def next_signature(self):
+        """(number of the signature, how to answer it)."""
         with self.lock:
             self.signatures += 1
-            return self.signatures
+            if self.sign_forever:
+                mode = self.sign_modes[0]
+            else:
+                mode = self.sign_modes.pop(0) if self.sign_modes else "good"
+            return self.signatures, mode
 
     def next_answer(self, path):
         with self.lock:
@@ -92,33 +105,46 @@ def file_content(path, source):
 
 # The certificate the test server issues for a CSR: a client certificate of
 # the headend's CA, so the agent can present it right away.
-SIGN_CONFIG = """[req]
-distinguished_name = dn
-x509_extensions = ext
-prompt = no
-[dn]
-[ext]
-basicConstraints = critical,CA:FALSE
+SIGN_EXTENSIONS = """basicConstraints = critical,CA:FALSE
 keyUsage = critical,digitalSignature
 extendedKeyUsage = clientAuth
 """
 
+# How a signCSR is answered: "good" signs the CSR's key with the headend's CA;
+# the others are what a broken or confused server might send.
+SIGN_MODES = ("good", "garbage", "other_key", "other_ca")
+GARBAGE_CRT = "devkit: this is not a certificate\n"
 
-def sign_csr(certs, csr, subject_cn):
-    """PEM certificate for the CSR text, or None when it cannot be signed."""
+
+def sign_csr(certs, csr, subject_cn, mode="good"):
+    """PEM certificate for the CSR text as the mode says, or None when it
+    cannot be signed."""
+    if mode == "garbage":
+        return GARBAGE_CRT
+    ca = "other-ca" if mode == "other_ca" else "ca"
     with tempfile.TemporaryDirectory(prefix="rc-sign-") as work:
-        with open(os.path.join(work, "req.cnf"), "w") as f:
-            f.write(SIGN_CONFIG)
+        def openssl(*args):
+            return subprocess.run(["openssl"] + list(args), cwd=work, stdin=subprocess.DEVNULL,
+                                  capture_output=True).returncode == 0
+
+        with open(os.path.join(work, "ext.cnf"), "w") as f:
+            f.write(SIGN_EXTENSIONS)
         with open(os.path.join(work, "in.csr"), "w") as f:
             f.write(csr)
-        args = ["openssl", "req", "-config", "req.cnf", "-in", "in.csr", "-x509",
-                "-CA", os.path.join(certs, "ca.crt"), "-CAkey", os.path.join(certs, "ca.key"),
+        args = ["x509", "-req", "-in", "in.csr",
+                "-CA", os.path.join(certs, ca + ".crt"), "-CAkey", os.path.join(certs, ca + ".key"),
                 "-set_serial", str(int.from_bytes(os.urandom(8), "big") >> 1), "-days", "3650",
-                "-sha256", "-out", "out.crt"]
+                "-sha256", "-extfile", "ext.cnf", "-out", "out.crt"]
         if subject_cn:
             args += ["-subj", "/CN=" + subject_cn]
-        done = subprocess.run(args, cwd=work, stdin=subprocess.DEVNULL, capture_output=True)
-        if done.returncode != 0:
+        if mode == "other_key":
+            # A valid certificate of the right CA, for a key the agent never had.
+            if not (openssl("genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256",
+                            "-out", "other.key")
+                    and openssl("pkey", "-in", "other.key", "-pubout", "-out", "other.pub")):
+                return None
+            args += ["-force_pubkey", "other.pub"]
+        if not openssl(*args):
             return None
         with open(os.path.join(work, "out.crt")) as f:
             return f.read()
@@ -222,10 +248,11 @@ class Handler(BaseHTTPRequestHandler):
         root = request_root(body)
         csr = root.findtext("csr", "") if root is not None else ""
         script = self.server.script
-        cn = None
-        if script.signed_cn:
-            cn = script.signed_cn.replace("{n}", str(script.next_signature()))
-        crt = sign_csr(self.server.certs, csr, cn) if csr.strip() else None
+        crt = None
+        if csr.strip():
+            number, mode = script.next_signature()
+            cn = script.signed_cn.replace("{n}", str(number)) if script.signed_cn else None
+            crt = sign_csr(self.server.certs, csr, cn, mode)
         if crt is None:
             return 400, b"cannot sign\n", {"Content-Type": "text/plain"}
         reply = ('<?xml version="1.0" encoding="utf-8"?>\n<signCSRReply><crt>%s</crt></signCSRReply>'

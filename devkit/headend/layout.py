@@ -30,6 +30,7 @@ DIRECTORIES = [
     "devkit/modules",
     "devkit/exit",
     "devkit/certs",
+    "devkit/hang",
 ]
 
 
@@ -69,7 +70,8 @@ def create_databases(root, tables, opts):
                 conn.execute(table.create_sql())
                 data = contents.get(table.name, [])
                 if data:
-                    conn.executemany(table.insert_sql(), [table.row(r) for r in data])
+                    conn.executemany(table.insert_sql(),
+                                     [table.row(r, i) for i, r in enumerate(data)])
             conn.execute("COMMIT")
         finally:
             conn.close()
@@ -96,9 +98,10 @@ def write_si_tables(root):
             f.write(rowdefs.si_section(table_id, version))
 
 
-def lay_out(root, opts, identity, tables):
+def lay_out(root, opts, identity, tables, layout_name="default"):
     for d in DIRECTORIES:
         os.makedirs(os.path.join(root, d), exist_ok=True)
+    _write(os.path.join(root, "devkit/layout"), layout_name + "\n")
     _write(os.path.join(root, "dorel/conf/debug.conf"), "remote-control 0x10\n")
     _write(os.path.join(root, "devkit/calls.log"), "")
     create_databases(root, tables, opts)

@@ -13,9 +13,21 @@ LNB_LOW_OSCILLATOR = 9750    # the LNB_fb setting below
 LNB_HIGH_OSCILLATOR = 10600  # LNB_fa
 
 
+# Numeric columns a configuration export reads that a real headend may leave
+# NULL; --nulls stores SQL NULL in them on every row.
+NULLABLE_COLUMNS = {
+    "RedesCabecera": ("CellID",),
+    "ServiciosSalidaGlobal": ("idEPG", "OLCN", "SimulcastLCN", "Video_peak_bitrate"),
+    "NimGlobal": ("ScramblingID", "ModoPLS", "RFIN_LOOP"),
+    "RedesModulos": ("Atenuacion",),
+    "RFOutGlobal": ("Espectro_Salida",),
+}
+
+
 class Options:
     def __init__(self, modules=2, services=3, pids=2, cam_modules=1, active=False,
-                 server_url="https://127.0.0.1:1/rc", user="rc-user", password="rc-pass"):
+                 server_url="https://127.0.0.1:1/rc", user="rc-user", password="rc-pass",
+                 nulls=False):
         self.modules = modules
         self.services = services
         self.pids = pids
@@ -24,6 +36,7 @@ class Options:
         self.server_url = server_url
         self.user = user
         self.password = password
+        self.nulls = nulls
 
 
 def module_mac(m):
@@ -288,6 +301,10 @@ def all_rows(opts):
     rows = {"configuracionWebGlobal": settings_rows(opts)}
     rows.update(fixed_rows())
     rows.update(module_rows(opts))
+    if opts.nulls:
+        for table, columns in NULLABLE_COLUMNS.items():
+            for row in rows.get(table, []):
+                row.update(dict.fromkeys(columns))
     return rows
 
 

@@ -3,7 +3,8 @@
 Each stub is a small sh script with the root baked in. It appends its command
 line (the program's fixed path, then each argument after one blank) to
 ROOT/devkit/calls.log and behaves as the files under ROOT/devkit/ say; see
-devkit/README.md.
+devkit/README.md. Any stub hangs, as a real program can, while
+ROOT/devkit/hang/<basename> exists.
 """
 
 import os
@@ -16,6 +17,20 @@ ROOT={root}
 DEVKIT="$ROOT/devkit"
 
 {{ printf '%s' {fixed_q}; for a in "$@"; do printf ' %s' "$a"; done; printf '\n'; }} >>"$DEVKIT/calls.log"
+
+# hang: stops answering the way a stuck program does, with a child stuck as
+# well that keeps standard output and error open, so only killing the whole
+# process group ends both. The pids go to hang/pids for the test to check.
+hang() {{
+    mkdir -p "$DEVKIT/hang"
+    sleep 100000 </dev/null &
+    child=$!
+    printf '%s\n%s\n' "$$" "$child" >>"$DEVKIT/hang/pids"
+    wait "$child"
+    exit 1
+}}
+
+[ ! -f "$DEVKIT/hang/{name}" ] || hang
 
 # status_of FILE DEFAULT: the exit status written in FILE, DEFAULT without one.
 status_of() {{
@@ -107,6 +122,11 @@ case $address in
     ''|*/*) exit 1 ;;
 esac
 module="$DEVKIT/modules/$address"
+case $method in
+    ''|*/*) ;;
+    *) [ ! -f "$module.$method.hang" ] || hang ;;
+esac
+[ ! -f "$module.hang" ] || hang
 # A module the dev kit knows nothing about cannot be reached.
 if [ ! -f "$module.vars" ] && [ ! -f "$module.raw" ] && [ ! -f "$module.exit" ]; then
     exit 1
@@ -135,6 +155,11 @@ case $method in
 esac
 """
 
+# The real md5sum does the work unless the test wants it stuck.
+_MD5SUM = r"""
+exec /usr/bin/md5sum "$@"
+"""
+
 # (path under the root, fixed name recorded in calls.log, body template)
 STUBS = [
     ("dorel/script/SERIAL", "/dorel/script/SERIAL", _IDENTITY),
@@ -149,12 +174,14 @@ STUBS = [
     ("dorel/script/WAN_from_DB.sh", "/dorel/script/WAN_from_DB.sh", _SIMPLE),
     ("dorel/script/get_time_offsets.sh", "/dorel/script/get_time_offsets.sh", _TIME_OFFSETS),
     ("etc/init.d/S60crond", "/etc/init.d/S60crond", _SIMPLE),
+    ("usr/bin/md5sum", "/usr/bin/md5sum", _MD5SUM),
 ]
 
 
 def stub_text(root, fixed, body):
     name = os.path.basename(fixed)
-    text = _PREAMBLE.format(fixed=fixed, fixed_q=shlex.quote(fixed), root=shlex.quote(root))
+    text = _PREAMBLE.format(fixed=fixed, fixed_q=shlex.quote(fixed), root=shlex.quote(root),
+                            name=name)
     return text + body.format(name=name, awk=shlex.quote(_SERIALIZE_AWK))
 
 
@@ -165,7 +192,3 @@ def install_stubs(root):
         with open(path, "w", encoding="utf-8") as f:
             f.write(stub_text(root, fixed, body))
         os.chmod(path, 0o755)
-    md5 = os.path.join(root, "usr/bin/md5sum")
-    os.makedirs(os.path.dirname(md5), exist_ok=True)
-    if not os.path.lexists(md5):
-        os.symlink("/usr/bin/md5sum", md5)

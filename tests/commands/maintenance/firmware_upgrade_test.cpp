@@ -76,7 +76,9 @@ TEST_F(FirmwareUpgrade, AppliedPackageMovesToTheUpgradesBetweenTheTwoScripts) {
     EXPECT_EQ(Errors{}, apply("fw.bin", kPackageMd5));
     EXPECT_EQ("package B", root_.readFile(std::string(kUpgrades) + "/fw.bin"));
     EXPECT_FALSE(root_.exists(kUploads));
-    EXPECT_EQ((std::vector<std::string>{std::string(kStartScript) + " 10", kEndScript}), root_.stubCalls());
+    EXPECT_EQ((std::vector<std::string>{"/usr/bin/md5sum " + root_.rooted(kUploads) + "/fw.bin",
+                                        std::string(kStartScript) + " 10", kEndScript}),
+              root_.stubCalls());
 }
 
 TEST_F(FirmwareUpgrade, StartScriptIsToldTheSizeInKibPlusTen) {
@@ -107,11 +109,12 @@ TEST_F(FirmwareUpgrade, ExitCodesOfTheScriptsReadAsTheirResults) {
 }
 
 TEST_F(FirmwareUpgrade, MissingPackageFailsOnItsMd5OrOnTheMove) {
+    const std::string md5sum = "/usr/bin/md5sum " + root_.rooted(kUploads) + "/gone.bin";
     EXPECT_EQ(only(kWrongMd5), apply("gone.bin", kPackageMd5));
-    EXPECT_TRUE(root_.stubCalls().empty());
+    EXPECT_EQ(std::vector<std::string>{md5sum}, root_.stubCalls());
     // Without an MD5 nothing notices before the move.
     EXPECT_EQ(only(kCouldNotApplyUpgrade), apply("gone.bin"));
-    EXPECT_EQ(std::vector<std::string>{std::string(kStartScript) + " 10"}, root_.stubCalls());
+    EXPECT_EQ((std::vector<std::string>{md5sum, std::string(kStartScript) + " 10"}), root_.stubCalls());
 }
 
 TEST_F(FirmwareUpgrade, HostileFileNamesRunAndMoveNothing) {
