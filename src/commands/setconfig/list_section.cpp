@@ -104,8 +104,9 @@ void completeRow(doreldb::Record& row, const doreldb::Record* previous, const ch
     const doreldb::TableDef& def = row.table();
     for (size_t column = 0; column < def.knownColumns(); ++column) {
         if (column == def.keyColumn() || !row.isNull(column)) continue;
-        if (previous != nullptr && !previous->isNull(column)) {
-            row.set(column, previous->value(column));
+        if (previous != nullptr) {
+            // Kept as it was, a NULL too: the document had nothing for it.
+            if (!previous->isNull(column)) row.set(column, previous->value(column));
         } else if (fallback != nullptr) {
             row.set(column, fallback);
         }

@@ -57,15 +57,17 @@ const ValueRule* findRule(const RuleTable& table, const XmlNode* child, unsigned
     return nullptr;
 }
 
-// An empty element for a number the row does not hold either: the document
-// was read from a headend whose column is NULL (or empty), and sending it back
-// unchanged must change nothing. An empty element against a stored number is
-// still refused.
-bool emptyForNoValue(const ValueRule& rule, const XmlNode* child, const std::vector<doreldb::Record*>& rows) {
-    if (!isNumeric(rule.encoding) || child->value_size() != 0 || child->first_node() != nullptr) return false;
+// A number for a column that holds none (NULL or empty text): an empty
+// element, or a 0, leaves it as it is. The headend's programs read such a
+// column as 0, and getConfiguration writes it as an empty element or as the
+// code of 0, so a document read from a headend with NULLs comes back without
+// changing a row. An empty element against a stored number is still refused.
+bool holdsNoValue(const ValueRule& rule, const std::vector<doreldb::Record*>& rows) {
     const doreldb::Record* row = rule.target < rows.size() ? rows[rule.target] : nullptr;
     return row == nullptr || row->isNull(rule.column) || row->value(rule.column).view().empty();
 }
+
+bool isEmptyElement(const XmlNode* child) { return child->value_size() == 0 && child->first_node() == nullptr; }
 
 // A rule without its own text names the value: "Invalid value for diseqc/id".
 bool reject(SetConfigContext& context, const ValueRule& rule, const XmlNode* element) {
@@ -133,9 +135,11 @@ bool applyRules(SetConfigContext& context, const RuleTable& table, const XmlNode
         const ValueRule* rule = findRule(table, child, selector, index);
         if (rule == nullptr) continue;
         outcome.met[index] = true;
-        if (emptyForNoValue(*rule, child, rows)) continue;
+        const bool numeric = isNumeric(rule->encoding);
+        if (numeric && isEmptyElement(child) && holdsNoValue(*rule, rows)) continue;
         std::string stored;
         if (!decode(*rule, child, rows, stored)) return reject(context, *rule, element);
+        if (numeric && stored == "0" && holdsNoValue(*rule, rows)) continue;
         if (rule->label != nullptr) outcome.description += rule->label + nodeText(child);
         if (rule->target < rows.size() && rows[rule->target] != nullptr &&
             rows[rule->target]->setIfDifferent(rule->column, stored)) {
