@@ -390,12 +390,13 @@ def main():
     root = os.path.join(work, "root")
     server = None
     try:
-        subprocess.run([sys.executable, os.path.join(HERE, "make-headend"), root, "--modules", "3",
+        subprocess.run([sys.executable, os.path.join(HERE, "make-headend"), root, "--modules", "4",
                         "--cam-modules", "1", "--active", "1"], check=True, stdout=subprocess.DEVNULL)
         addresses = [r[0] for r in query(os.path.join(root, "tmp/temp_global.sqlite"),
                                          "SELECT Direccion FROM ModulosCabecera ORDER BY idModulosCabecera")]
         # Module 1 reports a hardware alarm on its input 1 and a fan alarm;
-        # module 2 does not answer at all.
+        # module 2 does not answer at all; module 3 takes the status request
+        # and never answers, as a module whose software hangs does.
         vars_path = os.path.join(root, "devkit/modules", addresses[0] + ".vars")
         with open(vars_path) as f:
             lines = [l for l in f.read().splitlines()
@@ -407,8 +408,9 @@ def main():
             f.write("1\n")
         with open(os.path.join(root, "devkit/modules", addresses[1] + ".resetCAM.exit"), "w") as f:
             f.write("1\n")
+        open(os.path.join(root, "devkit/modules", addresses[2] + ".GetTable.hang"), "w").close()
 
-        due = (datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(seconds=5)).strftime(
+        due = (datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(seconds=25)).strftime(
             "%Y-%m-%dT%H:%M:%S")
         server, port, log_path = start_server(root, work, dict(
             maintenance_script(), routes={"/rc/status": [{"code": 200, "body": reply_with_commands(due)}]}))
@@ -417,14 +419,13 @@ def main():
                          ("https://127.0.0.1:%d/rc" % port,))
 
         section("Simulated headend at %s; test server on 127.0.0.1:%d" % (root, port))
-        print("3 modules: %s (alarms), %s (unreachable), %s (CAM module)" % tuple(addresses))
+        print("4 modules: %s (alarms), %s (unreachable), %s (hangs: stopped at its 10 s time-out, reported as"
+              " unreachable, and the pass goes on), %s (CAM module)" % tuple(addresses))
         print("The server's first reply carries: changePassword, scheduleCommands (a")
         print("stopTVCAMOTAFirmwareUpgrade due at %s UTC), startOTAFirmwareUpgrade and an" % due)
         print("unknown command 'formatAllDisks', a getConfiguration and a resetCAMModules of")
         print("every module (module %s fails to reset: error 552)." % addresses[1])
-
-
-        print("unknown command 'formatAllDisks'; then downloadFirmwareUpgrade + applyFirmwareUpgrade,")
+        print("The same reply also carries downloadFirmwareUpgrade + applyFirmwareUpgrade,")
         print("regenerateSSLCertificate and a partial setQuorvexCAMList.")
 
 
