@@ -10,7 +10,7 @@ if ! command -v dpkg >/dev/null 2>&1; then
     echo "setup: not a Debian system; assuming the build tools are present" >&2
     packages=()
 else
-    packages=(g++ cmake make pkg-config libsqlite3-dev libcurl4-openssl-dev librapidxml-dev zlib1g-dev
+    packages=(g++ cmake make pkg-config libsqlite3-dev libcurl4-openssl-dev libssl-dev librapidxml-dev zlib1g-dev
               libgtest-dev python3 openssl sqlite3 tzdata)
 fi
 installed() {
