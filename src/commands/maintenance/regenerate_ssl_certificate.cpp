@@ -1,6 +1,7 @@
 #include "commands/maintenance/regenerate_ssl_certificate.h"
 
 #include "commands/core/result_codes.h"
+#include "commands/maintenance/certificate_check.h"
 #include "commands/maintenance/client_certificate.h"
 #include "common/errors.h"
 #include "common/fs.h"
@@ -74,6 +75,15 @@ void CmdRegenerateSSLCertificate::execute() {
     const SignedCertificate signedCertificate = requestSignature(csr);
     if (signedCertificate.failure != nullptr) {
         addError(kErrorRequestingSignature, signedCertificate.failure);
+        return;
+    }
+
+    // A certificate the transport could not use would cut the controller
+    // off for good: the one in use is not touched for it.
+    const std::string refusal = checkReceivedCertificate(signedCertificate.crt, paths::clientKey());
+    if (!refusal.empty()) {
+        logf(3, "%s", refusal.c_str());
+        addError(kCouldNotSaveCrt, refusal);
         return;
     }
 
