@@ -36,7 +36,7 @@ export DEBIAN_FRONTEND=noninteractive
 # the build machine.
 TOOLS=(g++-arm-linux-gnueabihf qemu-user-static)
 LIBS=(libc6-dev:armhf libstdc++6:armhf libsqlite3-dev:armhf libcurl4-openssl-dev:armhf
-      zlib1g-dev:armhf libgtest-dev:armhf)
+      libssl-dev:armhf zlib1g-dev:armhf libgtest-dev:armhf)
 
 installed() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'

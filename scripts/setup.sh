@@ -10,8 +10,8 @@ if ! command -v dpkg >/dev/null 2>&1; then
     echo "setup: not a Debian system; assuming the build tools are present" >&2
     packages=()
 else
-    packages=(g++ cmake make pkg-config libsqlite3-dev libcurl4-openssl-dev librapidxml-dev zlib1g-dev
-              libgtest-dev python3 openssl sqlite3 busybox)
+    packages=(g++ cmake make pkg-config libsqlite3-dev libcurl4-openssl-dev libssl-dev librapidxml-dev
+              zlib1g-dev libgtest-dev python3 openssl sqlite3 busybox)
 fi
 installed() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'

@@ -1,6 +1,7 @@
 #include "commands/maintenance/regenerate_ssl_certificate.h"
 
 #include "commands/core/result_codes.h"
+#include "commands/maintenance/certificate_check.h"
 #include "commands/maintenance/client_certificate.h"
 #include "common/errors.h"
 #include "common/fs.h"
@@ -73,6 +74,14 @@ void CmdRegenerateSSLCertificate::execute() {
     const SignedCertificate signedCertificate = requestSignature(env(), csr);
     if (signedCertificate.failure != nullptr) {
         fail(kErrorRequestingSignature, signedCertificate.failure, "%s", signedCertificate.logLine.c_str());
+        return;
+    }
+
+    // A certificate the transport could not use would cut the controller
+    // off for good: the one in use is not touched for it.
+    const std::string refusal = checkReceivedCertificate(signedCertificate.crt, env().paths().clientKey());
+    if (!refusal.empty()) {
+        fail(kCouldNotSaveCrt, refusal, "%s", refusal.c_str());
         return;
     }
 

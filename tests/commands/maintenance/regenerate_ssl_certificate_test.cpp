@@ -5,6 +5,7 @@
 #include "support/command_server.h"
 
 #include "commands/core/result_codes.h"
+#include "commands/maintenance/certificate_check.h"
 #include "commands/maintenance/client_certificate.h"
 #include "server/https_client.h"
 #include "common/fs.h"
@@ -82,7 +83,7 @@ TEST_F(RegenerateCertificate, MissingCsrIsReportedButTheServerStillAsked) {
 }
 
 TEST_F(RegenerateCertificate, EveryFailureKeepsAWorkingCertificate) {
-    const std::string good = "<signCSRReply><crt>NEW CERTIFICATE</crt></signCSRReply>";
+    const std::string good = "<signCSRReply><crt>" + original_ + "</crt></signCSRReply>";
     const struct {
         const char* name;
         std::string script;
@@ -105,8 +106,9 @@ TEST_F(RegenerateCertificate, EveryFailureKeepsAWorkingCertificate) {
              root_.writeFile(std::string(kBak) + "/keep", "x");
          },
          {{kCouldNotSaveCrt, "Could not replace CRT"}}},
-        {"10 MB certificate", signReply("<signCSRReply><crt>" + std::string(10 << 20, 'A') + "</crt></signCSRReply>"),
-         nullptr, {}},
+        {"10 MB after the certificate",
+         signReply("<signCSRReply><crt>" + original_ + std::string(10 << 20, 'A') + "</crt></signCSRReply>"), nullptr,
+         {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -124,6 +126,44 @@ TEST_F(RegenerateCertificate, EveryFailureKeepsAWorkingCertificate) {
             EXPECT_EQ(original_, root_.readFile(kCrt));
         }
     }
+}
+
+// A certificate the transport could not load beside the controller's key
+// never touches the files; text around one it can load is kept as received.
+TEST_F(RegenerateCertificate, OnlyACertificateForTheControllersKeyIsInstalled) {
+    const std::string otherKey = root_.readFile("/devkit/certs/server.crt");  // same CA
+    const std::string brokenBlock = "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
+    const char notPem[] = "Received certificate is not a PEM certificate";
+    const char mismatch[] = "Received certificate does not match the controller's key";
+    const struct {
+        const char* name;
+        std::string crt;
+        const char* refusal;  // nullptr: installed
+    } cases[] = {
+        {"garbage", "NEW CERTIFICATE", notPem},
+        {"certificate for another key", otherKey, mismatch},
+        {"the controller's certificate second", otherKey + original_, mismatch},
+        {"broken block after the certificate", original_ + brokenBlock, notPem},
+        {"text around the certificate", "issued for SN-0001\n" + original_ + "end\n", nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        serve(signReply("<signCSRReply><crt>" + c.crt + "</crt></signCSRReply>"));
+        if (c.refusal) {
+            EXPECT_EQ((Errors{{kCouldNotSaveCrt, c.refusal}}), regenerate());
+            EXPECT_EQ(original_, root_.readFile(kCrt));
+            EXPECT_FALSE(root_.exists(kBak));
+            EXPECT_FALSE(root_.exists(kTmp));
+        } else {
+            EXPECT_EQ(Errors{}, regenerate());
+            EXPECT_EQ(c.crt, root_.readFile(kCrt));
+            EXPECT_EQ(original_, root_.readFile(kBak));
+            EXPECT_NO_THROW(statusRequest());  // the transport loads it as it is
+        }
+    }
+    // The exchange itself needs the key, so an unreadable one is only seen
+    // by the check alone.
+    EXPECT_EQ("Could not read the controller's key", checkReceivedCertificate(original_, root_.rooted(kCsr)));
 }
 
 // Without a certificate no request gets through to the server, so the first
