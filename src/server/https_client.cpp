@@ -16,6 +16,7 @@
 
 #include "common/env.h"
 #include "common/errors.h"
+#include "server/client_certificate.h"
 #include "server/settings.h"
 
 namespace dorel_remote_control {
@@ -171,7 +172,56 @@ void HttpsClient::requireOk(Env& env) {
     if (status != kHttpOk) throw CurlError("Invalid response code: " + std::to_string(status));
 }
 
-ResponseBuffer HttpsClient::request(Env& env, const std::string& url, const char* body) {
+namespace {
+
+// A handshake the server ended because of the client certificate: an alert
+// about it (TLS 1.3 reports it on the first read, 1.2 during the handshake),
+// or a certificate libcurl could not even load.
+bool refusedClientCertificate(CURLcode code, const char* detail) {
+    if (code == CURLE_SSL_CERTPROBLEM) return true;
+    if (code != CURLE_SSL_CONNECT_ERROR && code != CURLE_RECV_ERROR && code != CURLE_SEND_ERROR) return false;
+    const std::string text(detail);
+    if (text.find("alert") == std::string::npos) return false;
+    for (const char* cause : {"unknown ca", "bad certificate", "certificate unknown", "certificate required",
+                              "certificate expired", "certificate revoked", "unsupported certificate",
+                              "access denied"}) {
+        if (text.find(cause) != std::string::npos) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+ResponseBuffer HttpsClient::request(Env& env, const std::string& url, const char* body,
+                                    const std::function<std::string()>& bodyAfterRollback) {
+    try {
+        ResponseBuffer response = perform(env, url, body);
+        if (renewal_ != Renewal::kNone) {
+            ClientCertificateFiles(env).confirmRenewal();
+            renewal_ = Renewal::kNone;
+        }
+        return response;
+    } catch (const CurlError&) {
+        if (!refusedClientCertificate(lastCode_, errorBuffer_) || !rollBackRenewal(env)) throw;
+    }
+    std::string replacement;
+    if (bodyAfterRollback) {
+        replacement = bodyAfterRollback();
+        body = replacement.c_str();
+    }
+    return perform(env, url, body);
+}
+
+bool HttpsClient::rollBackRenewal(Env& env) {
+    if (renewal_ == Renewal::kNone) return false;
+    renewal_ = Renewal::kNone;
+    ClientCertificateFiles files(env);
+    if (!files.renewalUnconfirmed() || !files.rollBack()) return false;
+    dropConnections(env);
+    return true;
+}
+
+ResponseBuffer HttpsClient::perform(Env& env, const std::string& url, const char* body) {
     reconfigure(env);
     env.log(6, "Requesting: %s", url.c_str());
 
@@ -199,6 +249,7 @@ ResponseBuffer HttpsClient::request(Env& env, const std::string& url, const char
     transferring_ = true;
     code = curl_easy_perform(curl_);
     transferring_ = false;
+    lastCode_ = code;
     if (code != CURLE_OK) throw CurlError(transferError(code));
 
     requireOk(env);

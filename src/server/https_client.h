@@ -7,6 +7,7 @@
 #include <curl/curl.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace dorel_remote_control {
@@ -47,8 +48,13 @@ public:
 
     // POSTs body with the XML headers, or GETs without them when body is null.
     // Returns the body of a 200 answer; throws CurlError for a transfer error
-    // or any other status.
-    ResponseBuffer request(Env& env, const std::string& url, const char* body);
+    // or any other status. When the server refuses the client certificate
+    // and that certificate is a renewal it has not accepted before, the
+    // previous certificate is put back (once; see ClientCertificateFiles) and
+    // the request is made again with it, with the body bodyAfterRollback
+    // gives when there is one.
+    ResponseBuffer request(Env& env, const std::string& url, const char* body,
+                           const std::function<std::string()>& bodyAfterRollback = nullptr);
 
     // Resets the handle and sets the certificate, CA and authentication
     // options and the stall guard (Env::transferStallSeconds).
@@ -63,6 +69,8 @@ public:
     // request then presents the certificate that is on disk now. Keeps the
     // old handle when no new one can be made.
     void dropConnections(Env& env);
+    // A renewed certificate was installed: the next answer confirms it.
+    void noteRenewal() { renewal_ = Renewal::kPending; }
 
     CURL* handle() { return curl_; }
 
@@ -76,7 +84,16 @@ public:
 
 private:
     HttpsClient();
+    ResponseBuffer perform(Env& env, const std::string& url, const char* body);
+    // After a refused handshake: puts the previous certificate back when the
+    // refused one is an unconfirmed renewal; true when it did.
+    bool rollBackRenewal(Env& env);
+
     CURL* curl_;
+    CURLcode lastCode_ = CURLE_OK;
+    // Whether a renewal may wait for the server's acceptance; unknown until
+    // the first answer after start, so a steady pass looks at no file.
+    enum class Renewal { kUnknown, kNone, kPending } renewal_ = Renewal::kUnknown;
     char errorBuffer_[CURL_ERROR_SIZE];
     // Set while a request's transfer runs, so that an exit from inside a
     // write callback does not clean up the handle libcurl is still using.

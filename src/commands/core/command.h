@@ -62,6 +62,11 @@ public:
     ResultDocument& result() { return *result_; }
     Env& env() const { return env_; }
 
+    // While its result was being delivered, the server refused the client
+    // certificate of a renewal and the previous one was put back. Only the
+    // renewal itself has anything to say about it.
+    virtual void certificateRolledBack() {}
+
 protected:
     virtual void execute() = 0;
 

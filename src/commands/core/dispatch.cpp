@@ -71,7 +71,10 @@ void sendResult(PollContext& context, Command& command) {
     env.log(7, "Sending commandResult");
     std::vector<QueuedCommand> replyCommands;
     try {
-        ResponseBuffer response = HttpsClient::instance().request(env, url, text.c_str());
+        ResponseBuffer response = HttpsClient::instance().request(env, url, text.c_str(), [&] {
+            command.certificateRolledBack();
+            return command.result().print(env);
+        });
         replyCommands = takeReplyCommands(env, response.data() != nullptr ? response.data() : "");
     } catch (const CurlError& e) {
         env.log(3, "Error sending remote-control request to server: %s", e.what());

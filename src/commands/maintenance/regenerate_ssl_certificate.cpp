@@ -2,7 +2,7 @@
 
 #include "commands/core/result_codes.h"
 #include "commands/maintenance/certificate_check.h"
-#include "commands/maintenance/client_certificate.h"
+#include "server/client_certificate.h"
 #include "common/errors.h"
 #include "common/fs.h"
 #include "common/env.h"
@@ -15,6 +15,7 @@ namespace dorel_remote_control {
 namespace {
 
 const char kSigningFailed[] = "Error obtaining SSL certificate";
+const char kRolledBack[] = "The server refused the renewed certificate; the previous one is back in use";
 
 // The signed certificate of a signCSR reply, or a failure text for 902.
 SignedCertificate requestSignature(Env& env, const std::string& csr) {
@@ -97,9 +98,15 @@ void CmdRegenerateSSLCertificate::execute() {
             break;
     }
     // Connections opened with the old certificate must not carry the next
-    // request.
+    // request, which decides whether the server takes the new one.
     HttpsClient::instance().dropConnections(env());
+    HttpsClient::instance().noteRenewal();
     if (csrMissing) fail(kErrorGeneratingCsr, std::string(), "Could not read the CSR %s", csrPath.c_str());
+}
+
+void CmdRegenerateSSLCertificate::certificateRolledBack() {
+    result().setCompletionMark(false);
+    fail(kCouldNotSaveCrt, kRolledBack);
 }
 
 }  // namespace dorel_remote_control

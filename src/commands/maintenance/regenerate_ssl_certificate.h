@@ -20,6 +20,10 @@ class CmdRegenerateSSLCertificate : public Command {
 public:
     explicit CmdRegenerateSSLCertificate(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "regenerateSSLCertificate") {}
 
+    // The server refused the certificate this command installed, and the
+    // previous one was put back: the result says so.
+    void certificateRolledBack() override;
+
 protected:
     void execute() override;
 };
