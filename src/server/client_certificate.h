@@ -37,10 +37,6 @@ public:
     // ".crt.refused". Never again for the same renewal, whatever the outcome.
     bool rollBack();
 
-    const std::string& active() const { return active_; }
-    const std::string& temporary() const { return temporary_; }
-    const std::string& backup() const { return backup_; }
-    const std::string& refused() const { return refused_; }
 
 protected:
     // std::rename; a seam for the failures a test cannot make on disk.
