@@ -11,10 +11,13 @@ const char* const kXmlDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\
 
 ParsedXml::ParsedXml() : doc_(std::make_unique<XmlDocument>()) {}
 
-ParsedXml::ParsedXml(const std::string& text)
-    : buffer_(text.begin(), text.end()), doc_(std::make_unique<XmlDocument>()) {
+ParsedXml::ParsedXml(const std::string& text) : ParsedXml(text.data(), text.size()) {}
+
+ParsedXml::ParsedXml(const char* text, size_t size) : doc_(std::make_unique<XmlDocument>()) {
+    buffer_.reserve(size + 1);
+    buffer_.assign(text, text + size);
     buffer_.push_back('\0');
-    const long tooDeep = xmlDepthExceeded(buffer_.data(), text.size(), kMaxXmlDepth);
+    const long tooDeep = xmlDepthExceeded(buffer_.data(), size, kMaxXmlDepth);
     if (tooDeep >= 0) throw rapidxml::parse_error("document nested too deep", buffer_.data() + tooDeep);
     doc_->parse<0>(buffer_.data());
 }

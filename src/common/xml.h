@@ -35,6 +35,9 @@ public:
     // Copies text and parses it; throws rapidxml::parse_error on malformed XML
     // and on a text nested deeper than kMaxXmlDepth (checked before parsing).
     explicit ParsedXml(const std::string& text);
+    // The same over size bytes at text, e.g. one element of a larger text
+    // that a walk (xml_stream.h) found; only those bytes are copied.
+    ParsedXml(const char* text, size_t size);
     ParsedXml(const ParsedXml&) = delete;
     ParsedXml& operator=(const ParsedXml&) = delete;
 

@@ -18,13 +18,14 @@ const char* skipSpace(const char* p, const char* end) {
     return p;
 }
 
-// Position just past the first occurrence of terminator at or after p, or end.
+// Position just past the first occurrence of terminator at or after p, or
+// null when the text ends first (the parser's "unexpected end of data").
 const char* skipPast(const char* p, const char* end, const char* terminator) {
     const size_t length = strlen(terminator);
     for (; p + length <= end; ++p) {
         if (memcmp(p, terminator, length) == 0) return p + length;
     }
-    return end;
+    return nullptr;
 }
 
 bool startsWith(const char* p, const char* end, const char* prefix) {
@@ -32,7 +33,8 @@ bool startsWith(const char* p, const char* end, const char* prefix) {
     return static_cast<size_t>(end - p) >= length && memcmp(p, prefix, length) == 0;
 }
 
-// After "<!DOCTYPE ": up to the '>' outside any bracketed internal subset.
+// After "<!DOCTYPE ": up to the '>' outside any bracketed internal subset, or
+// null when the text ends first.
 const char* skipDoctype(const char* p, const char* end) {
     int brackets = 0;
     for (; p < end; ++p) {
@@ -40,7 +42,32 @@ const char* skipDoctype(const char* p, const char* end) {
         else if (*p == ']' && brackets > 0) --brackets;
         else if (*p == '>' && brackets == 0) return p + 1;
     }
-    return end;
+    return nullptr;
+}
+
+// Whether the parser can decode every character reference in [p, end), a run
+// of text or an attribute value. Named references it does not know it keeps
+// as written; a numeric one must end in ';' and name a Unicode code point,
+// counted in unsigned long as the parser counts (so a number that wraps round
+// on the controller's 32 bits wraps here too). Its digit table takes the hex
+// letters in a decimal reference as well.
+bool referencesDecode(const char* p, const char* end) {
+    while ((p = static_cast<const char*>(memchr(p, '&', end - p))) != nullptr) {
+        ++p;
+        if (p == end || *p != '#') continue;
+        ++p;
+        unsigned long base = 10;
+        if (p < end && *p == 'x') {
+            base = 16;
+            ++p;
+        }
+        unsigned long code = 0;
+        for (; p < end && Tables::lookup_digits[static_cast<unsigned char>(*p)] != 0xFF; ++p) {
+            code = code * base + Tables::lookup_digits[static_cast<unsigned char>(*p)];
+        }
+        if (code >= 0x110000 || p == end || *p != ';') return false;
+    }
+    return true;
 }
 
 // After "<": a start tag, ending exactly where the parser's would.
@@ -56,7 +83,7 @@ XmlToken::Kind readStartTag(const char*& p, const char* end) {
         p = skipSpace(p + 1, end);
         if (p == end || (*p != '"' && *p != '\'')) return XmlToken::Malformed;
         const char* close = static_cast<const char*>(memchr(p + 1, *p, end - p - 1));
-        if (close == nullptr) return XmlToken::Malformed;
+        if (close == nullptr || !referencesDecode(p + 1, close)) return XmlToken::Malformed;
         p = skipSpace(close + 1, end);
     }
     if (p < end && *p == '>') {
@@ -83,48 +110,59 @@ XmlToken XmlTokens::next() {
         token.begin = static_cast<size_t>(p_ - text_);
         if (*p_ != '<') {
             const char* open = static_cast<const char*>(memchr(p_, '<', end_ - p_));
-            p_ = open != nullptr ? open : end_;
+            const char* runEnd = open != nullptr ? open : end_;
+            if (!referencesDecode(p_, runEnd)) break;
+            p_ = runEnd;
             token.kind = XmlToken::Text;
             token.end = static_cast<size_t>(p_ - text_);
             return token;
         }
         const char* q = p_ + 1;
+        const char* after = nullptr;  // past the markup, null when the parser refuses it
         if (startsWith(q, end_, "/")) {
-            p_ = skipPast(q, end_, ">");
+            // The parser takes any name here, not only the open element's.
+            token.name = ++q;
+            while (q < end_ && isNameChar(*q)) ++q;
+            token.nameLength = static_cast<size_t>(q - token.name);
+            q = skipSpace(q, end_);
+            if (q == end_ || *q != '>') break;
+            p_ = q + 1;
             token.kind = XmlToken::EndTag;
             token.end = static_cast<size_t>(p_ - text_);
             return token;
         }
         if (startsWith(q, end_, "!--")) {
-            p_ = skipPast(q + 3, end_, "-->");
+            after = skipPast(q + 3, end_, "-->");
         } else if (startsWith(q, end_, "![CDATA[")) {
-            p_ = skipPast(q + 8, end_, "]]>");
+            after = skipPast(q + 8, end_, "]]>");
         } else if (startsWith(q, end_, "!DOCTYPE") && q + 8 < end_ && isSpace(q[8])) {
-            p_ = skipDoctype(q + 9, end_);
+            after = skipDoctype(q + 9, end_);
         } else if (startsWith(q, end_, "!")) {
-            p_ = skipPast(q, end_, ">");
+            after = skipPast(q, end_, ">");
         } else if (startsWith(q, end_, "?")) {
-            p_ = skipPast(q + 1, end_, "?>");
+            after = skipPast(q + 1, end_, "?>");
         } else {
             token.name = q;
             const char* name = q;
             token.kind = readStartTag(q, end_);
             token.nameLength = 0;
             while (name + token.nameLength < end_ && isNameChar(name[token.nameLength])) ++token.nameLength;
-            // The parser stops with an error on a malformed tag, so nothing
-            // after it counts.
-            if (token.kind == XmlToken::Malformed) {
-                stopped_ = true;
-                token.end = static_cast<size_t>(q - text_);
-                return token;
-            }
+            if (token.kind == XmlToken::Malformed) break;
             p_ = q;
             token.end = static_cast<size_t>(p_ - text_);
             return token;
         }
+        if (after == nullptr) break;
+        p_ = after;
     }
-    if (stopped_) {
+    // The parser stops with an error at the first markup it refuses, so
+    // nothing after it counts.
+    if (stopped_ || p_ < end_) {
+        stopped_ = true;
         token.kind = XmlToken::Malformed;
+        token.begin = token.end = static_cast<size_t>(p_ - text_);
+        token.name = "";
+        token.nameLength = 0;
         return token;
     }
     token.kind = XmlToken::End;
