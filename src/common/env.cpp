@@ -54,9 +54,7 @@ void Env::write(int priority, const char* format, va_list args) { vsyslog(priori
 unsigned Env::timeoutMillis(Program program) const { return programTimeoutSeconds(program) * 1000; }
 
 ProgramResult Env::run(const ProgramCall& call, size_t captureLimit) {
-    std::vector<std::string> argv{programPath(paths_, call.program)};
-    for (const ProgramArgument& argument : call.arguments) argv.push_back(argument.text);
-    return runProgram(*this, argv, commandLine(paths_, call), timeoutMillis(call.program), captureLimit);
+    return runProgram(*this, call, timeoutMillis(call.program), captureLimit);
 }
 
 }  // namespace dorel_remote_control

@@ -49,6 +49,9 @@ public:
     // The debug mask, filled from the logging configuration at start and
     // whenever the operator changes it.
     unsigned long& debugMask() { return debugMask_; }
+    // Whether log() writes anything: a line that costs work to build is
+    // built only then.
+    bool logging() const { return (debugMask_ & kLogEnableBit) != 0; }
 
     // A transfer that moves less than one byte per second for this long fails
     // like any transport error, so a server that goes silent cannot hold the

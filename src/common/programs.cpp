@@ -65,34 +65,45 @@ static_assert(sizeof kPrograms / sizeof kPrograms[0] == static_cast<size_t>(Prog
 
 const ProgramEntry& entryOf(Program program) { return kPrograms[static_cast<size_t>(program)]; }
 
-// Characters a shell takes literally inside double quotes.
-bool plainInDoubleQuotes(const std::string& text) { return text.find_first_of("$`\\\"\n") == std::string::npos; }
+// A character a shell takes literally inside double quotes.
+bool plainInDoubleQuotes(char c) { return c != '$' && c != '`' && c != '\\' && c != '"' && c != '\n'; }
 
-// Characters a shell takes literally without any quotes.
-bool plainBare(const std::string& text) {
-    return !text.empty() &&
-           text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+,:@=%") ==
-               std::string::npos;
+// A character a shell takes literally without any quotes.
+bool plainBare(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '/' || c == '.' ||
+           c == '_' || c == '-' || c == '+' || c == ',' || c == ':' || c == '@' || c == '=' || c == '%';
 }
 
-std::string singleQuoted(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
-
-std::string shown(const std::string& text, ProgramArgument::Quoting quoting) {
-    switch (quoting) {
-        case ProgramArgument::kBare:
-            if (plainBare(text)) return text;
-            break;
-        case ProgramArgument::kDouble:
-            if (plainInDoubleQuotes(text)) return "\"" + text + "\"";
-            break;
-        case ProgramArgument::kSingle:
-            break;
+template <class Plain>
+bool all(const std::string& text, Plain plain) {
+    for (char c : text) {
+        if (!plain(c)) return false;
     }
-    return singleQuoted(text);
+    return true;
+}
+
+void appendSingleQuoted(std::string& line, const std::string& text) {
+    line += '\'';
+    for (char c : text) {
+        if (c == '\'') {
+            line += "'\\''";
+        } else {
+            line += c;
+        }
+    }
+    line += '\'';
+}
+
+void appendShown(std::string& line, const std::string& text, ProgramArgument::Quoting quoting) {
+    if (quoting == ProgramArgument::kBare && !text.empty() && all(text, plainBare)) {
+        line += text;
+    } else if (quoting == ProgramArgument::kDouble && all(text, plainInDoubleQuotes)) {
+        line += '"';
+        line += text;
+        line += '"';
+    } else {
+        appendSingleQuoted(line, text);
+    }
 }
 
 long long monotonicMillis() {
@@ -152,19 +163,27 @@ std::string programPath(const Paths& paths, Program program) {
 }
 
 std::string commandLine(const Paths& paths, const ProgramCall& call) {
-    std::string line = shown(programPath(paths, call.program), ProgramArgument::kBare);
-    for (const ProgramArgument& argument : call.arguments) line += " " + shown(argument.text, argument.quoting);
+    std::string line;
+    appendShown(line, programPath(paths, call.program), ProgramArgument::kBare);
+    for (const ProgramArgument& argument : call.arguments) {
+        line += ' ';
+        appendShown(line, argument.text, argument.quoting);
+    }
     return line;
 }
 
 unsigned programTimeoutSeconds(Program program) { return entryOf(program).timeoutSeconds; }
 
-ProgramResult runProgram(Env& env, const std::vector<std::string>& argv, const std::string& shownAs,
-                         unsigned timeoutMillis, size_t captureLimit) {
+ProgramResult runProgram(Env& env, const ProgramCall& call, unsigned timeoutMillis, size_t captureLimit) {
     ProgramResult result;
+    const std::string path = programPath(env.paths(), call.program);
     std::vector<char*> args;
-    for (const std::string& argument : argv) args.push_back(const_cast<char*>(argument.c_str()));
+    args.reserve(call.arguments.size() + 2);
+    args.push_back(const_cast<char*>(path.c_str()));
+    for (const ProgramArgument& argument : call.arguments) args.push_back(const_cast<char*>(argument.text.c_str()));
     args.push_back(nullptr);
+    // Built only for a line that is logged.
+    auto shownAs = [&] { return commandLine(env.paths(), call); };
 
     SpawnActions actions;
     posix_spawn_file_actions_addopen(&actions.actions, 0, "/dev/null", O_RDONLY, 0);
@@ -173,7 +192,7 @@ ProgramResult runProgram(Env& env, const std::vector<std::string>& argv, const s
     if (captureLimit > 0) {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) {
-            env.log(3, "Could not start %s: %s", shownAs.c_str(), strerror(errno));
+            env.log(3, "Could not start %s: %s", shownAs().c_str(), strerror(errno));
             return result;
         }
         output.fd = ends[0];
@@ -196,12 +215,12 @@ ProgramResult runProgram(Env& env, const std::vector<std::string>& argv, const s
 
     fflush(nullptr);  // keep the agent's buffered output ahead of the program's
     pid_t pid = -1;
-    const int spawned = argv[0].find('/') == std::string::npos
+    const int spawned = path.find('/') == std::string::npos
                             ? posix_spawnp(&pid, args[0], &actions.actions, &attributes.attributes, args.data(), environ)
                             : posix_spawn(&pid, args[0], &actions.actions, &attributes.attributes, args.data(), environ);
     writeEnd.reset();
     if (spawned != 0) {
-        env.log(3, "Could not start %s: %s", shownAs.c_str(), strerror(spawned));
+        env.log(3, "Could not start %s: %s", shownAs().c_str(), strerror(spawned));
         return result;
     }
 
@@ -216,7 +235,7 @@ ProgramResult runProgram(Env& env, const std::vector<std::string>& argv, const s
             return result;
         }
         if (waited < 0 && errno != EINTR) {
-            env.log(3, "Lost track of %s: %s", shownAs.c_str(), strerror(errno));
+            env.log(3, "Lost track of %s: %s", shownAs().c_str(), strerror(errno));
             return result;
         }
         const long long left = deadline - monotonicMillis();
@@ -239,7 +258,7 @@ ProgramResult runProgram(Env& env, const std::vector<std::string>& argv, const s
     }
     result.timedOut = true;
     env.log(3, "%s did not end within its time-out of %.1f s: stopped it and everything it started",
-            shownAs.c_str(), timeoutMillis / 1000.0);
+            shownAs().c_str(), timeoutMillis / 1000.0);
     return result;
 }
 

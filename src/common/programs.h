@@ -76,12 +76,11 @@ std::string commandLine(const Paths& paths, const ProgramCall& call);
 // The time-out of a program, in seconds (the table in programs.cpp).
 unsigned programTimeoutSeconds(Program program);
 
-// Starts the program of argv[0] (searched in PATH when it holds no '/'),
+// Starts the call's program (searched in PATH when its path holds no '/'),
 // waits at most timeoutMillis, and returns its outcome; output is captured
-// when captureLimit is above 0. shownAs is the command line a time-out or a
-// failure to start is logged with; log receives those lines.
+// when captureLimit is above 0. A time-out or a failure to start is logged
+// with the call's command line.
 class Env;
-ProgramResult runProgram(Env& env, const std::vector<std::string>& argv, const std::string& shownAs,
-                         unsigned timeoutMillis, size_t captureLimit);
+ProgramResult runProgram(Env& env, const ProgramCall& call, unsigned timeoutMillis, size_t captureLimit);
 
 }  // namespace dorel_remote_control

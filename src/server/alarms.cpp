@@ -62,7 +62,7 @@ AlarmSet fetchModuleAlarms(Env& env, doreldb::HeadendRows& tables, const std::st
     const ProgramCall call(Program::kClienteXmlRpcStatus, {{address, ProgramArgument::kDouble},
                                                             "GetTable", "TempDB", "alarmasEstado",
                                                             {"WHERE 1", ProgramArgument::kSingle}});
-    env.log(7, "Executing: %s", commandLine(env.paths(), call).c_str());
+    if (env.logging()) env.log(7, "Executing: %s", commandLine(env.paths(), call).c_str());
     // The client leaves its answer in a fixed file; it is removed after
     // reading, and also when the client failed, so that no module is ever
     // judged on another's answer.

@@ -15,7 +15,7 @@ namespace dorel_remote_control {
 namespace {
 
 int runLogged(Env& env, const ProgramCall& call) {
-    env.log(7, "Executing: %s", commandLine(env.paths(), call).c_str());
+    if (env.logging()) env.log(7, "Executing: %s", commandLine(env.paths(), call).c_str());
     return env.run(call).exitCode;
 }
 
