@@ -200,6 +200,12 @@ ProgramResult runProgram(Env& env, const ProgramCall& call, unsigned timeoutMill
         fcntl(output.fd, F_SETFL, O_NONBLOCK);
         posix_spawn_file_actions_adddup2(&actions.actions, writeEnd.fd, 1);
     }
+#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 34))
+    // Nothing of the agent's beyond the three standard streams: not its
+    // databases, not a connection libcurl keeps, not the lock of its pid file,
+    // which a daemon a script starts (crond) would otherwise hold for years.
+    posix_spawn_file_actions_addclosefrom_np(&actions.actions, 3);
+#endif
 
     // A group of its own, so that a time-out can end the program and all it
     // started; the agent's own signal dispositions and mask stay behind.
