@@ -20,7 +20,7 @@ namespace {
 // its own). Letter case does not matter to the reset, nor here.
 bool namesOwnMac(const std::string& data) {
     const std::string mac = dorel_remote_control::settings().mac();
-    return !mac.empty() && doreldb::asciiLower(data).find(doreldb::asciiLower(mac)) != std::string::npos;
+    return !mac.empty() && doreldb::likeKey(data).find(doreldb::likeKey(mac)) != std::string::npos;
 }
 
 void runWith(const dorel_remote_control::CommandEntry& entry, const std::string& data) {

@@ -12,7 +12,7 @@ namespace doreldb {
 bool TableRows::rowMatches(size_t row, std::initializer_list<LikeFilter> filters) const {
     for (const LikeFilter& filter : filters) {
         const tSqlite3parent& value = rows_[row].value(filter.column);
-        if (value.isNull() || !equalIgnoringAsciiCase(value.view(), filter.value.text())) return false;
+        if (value.isNull() || !likeEqual(value.view(), filter.value.text())) return false;
     }
     return true;
 }
@@ -30,7 +30,7 @@ const TableRows::Index& TableRows::indexOn(std::initializer_list<LikeFilter> fil
     std::vector<std::pair<uint32_t, size_t>> entries;   // hash, row
     entries.reserve(rows_.size());
     for (size_t r = 0; r < rows_.size(); ++r) {
-        uint32_t hash = kAsciiLowerHashSeed;
+        uint32_t hash = kLikeHashSeed;
         bool nullColumn = false;
         for (size_t column : index.columns) {
             const tSqlite3parent& value = rows_[r].value(column);
@@ -38,7 +38,7 @@ const TableRows::Index& TableRows::indexOn(std::initializer_list<LikeFilter> fil
                 nullColumn = true;   // NULL LIKE anything is never true
                 break;
             }
-            hash = asciiLowerHash(value.view(), hash);
+            hash = likeHash(value.view(), hash);
         }
         if (!nullColumn) entries.emplace_back(hash, r);
     }
@@ -67,7 +67,7 @@ RowSelection TableRows::where(std::initializer_list<LikeFilter> filters) {
             for (const LikeFilter& filter : filters) {
                 const Record& row = rows_[r];
                 if (row.isNull(filter.column) ||
-                    !likeMatch(std::string(filter.value.text()), row.text(filter.column))) {
+                    !likeMatch(filter.value.text(), row.value(filter.column).view())) {
                     all = false;
                     break;
                 }
@@ -76,8 +76,8 @@ RowSelection TableRows::where(std::initializer_list<LikeFilter> filters) {
         }
         return RowSelection(rows_.data(), std::move(picked));
     }
-    uint32_t hash = kAsciiLowerHashSeed;
-    for (const LikeFilter& filter : filters) hash = asciiLowerHash(filter.value.text(), hash);
+    uint32_t hash = kLikeHashSeed;
+    for (const LikeFilter& filter : filters) hash = likeHash(filter.value.text(), hash);
     const Index& index = indexOn(filters);
     const auto run = std::equal_range(index.hashes.begin(), index.hashes.end(), hash);
     const size_t* begin = index.rows.data() + (run.first - index.hashes.begin());

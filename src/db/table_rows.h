@@ -112,7 +112,7 @@ public:
 
 private:
     // The rows whose filtered columns are all non-NULL, ordered by a hash of
-    // their ASCII-lower-cased values and then by position: the rows equal to
+    // their values as LIKE compares them and then by position: the rows equal to
     // a value are one run, found by a binary search, without a key built.
     struct Index {
         std::vector<size_t> columns;

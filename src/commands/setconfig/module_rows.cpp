@@ -71,11 +71,11 @@ void ModuleRows::group() {
     moduleByMac_.clear();
     for (size_t row = 0; row < modules_.size(); ++row) {
         shares_[row].module = row;
-        moduleByMac_.emplace(doreldb::asciiLower(modules_[row].text(doreldb::RedesModulos::MAC)), row);
+        moduleByMac_.emplace(doreldb::likeKey(modules_[row].text(doreldb::RedesModulos::MAC)), row);
     }
     // Rows of a MAC that no module has are never reached and stay untouched.
     auto shareOfMac = [&](const Record& row, size_t macColumn) -> ModuleShare* {
-        auto found = moduleByMac_.find(doreldb::asciiLower(row.text(macColumn)));
+        auto found = moduleByMac_.find(doreldb::likeKey(row.text(macColumn)));
         return found == moduleByMac_.end() ? nullptr : &shares_[found->second];
     };
     for (size_t row = 0; row < inputs_.size(); ++row) {
@@ -105,7 +105,7 @@ void ModuleRows::group() {
 }
 
 ModuleShare* ModuleRows::findModule(const std::string& mac) {
-    auto found = moduleByMac_.find(doreldb::asciiLower(mac));
+    auto found = moduleByMac_.find(doreldb::likeKey(mac));
     return found == moduleByMac_.end() ? nullptr : &shares_[found->second];
 }
 
