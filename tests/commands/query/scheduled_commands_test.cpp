@@ -3,6 +3,8 @@
 #include "commands/core/command_store.h"
 #include "support/command_test.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace dorel_remote_control;
@@ -25,11 +27,6 @@ protected:
         return query("SELECT commandId, status, nextTime, schedule, command FROM RCCommand WHERE status <> '2' "
                      "ORDER BY id", kStoreDb);
     }
-    void insertRow(int commandId, int status, const std::string& command) const {
-        root_.exec(kStoreDb, "INSERT INTO RCCommand (commandId, status, nextTime, schedule, command, result) VALUES ('" +
-                                 std::to_string(commandId) + "', '" + std::to_string(status) +
-                                 "', '2000000000', '2031-05-06T07:08:09', '" + command + "', '')");
-    }
 };
 
 TEST_F(ScheduledCommands, StoresEachInnerCommandAtItsUtcSecondTogetherWithItsOwnFinishedState) {
@@ -48,8 +45,8 @@ TEST_F(ScheduledCommands, StoresEachInnerCommandAtItsUtcSecondTogetherWithItsOwn
     EXPECT_EQ("kept", nodeText(childElement(createCommand(env(), rows[1][4])->commandElement(), "note")));
     // Committed with them, in its own row: a restarted agent finds it
     // finished and never stores the inner commands twice.
-    EXPECT_EQ((Rows{{"3", "2", "1"}}),
-              query("SELECT commandId, status, result LIKE '%<result>0<%' FROM RCCommand WHERE status = '2'", kStoreDb));
+    EXPECT_EQ((Rows{{"3", "2", "1"}}), query("SELECT commandId, status, result LIKE '%<result>0<%' FROM RCCommand "
+                                             "WHERE status = '2'", kStoreDb));
     EXPECT_EQ((Rows{{"3"}}), query("SELECT count(*) FROM RCCommand", kStoreDb));
 }
 
@@ -79,19 +76,19 @@ TEST_F(ScheduledCommands, RefusesBadRequestsKeepingTheInnerCommandsBeforeTheFaul
 
 TEST_F(ScheduledCommands, ListsTheWaitingCommandsWithTheirDatetimeAndSkipsDamagedRows) {
     run(schedule(kWhen, envelope(50, "changePassword", "<username>admin</username>")));
-    insertRow(51, kStatusReceived, std::string(kStoredCommandPrefix) + envelope(51, kGet));
-    insertRow(52, kStatusScheduled, "<command><id>52</id><data><broken");
+    ASSERT_TRUE(save(*createCommand(env(), envelope(51, kGet))));  // received, not waiting
+    root_.exec(kStoreDb, "INSERT INTO RCCommand (commandId, status, nextTime, schedule, command, result) "
+                         "VALUES ('52', '4', '2000000000', '2031-05-06T07:08:09', '<command><id>52</id><data><x', '')");
     auto command = run(envelope(9, kGet));
     EXPECT_EQ(Errors{}, command->result().errors());
     // The copy is whole and outlives the stored texts it came from.
-    const std::string printed = command->result().print(env());
+    std::string printed = command->result().print(env());
+    printed.erase(std::remove_if(printed.begin(), printed.end(), [](char c) { return c == '\n' || c == '\t'; }),
+                  printed.end());
     EXPECT_NE(std::string::npos,
-              printed.find("<getScheduledCommandsResult>\n\t\t\t<scheduledCommand>\n"
-                           "\t\t\t\t<datetime>2030-01-02T03:04:05</datetime>\n\t\t\t\t<command>\n"
-                           "\t\t\t\t\t<id>50</id>\n\t\t\t\t\t<data>\n\t\t\t\t\t\t<changePassword>\n"
-                           "\t\t\t\t\t\t\t<username>admin</username>\n\t\t\t\t\t\t</changePassword>\n"
-                           "\t\t\t\t\t</data>\n\t\t\t\t</command>\n\t\t\t</scheduledCommand>\n"
-                           "\t\t</getScheduledCommandsResult>"))
+              printed.find("<getScheduledCommandsResult><scheduledCommand><datetime>2030-01-02T03:04:05</datetime>"
+                           "<command><id>50</id><data><changePassword><username>admin</username></changePassword>"
+                           "</data></command></scheduledCommand></getScheduledCommandsResult>"))
         << printed;
     EXPECT_EQ(3u, storedRows().size()) << "damaged rows are left for someone to look at";
 }
@@ -107,7 +104,7 @@ TEST_F(ScheduledCommands, RemovesTheListedWaitingIdsOrAllOfThem) {
         root_.exec(kStoreDb, "DELETE FROM RCCommand");
         run(schedule(kWhen, envelope(60, kGet) + envelope(61, kGet)));
         // The same id already taken up by the poll cycle: not waiting, never removed.
-        insertRow(60, kStatusReceived, std::string(kStoredCommandPrefix) + envelope(60, kGet));
+        ASSERT_TRUE(save(*createCommand(env(), envelope(60, kGet))));
         EXPECT_EQ(Errors{}, run(envelope(9, "removeScheduledCommands", ids))->result().errors());
         EXPECT_EQ(left, query("SELECT commandId, status FROM RCCommand WHERE status <> '2' ORDER BY id", kStoreDb));
     }
