@@ -23,24 +23,24 @@ protected:
         return errorsOf("setQuorvexCAMList", extra + "<list>" + cams + "</list>");
     }
     std::string keyFile() const { return root_.rooted("/dorel/datosWeb/ScramblingKeys/quorkeys.txt"); }
-    // The result element printed without line breaks and indentation.
-    std::string getList(const std::string& params) {
-        std::string printed = dorel_remote_control::printXml(*run("getQuorvexCAMList", params)->result().data());
-        printed.erase(std::remove_if(printed.begin(), printed.end(), [](char c) { return c == '\n' || c == '\t'; }),
-                      printed.end());
+    // A run's result from its completion mark on, without line breaks and indentation.
+    std::string outcome(const std::string& name, const std::string& params) {
+        std::string printed = run(name, params)->result().print(env());
+        printed.erase(0, printed.find("<result>"));
+        const auto blank = [](char c) { return c == '\n' || c == '\t'; };
+        printed.erase(std::remove_if(printed.begin(), printed.end(), blank), printed.end());
         return printed;
     }
 };
 
 TEST_F(QuorvexCamList, GetListsEveryCamWithKeysOnlyForAnExplicitOne) {
-    EXPECT_EQ("<data><getQuorvexCAMListResult><list><cam><serialNumber>TV-0001</serialNumber><hasPublicKey>1"
-              "</hasPublicKey><publicKey>PUBLIC-KEY-0001</publicKey></cam><cam><serialNumber>TV-0002</serialNumber>"
-              "<hasPublicKey>0</hasPublicKey><publicKey/></cam></list></getQuorvexCAMListResult></data>",
-              getList("<includePublicKeys>1</includePublicKeys>"));
-    EXPECT_EQ("<data><getQuorvexCAMListResult><list><cam><serialNumber>TV-0001</serialNumber><hasPublicKey>1"
-              "</hasPublicKey></cam><cam><serialNumber>TV-0002</serialNumber><hasPublicKey>0</hasPublicKey></cam>"
-              "</list></getQuorvexCAMListResult></data>",
-              getList("<includePublicKeys>true</includePublicKeys>"));
+    EXPECT_EQ("<result>0</result><errors/><data><getQuorvexCAMListResult><list><cam><serialNumber>TV-0001"
+              "</serialNumber><hasPublicKey>1</hasPublicKey><publicKey>PUBLIC-KEY-0001</publicKey></cam><cam>"
+              "<serialNumber>TV-0002</serialNumber><hasPublicKey>0</hasPublicKey><publicKey/></cam></list>"
+              "</getQuorvexCAMListResult></data></commandResult>",
+              outcome("getQuorvexCAMList", "<includePublicKeys>1</includePublicKeys>"));
+    const std::string withoutKeys = outcome("getQuorvexCAMList", "<includePublicKeys>true</includePublicKeys>");
+    EXPECT_EQ(std::string::npos, withoutKeys.find("publicKey>"));
 }
 
 TEST_F(QuorvexCamList, FullListReplacesTheTableGivesBackItsSpaceAndRebuildsTheKeyFile) {
@@ -48,10 +48,13 @@ TEST_F(QuorvexCamList, FullListReplacesTheTableGivesBackItsSpaceAndRebuildsTheKe
     root_.exec(kQuorDb, "WITH RECURSIVE n(i) AS (SELECT 3 UNION ALL SELECT i + 1 FROM n WHERE i < 60) INSERT INTO "
                         "Quorvex (idQuorvex, idCliente, K_Publica) SELECT i, 'TV-' || i, hex(randomblob(400)) FROM n");
     env().set(1699963200);  // noon UTC of 2023-11-14: that date from UTC-12 to UTC+11
-    EXPECT_EQ(Errors{}, setList("<cam><serialNumber>TV-0009</serialNumber><publicKey>\n  KEY-9 \n</publicKey>"
-                                "<MANUFACTURER>Maker</MANUFACTURER><ekShared>EK</ekShared>"
-                                "<description>Lobby</description></cam><cam><serialNumber>TV-0010</serialNumber>"
-                                "<registerDate>2020-01-02</registerDate></cam>"));
+    // Only "cam" elements of the list are CAMs.
+    EXPECT_EQ("<result>0</result><errors/><data><setQuorvexCAMListResult/></data></commandResult>",
+              outcome("setQuorvexCAMList",
+                      "<list><cam><serialNumber>TV-0009</serialNumber><publicKey>\n  KEY-9 \n</publicKey>"
+                      "<MANUFACTURER>Maker</MANUFACTURER><ekShared>EK</ekShared><description>Lobby</description>"
+                      "</cam><note>x</note><cam><serialNumber>TV-0010</serialNumber>"
+                      "<registerDate>2020-01-02</registerDate></cam></list>"));
     EXPECT_EQ((Rows{{"1", "TV-0009", "KEY-9", "Maker", "2023-11-14", "EK", "Lobby", "0", "0", "<NULL>"},
                     {"2", "TV-0010", "", "", "2020-01-02", "", "", "0", "0", "<NULL>"}}),
               camRows());
@@ -76,24 +79,22 @@ TEST_F(QuorvexCamList, PartialListKeepsOtherRowsAndMergesACamNamedAgainWhateverT
 
 TEST_F(QuorvexCamList, BadListChangesNothingAndRunsNoKeyTool) {
     const Rows before = camRows();
-    const struct {
-        std::string params;
-        Errors expected;
-    } cases[] = {
+    const std::pair<std::string, Errors> cases[] = {
         {"<partialList>1</partialList>", {{101, "No 'list' element found"}}},
         // A full list: the emptying of the table is rolled back too.
         {"<list><cam><serialNumber>TV-7</serialNumber></cam><cam><publicKey>K</publicKey></cam></list>",
          {{101, "No 'serialNumber' element found"}}},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.expected, errorsOf("setQuorvexCAMList", c.params)) << c.params;
-        EXPECT_EQ(before, camRows()) << c.params;
+    for (const auto& [params, errors] : cases) {
+        EXPECT_EQ(errors, errorsOf("setQuorvexCAMList", params)) << params;
+        EXPECT_EQ(before, camRows()) << params;
     }
     EXPECT_TRUE(callsOf("/dorel/bin/QuorKey").empty());
 }
 
 TEST_F(QuorvexCamList, KeyToolFailuresAre911) {
-    EXPECT_EQ(Errors{}, errorsOf("regenerateQuorvexScramblingKey"));
+    EXPECT_EQ("<result>0</result><errors/><data><regenerateQuorvexScramblingKeyResult/></data></commandResult>",
+              outcome("regenerateQuorvexScramblingKey", ""));
     EXPECT_EQ(std::vector<std::string>{"/dorel/bin/QuorKey -r " + keyFile()}, callsOf("/dorel/bin/QuorKey"));
     failStub("QuorKey", 3);
     EXPECT_EQ(only(911), errorsOf("regenerateQuorvexScramblingKey"));

@@ -17,9 +17,11 @@ const char kQuorDb[] = "/dorel/DB/quor_global.sqlite";
 class QuorvexKeyFetch : public rctest::CommandTest {
 protected:
     QuorvexKeyFetch() : CommandTest({}) {
-        // Beside the defaults (TV-0001 with a key, TV-0002 without): two more
-        // without a key, one without a serial number, one given up on.
-        root_.exec(kQuorDb, "INSERT INTO Quorvex (idQuorvex, idCliente, K_Publica, Reintentos, Error) VALUES "
+        // Beside the defaults (TV-0001 with a key, TV-0002 without, here with
+        // misses and an odd error mark): two more without a key, one without
+        // a serial number, one given up on.
+        root_.exec(kQuorDb, "UPDATE Quorvex SET Reintentos = '2', Error = '' WHERE idQuorvex = 2;"
+                            "INSERT INTO Quorvex (idQuorvex, idCliente, K_Publica, Reintentos, Error) VALUES "
                             "(3, 'TV-0003', NULL, '0', '0'), (4, '', '', '0', '0'), (5, 'TV-0005', '', '0', '1'), "
                             "(6, 'TV-0006', '', '0', '0')");
     }
@@ -55,11 +57,8 @@ TEST_F(QuorvexKeyFetch, AsksForNamedCamsWithoutKeyAndGivesUpAtOnceOnAnEmptyKeyOr
     EXPECT_NE(std::string::npos, body.find("<cam>\n\t\t\t<serialNumber>TV-0002</serialNumber>"));
     EXPECT_NE(std::string::npos, body.find("<serialNumber>TV-0003</serialNumber>"));
     for (const char* never : {"TV-0001", "TV-0005", "<serialNumber/>"}) EXPECT_EQ(std::string::npos, body.find(never));
-    EXPECT_EQ((Rows{{"TV-0001", "PUBLIC-KEY-0001", "0", "0"},
-                    {"TV-0002", "KEY-2", "0", "0"},
-                    {"TV-0003", "<NULL>", "1", "0"},
-                    {"", "", "0", "0"},
-                    {"TV-0005", "", "0", "1"},
+    EXPECT_EQ((Rows{{"TV-0001", "PUBLIC-KEY-0001", "0", "0"}, {"TV-0002", "KEY-2", "0", "0"},
+                    {"TV-0003", "<NULL>", "1", "0"}, {"", "", "0", "0"}, {"TV-0005", "", "0", "1"},
                     {"TV-0006", "", "0", "1"}}),
               keyRows());
     fetch();

@@ -35,14 +35,11 @@ TEST_F(ScheduledCommands, StoresEachInnerCommandAtItsUtcSecondTogetherWithItsOwn
     ASSERT_TRUE(save(*command));
     command->run();
     EXPECT_EQ(Errors{}, command->result().errors());
-    const Rows rows = storedRows();
-    ASSERT_EQ(2u, rows.size());
-    for (size_t i = 0; i < rows.size(); ++i) {
-        EXPECT_EQ((std::vector<std::string>{std::to_string(11 + i), "4", "1893553445", kWhen}),
-                  std::vector<std::string>(rows[i].begin(), rows[i].begin() + 4));
-    }
+    EXPECT_EQ("<data>\n\t<scheduleCommandsResult/>\n</data>\n", printXml(*command->result().data()));
+    EXPECT_EQ((Rows{{"11", "4", "1893553445", kWhen}, {"12", "4", "1893553445", kWhen}}),
+              query("SELECT commandId, status, nextTime, schedule FROM RCCommand WHERE status = '4'", kStoreDb));
     // What the poll cycle reads back is the inner command alone, parameters and all.
-    EXPECT_EQ("kept", nodeText(childElement(createCommand(env(), rows[1][4])->commandElement(), "note")));
+    EXPECT_EQ("kept", nodeText(childElement(createCommand(env(), storedRows()[1][4])->commandElement(), "note")));
     // Committed with them, in its own row: a restarted agent finds it
     // finished and never stores the inner commands twice.
     EXPECT_EQ((Rows{{"3", "2", "1"}}), query("SELECT commandId, status, result LIKE '%<result>0<%' FROM RCCommand "
@@ -105,7 +102,9 @@ TEST_F(ScheduledCommands, RemovesTheListedWaitingIdsOrAllOfThem) {
         run(schedule(kWhen, envelope(60, kGet) + envelope(61, kGet)));
         // The same id already taken up by the poll cycle: not waiting, never removed.
         ASSERT_TRUE(save(*createCommand(env(), envelope(60, kGet))));
-        EXPECT_EQ(Errors{}, run(envelope(9, "removeScheduledCommands", ids))->result().errors());
+        auto remove = run(envelope(9, "removeScheduledCommands", ids));
+        EXPECT_EQ(Errors{}, remove->result().errors());
+        EXPECT_EQ("<data>\n\t<removeScheduledCommandsResult/>\n</data>\n", printXml(*remove->result().data()));
         EXPECT_EQ(left, query("SELECT commandId, status FROM RCCommand WHERE status <> '2' ORDER BY id", kStoreDb));
     }
 }
