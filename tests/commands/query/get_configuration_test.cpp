@@ -227,6 +227,14 @@ TEST_F(GetConfiguration, EachModelGetsItsBranchesInOrder) {
     // A plain module's services are neither cloned nor decrypted.
     EXPECT_EQ(SERVICE SERVICE_MORE_PLAIN " transcoding videoPeakBitrate serviceStatus pidOrders",
               childNames(at(module(0), {"services", "service"})));
+    // Family 36 without a CAM: model 13 still clones and decrypts, model 2 neither.
+    for (const auto& [model, more] : {std::pair<const char*, const char*>{"13", " cloned decrypt"}, {"2", ""}}) {
+        root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '" + std::string(model) + "' WHERE idRedMod = 2");
+        runAs("KVB-200");
+        EXPECT_EQ(childNames(module(0)), childNames(module(1))) << model;
+        EXPECT_EQ(SERVICE SERVICE_MORE_PLAIN + std::string(more) + " transcoding videoPeakBitrate serviceStatus "
+                  "decrytStatus pidOrders", childNames(at(module(1), {"services", "service"}))) << model;
+    }
     // A satellite tuner's band is its own only without a DiSEqC position.
     EXPECT_EQ("input(inputId=2 active=1 type=0 onid=1 tsid=1004 frequency=11650 diseqc=0 band=high PLSmode=auto "
               "scramblingID=0 streamID=1 inputStatus(signalQuality=Unlocked))",

@@ -33,7 +33,7 @@ protected:
     }
 };
 
-TEST_F(QuorvexCamList, GetListsEveryCamWithKeysOnlyForAnExplicitOne) {
+TEST_F(QuorvexCamList, GetListsEveryCamWithKeysOnlyForAnExplicitOneOrReports102) {
     EXPECT_EQ("<result>0</result><errors/><data><getQuorvexCAMListResult><list><cam><serialNumber>TV-0001"
               "</serialNumber><hasPublicKey>1</hasPublicKey><publicKey>PUBLIC-KEY-0001</publicKey></cam><cam>"
               "<serialNumber>TV-0002</serialNumber><hasPublicKey>0</hasPublicKey><publicKey/></cam></list>"
@@ -41,6 +41,9 @@ TEST_F(QuorvexCamList, GetListsEveryCamWithKeysOnlyForAnExplicitOne) {
               outcome("getQuorvexCAMList", "<includePublicKeys>1</includePublicKeys>"));
     const std::string withoutKeys = outcome("getQuorvexCAMList", "<includePublicKeys>true</includePublicKeys>");
     EXPECT_EQ(std::string::npos, withoutKeys.find("publicKey>"));
+    // An empty list would tell the server the headend has no CAMs.
+    root_.exec(kQuorDb, "DROP TABLE Quorvex");
+    EXPECT_EQ(only(102), errorsOf("getQuorvexCAMList"));
 }
 
 TEST_F(QuorvexCamList, FullListReplacesTheTableGivesBackItsSpaceAndRebuildsTheKeyFile) {

@@ -18,12 +18,12 @@ class QuorvexKeyFetch : public rctest::CommandTest {
 protected:
     QuorvexKeyFetch() : CommandTest({}) {
         // Beside the defaults (TV-0001 with a key, TV-0002 without, here with
-        // misses and an odd error mark): two more without a key, one without
-        // a serial number, one given up on.
+        // misses and an odd error mark): two more without a key (one missed
+        // once), one without a serial number, one given up on.
         root_.exec(kQuorDb, "UPDATE Quorvex SET Reintentos = '2', Error = '' WHERE idQuorvex = 2;"
                             "INSERT INTO Quorvex (idQuorvex, idCliente, K_Publica, Reintentos, Error) VALUES "
                             "(3, 'TV-0003', NULL, '0', '0'), (4, '', '', '0', '0'), (5, 'TV-0005', '', '0', '1'), "
-                            "(6, 'TV-0006', '', '0', '0')");
+                            "(6, 'TV-0006', '', '1', '0')");
     }
     // "serial key Reintentos Error" of each row.
     Rows keyRows() const {
@@ -61,6 +61,8 @@ TEST_F(QuorvexKeyFetch, AsksForNamedCamsWithoutKeyAndGivesUpAtOnceOnAnEmptyKeyOr
                     {"TV-0003", "<NULL>", "1", "0"}, {"", "", "0", "0"}, {"TV-0005", "", "0", "1"},
                     {"TV-0006", "", "0", "1"}}),
               keyRows());
+    EXPECT_TRUE(env().contains("TVID TV-0003 is missing from getQuorvexCAMPublicKeyReply") &&
+                env().contains("No public key for TV-0006 was set")) << env().dump();
     fetch();
     EXPECT_EQ("2", keyRows()[2][2]);
     fetch();

@@ -99,13 +99,15 @@ TEST_F(ScheduledCommands, RemovesTheListedWaitingIdsOrAllOfThem) {
     for (const auto& [ids, left] : cases) {
         SCOPED_TRACE(ids);
         root_.exec(kStoreDb, "DELETE FROM RCCommand");
-        run(schedule(kWhen, envelope(60, kGet) + envelope(61, kGet)));
+        // 61 large enough to leave free pages behind.
+        run(schedule(kWhen, envelope(60, kGet) + envelope(61, kGet, "<x>" + std::string(9000, 'x') + "</x>")));
         // The same id already taken up by the poll cycle: not waiting, never removed.
         ASSERT_TRUE(save(*createCommand(env(), envelope(60, kGet))));
         auto remove = run(envelope(9, "removeScheduledCommands", ids));
         EXPECT_EQ(Errors{}, remove->result().errors());
         EXPECT_EQ("<data>\n\t<removeScheduledCommandsResult/>\n</data>\n", printXml(*remove->result().data()));
         EXPECT_EQ(left, query("SELECT commandId, status FROM RCCommand WHERE status <> '2' ORDER BY id", kStoreDb));
+        EXPECT_EQ((Rows{{"0"}}), query("PRAGMA freelist_count", kStoreDb));
     }
 }
 
