@@ -78,6 +78,7 @@ struct Layout {
     const char* name;
     std::vector<std::string> makeHeadendArgs;
 };
+void PrintTo(const Layout& layout, std::ostream* out) { *out << layout.name; }
 
 class ConfigurationDocument : public GetConfiguration, public ::testing::WithParamInterface<Layout> {
 protected:
@@ -205,7 +206,7 @@ const ModelShape kShapes[] = {
      SERVICE SERVICE_MORE " transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
 };
 
-TEST_F(GetConfiguration, EachModelGetsItsBranchesInOrder) {
+TEST_F(GetConfiguration, EachModelAndModuleKindGetsItsBranchesInOrder) {
     root_.exec(kTempDb, "UPDATE TempNIMGlobal SET Lock = '0' WHERE idTempNIMGlobal = 4");
     for (const ModelShape& shape : kShapes) {
         std::istringstream models(shape.models);
