@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -243,11 +244,7 @@ TEST_F(GetConfiguration, EachModelAndModuleKindGetsItsBranchesInOrder) {
 }
 
 TEST(ConfigurationCodes, EdgeValues) {
-    struct Case {
-        ValueCoder coder;
-        const char* stored;
-        const char* text;
-    } cases[] = {
+    const std::tuple<ValueCoder, const char*, const char*> cases[] = {
         {cardRightsText, "49", "Rights OK"},          {cardRightsText, "48", "Less than 48 hours"},
         {cardRightsText, "25", "Less than 48 hours"}, {cardRightsText, "24", "KO. No rights"},
         {cardRightsText, "23", "Less than 24 hours"}, {cardRightsText, "0", "KO. No rights"},
@@ -260,7 +257,7 @@ TEST(ConfigurationCodes, EdgeValues) {
         {polarityText, "4294967297", ""},             {activeText, "4294967296", "1"},
         {cardRightsText, "4294967320", "Rights OK"},  {cardRightsText, "-4294967296", "Less than 24 hours"},
     };
-    for (const Case& c : cases) EXPECT_EQ(c.text, c.coder(c.stored)) << c.stored;
+    for (const auto& [coder, stored, text] : cases) EXPECT_EQ(text, coder(stored)) << stored;
 }
 
 TEST_F(GetConfiguration, LeavesOutSsuCarriersAndDeletedServicesAndPids) {

@@ -4,6 +4,7 @@
 #include "support/command_test.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace {
 
@@ -48,11 +49,7 @@ TEST_F(ScheduledCommands, StoresEachInnerCommandAtItsUtcSecondTogetherWithItsOwn
 }
 
 TEST_F(ScheduledCommands, RefusesBadRequestsKeepingTheInnerCommandsBeforeTheFault) {
-    const struct {
-        std::string envelope;
-        Errors errors;
-        size_t kept;
-    } cases[] = {
+    const std::tuple<std::string, Errors, size_t> cases[] = {  // envelope, errors, inner commands kept
         {schedule("2030-01-02T03:04:05Z", envelope(21, kGet)), {{601, "2030-01-02T03:04:05Z"}}, 0},
         // The controller's time_t ends there: stored, it would wrap into the past and run at once.
         {schedule("2038-01-19T03:14:08", envelope(21, kGet)), {{601, "2038-01-19T03:14:08"}}, 0},
@@ -63,11 +60,11 @@ TEST_F(ScheduledCommands, RefusesBadRequestsKeepingTheInnerCommandsBeforeTheFaul
         {schedule(kWhen, envelope(30, kGet) + "<command><id>33</id><data>text only</data></command>"),
          {{101, "'data' has no command"}}, 1},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.envelope);
+    for (const auto& [request, errors, kept] : cases) {
+        SCOPED_TRACE(request);
         root_.exec(kStoreDb, "DELETE FROM RCCommand");
-        EXPECT_EQ(c.errors, run(c.envelope)->result().errors());
-        EXPECT_EQ(c.kept, storedRows().size());
+        EXPECT_EQ(errors, run(request)->result().errors());
+        EXPECT_EQ(kept, storedRows().size());
     }
 }
 

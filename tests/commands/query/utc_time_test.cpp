@@ -7,14 +7,12 @@
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <utility>
 
 using dorel_remote_control::parseServerDatetime;
 
 TEST(ServerDatetime, IsUtcWhateverTheControllerZoneAndLeavesTheZoneAsItWas) {
-    const struct {
-        std::string text;
-        long seconds;  // -1: refused
-    } cases[] = {
+    const std::pair<std::string, long> cases[] = {  // text, seconds (-1: refused)
         {"2030-01-02T03:04:05", 1893553445L}, {"2024-07-01T12:00:00", 1719835200L},
         {"2038-01-19T03:14:07", 2147483647L}, {"2038-01-19T03:14:08", -1},
         {"2030-01-02T03:04:05Z", -1},         {"2030-13-02T03:04:05", -1},
@@ -26,10 +24,10 @@ TEST(ServerDatetime, IsUtcWhateverTheControllerZoneAndLeavesTheZoneAsItWas) {
         SCOPED_TRACE(zone ? zone : "(unset)");
         if (zone) setenv("TZ", zone, 1); else unsetenv("TZ");
         tzset();
-        for (const auto& c : cases) {
+        for (const auto& [text, expected] : cases) {
             long seconds = -1;
-            EXPECT_EQ(c.seconds != -1, parseServerDatetime(c.text, seconds)) << c.text;
-            EXPECT_EQ(c.seconds, seconds) << c.text;
+            EXPECT_EQ(expected != -1, parseServerDatetime(text, seconds)) << text;
+            EXPECT_EQ(expected, seconds) << text;
         }
         const char* after = getenv("TZ");
         EXPECT_EQ(zone ? zone : "(unset)", std::string(after ? after : "(unset)"));
