@@ -1,293 +1,308 @@
-// getConfiguration against the dev kit's headend: the document's shape for
-// every controller model, the coded values, the filters, and the failures.
+// getConfiguration against the dev kit's headend: the document of a small
+// headend, its branches per controller model, the coded values, the filters
+// and the failures.
 #include "commands/query/configuration_codes.h"
-#include "configuration_document.h"
+#include "commands/query/utc_time.h"
+#include "common/xml.h"
+#include "support/command_test.h"
 
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <tuple>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace dorel_remote_control;
-using rctest::at;
-using rctest::childNames;
-using rctest::nth;
-using rctest::textAt;
 
-class GetConfiguration : public rctest::ConfigurationTest {};
+// Element names of a node's children, separated by blanks.
+std::string childNames(const XmlNode* node) {
+    std::string names;
+    for (auto* child = node != nullptr ? node->first_node() : nullptr; child; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element) names += (names.empty() ? "" : " ") + nodeName(child);
+    }
+    return names;
+}
+
+// A subtree on one line: "name=text" for a leaf, "name(child child ...)" otherwise.
+std::string flat(const XmlNode* node) {
+    if (node == nullptr) return "<none>";
+    std::string children;
+    for (auto* child = node->first_node(); child; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element) children += (children.empty() ? "" : " ") + flat(child);
+    }
+    return nodeName(node) + (children.empty() ? "=" + nodeText(node) : "(" + children + ")");
+}
+
+// The node at a path of child names (null when one is missing); "name#n" is
+// the n-th (0-based) child of that name.
+XmlNode* at(const XmlNode* node, const std::vector<std::string>& path) {
+    auto* current = const_cast<XmlNode*>(node);
+    for (const std::string& step : path) {
+        const size_t hash = step.find('#');
+        current = current ? childElement(current, step.substr(0, hash).c_str()) : nullptr;
+        for (int n = hash == std::string::npos ? 0 : std::stoi(step.substr(hash + 1)); current && n > 0; --n) {
+            current = current->next_sibling(step.substr(0, hash).c_str());
+        }
+    }
+    return current;
+}
+
+class GetConfiguration : public rctest::CommandTest {
+protected:
+    explicit GetConfiguration(const std::vector<std::string>& args = {"--no-certs"}) : CommandTest(args) {}
+
+    // Runs the command as the given model; keeps the printed result parsed.
+    void runAs(const std::string& model) {
+        useModel(model);
+        auto command = run(rctest::envelope(5, "getConfiguration"));
+        errors_ = command->result().errors();
+        printed_ = command->result().print(env());
+        parsed_ = std::make_unique<ParsedXml>(printed_);
+    }
+    XmlNode* configuration() const {
+        return at(&parsed_->doc(), {"commandResult", "data", "getConfigurationResult", "configuration"});
+    }
+    XmlNode* module(int n) const { return at(configuration(), {"modules", "module#" + std::to_string(n)}); }
+
+    rctest::Errors errors_;
+    std::string printed_;
+    std::unique_ptr<ParsedXml> parsed_;
+};
+
+// A headend of one CAM module with one service, an input of each tuner kind
+// (the cable one inactive) and one inactive cable modulator, with texts that
+// need escaping, NULL columns, a missing setting and a PID mask beyond 32 bits.
+struct Layout {
+    const char* name;
+    std::vector<std::string> makeHeadendArgs;
+};
+void PrintTo(const Layout& layout, std::ostream* out) { *out << layout.name; }
+
+class ConfigurationDocument : public GetConfiguration, public ::testing::WithParamInterface<Layout> {
+protected:
+    static std::vector<std::string> headendArgs() {
+        std::vector<std::string> args = {"--no-certs", "--modules", "1", "--services", "1", "--pids", "0"};
+        args.insert(args.end(), GetParam().makeHeadendArgs.begin(), GetParam().makeHeadendArgs.end());
+        return args;
+    }
+    ConfigurationDocument() : GetConfiguration(headendArgs()) {
+        root_.setConfig("identificacion_cabecera", "Tom & Jerry's <\"head\"> end");
+        root_.exec(kConfigDb,
+                   "DELETE FROM configuracionWebGlobal WHERE nombre = 'network_Gateway';"
+                   "UPDATE configuracionWebGlobal SET valor = NULL WHERE nombre = 'network_IP';"
+                   "UPDATE RedesCabecera SET Block_PIDs = '4294967300';"
+                   "UPDATE RedesModulos SET LabelName = 'Sala <A> & \"B\"', NumeroSerie = NULL, ModoSalidaRF = '1';"
+                   "DELETE FROM SalidasLogicasGlobal WHERE idSalidasLogicasGlobal = 2;"
+                   "UPDATE RFOutGlobal SET Modo_Salida_Modulacion = '4', Activo = '0';"
+                   "UPDATE EntradasGlobal SET tipoEntrada = '1' WHERE idEntradasGlobal = 2;"
+                   "INSERT INTO EntradasGlobal (idEntradasGlobal, MAC, tipoEntrada, TSID, ONID, Activo, fk_idEntrada) "
+                   "VALUES (3, '00:1A:2B:00:00:01', '2', '1003', '1', '0', '3');"
+                   "INSERT INTO NimCOFDMGlobal (idNimCOFDMGlobal, Bandwidth, Hierarchy, trackingStatusEn, "
+                   "TSID_Tracking, ONID_Tracking, PLP_ID, Frequency, fk_idEntradasGlobal, RFIN_LOOP) "
+                   "VALUES (7, '2', '1', '1', '5', '6', '-2', '474000', '2', '2');"
+                   "INSERT INTO NimQAMGlobal (idNimQAMGlobal, Constelacion, Frequency, SymbolRate, "
+                   "fk_idEntradasGlobal, RFIN_LOOP) VALUES (9, '4', '306000', '6900', '3', '1')");
+        root_.exec(kTempDb, "INSERT INTO TempNIMCOFDMGlobal (fk_idNimCOFDMGlobal, Lock, SignalQuality) "
+                            "VALUES ('7', '1', '2')");
+        const struct timeval times[2] = {{1700000000, 0}, {1700000000, 0}};
+        utimes(root_.rooted("/dorel/datosWeb/tablasSI/NIT_table_1").c_str(), times);
+    }
+};
+
+// The modules, read from the tables the headend's other programs lay out, are
+// kept byte for byte in expected/ (RC_WRITE_EXPECTED=1 rewrites the file after
+// a deliberate change); the sections before them are checked one to a line.
+TEST_P(ConfigurationDocument, IsTheStoredOne) {
+    {
+        ScopedUtcTimezone utc;  // OutputNITDate is in local time
+        runAs("KVB-200");
+    }
+    ASSERT_TRUE(errors_.empty());
+    const size_t from = printed_.find("\t\t\t\t<modules>"), to = printed_.find("</modules>\n") + 11;
+    ASSERT_LT(from, to);
+    const std::string modules = printed_.substr(from, to - from);
+    const std::string path = std::string(RC_SOURCE_DIR) + "/tests/commands/query/expected/modules.xml";
+    if (getenv("RC_WRITE_EXPECTED") != nullptr) std::ofstream(path, std::ios::binary) << modules;
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream stored;
+    stored << file.rdbuf();
+    EXPECT_EQ(stored.str(), modules);
+
+    std::string sections;
+    for (XmlNode* section = configuration()->first_node(); nodeName(section) != "modules";
+         section = section->next_sibling()) {
+        sections += flat(section) + "\n";
+    }
+    EXPECT_EQ("identification(headendName=Tom & Jerry's <\"head\"> end location=Lab installationDate=2019-04-12 "
+              "zatContractId=CONTRACT-1 installer=Installer Ltd clientID=CLIENT-1 hostType=0 TVModels= "
+              "installationMode=0)\n"
+              "regional(language=es country=ES timezone=Europe/Madrid)\n"
+              "maturityRating=0\n"
+              "maintenances(maintenance(hour=3 min=30 active=0))\n"
+              "homeChannels(homechannel(frequency=11778 orbit=192 polarity=horizontal band=high symbolrate=27500 "
+              "onid=1 tsid=1051))\n"
+              "serviceEPGs(serviceEPG(onid=1 tsid=1051 epg=1 videoType=1 videoPeakBitrate=8000 serviceType=1 name=News "
+              "provider=Broadcaster audiosEPGs(audiosEPG(languageCode=spa audioType=0)) replacingEPGs= "
+              "satelliteEPG(onid=1 tsid=1051 frequency=11778 symbolrate=27500 polarity=horizontal orbit=192 "
+              "westEastFlag=1)) serviceEPG(onid=1 tsid=1051 epg=1 videoType=1 videoPeakBitrate=8000 serviceType=1 "
+              "name=Sport provider=Broadcaster audiosEPGs(audiosEPG(languageCode=eng audioType=0)) "
+              "replacingEPGs(replacingEPG(replacingEpgChannelId=sport.example)) satelliteEPG(onid=1 tsid=1051 "
+              "frequency=11778 symbolrate=27500 polarity=horizontal orbit=192 westEastFlag=1)))\n"
+              "network(internet=1 dhcp=0 ip= netmask=255.255.255.0 gateway= dns1=192.168.1.1 dns2=192.168.1.2)\n"
+              "dvbNetworks(dvbNetwork(id=1 nid=12345 onidOut=8916 name=Test network ciplusTVs=0 tvType=0 cellID=0 "
+              "forceServiceName=0 autoServiceList=1 lcnOffset=0 lcnMode=0 tipoNITPatron=0 nitPatron=0 "
+              "versionNITPatron=0 autoBlockPIDs(text=1 subtitles=1 data=1) autoDecryptPIDs(text=0 subtitles=1 data=0) "
+              "InputVersionNIT=7 InputVersionBAT=12 OutputVersionNIT=3 OutputNITDate=14-11-23 22:13:20))\n"
+              "lnb(oscLowFreq=9750 oscHighFreq=10600 oscBandaCFreq=5150 oscBandaSatelite=0)\n"
+              "diseqcs(diseqc(position=1 name=Astra orbit=192 polarity=vertical band=low) diseqc(position=2 "
+              "name=Hotbird orbit=130 polarity=vertical band=low))\n"
+              "scramblings(scrambling(name=Quorvex active=1 mode=odd frequency=10 oddKey=0011223344556677 "
+              "evenKey=8899AABBCCDDEEFF date=2019-04-12))\n"
+              "preferredLanguages(language=spa language=eng)\n",
+              sections);
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, ConfigurationDocument, ::testing::Values(Layout{"default", {}}),
+                         [](const ::testing::TestParamInfo<Layout>& info) { return info.param.name; });
 
 // What each model's document holds: its sections, a network's children, the
 // CAM module's children and a service of the CAM module.
 struct ModelShape {
-    const char* model;
+    const char* models;
     const char* sections;
     const char* network;
     const char* camModule;
     const char* camService;
 };
 
-#define GROUP_A_SECTIONS                                                                                    \
-    "identification regional maturityRating maintenances homeChannels serviceEPGs network dvbNetworks lnb " \
-    "diseqcs scramblings preferredLanguages modules"
-#define PLAIN_SECTIONS "identification regional network dvbNetworks lnb diseqcs scramblings preferredLanguages modules"
-#define FULL_NETWORK                                                                                            \
+#define NETWORK                                                                                                 \
     "id nid onidOut name ciplusTVs tvType cellID forceServiceName autoServiceList lcnOffset lcnMode tipoNITPatron " \
     "nitPatron versionNITPatron autoBlockPIDs"
-#define FULL_MODULE                                                                                          \
+#define MODULE                                                                                               \
     "id mac isMaster name family model modoSalidaRF serialNumber CAMSerialNumber CAMVersion CardRights CardStatus " \
     "hwVersion swVersion attenuation dvbNetworkId inputs outputs services"
-#define SERVICE_HEAD "outputId outputSid inputId inputSid inputName forcedName outputName lcn"
-#define SERVICE_EXTRA " olcn simulcastLcn forcedLcn idEPG serviceTypeDVB serviceTypeCanal videoFormat"
+#define SERVICE "outputId outputSid inputId inputSid inputName forcedName outputName lcn"
+#define SERVICE_MORE_PLAIN " olcn simulcastLcn forcedLcn idEPG serviceTypeDVB serviceTypeCanal videoFormat"
+#define SERVICE_MORE SERVICE_MORE_PLAIN " cloned"
+#define SATELLITE "lnb diseqcs scramblings preferredLanguages modules"
 
 const ModelShape kShapes[] = {
-    {"KVA-100", GROUP_A_SECTIONS,
-     FULL_NETWORK " autoDecryptPIDs InputVersionNIT InputVersionBAT OutputVersionNIT OutputNITDate", FULL_MODULE,
-     SERVICE_HEAD SERVICE_EXTRA " cloned decrypt transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
-    {"KVB-200", GROUP_A_SECTIONS,
-     FULL_NETWORK " autoDecryptPIDs InputVersionNIT InputVersionBAT OutputVersionNIT OutputNITDate", FULL_MODULE,
-     SERVICE_HEAD SERVICE_EXTRA " cloned decrypt transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
-    {"KVC-300", GROUP_A_SECTIONS,
-     FULL_NETWORK " autoDecryptPIDs InputVersionNIT InputVersionBAT OutputVersionNIT OutputNITDate", FULL_MODULE,
-     SERVICE_HEAD SERVICE_EXTRA " cloned decrypt transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
-    {"WMB-G400",
-     "identification regional network remoteControl dvbNetworks lnb diseqcs scramblings preferredLanguages modules",
+    {"KVA-100 KVB-200 KVC-300",
+     "identification regional maturityRating maintenances homeChannels serviceEPGs network dvbNetworks " SATELLITE,
+     NETWORK " autoDecryptPIDs InputVersionNIT InputVersionBAT OutputVersionNIT OutputNITDate", MODULE,
+     SERVICE SERVICE_MORE " decrypt transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
+    {"WMB-G400", "identification regional network remoteControl dvbNetworks " SATELLITE,
      "id nid onidOut name ciplusTVs autoBlockPIDs autoDecryptPIDs",
      "id mac isMaster serialNumber CAMSerialNumber CAMVersion CardSerialNumber CardRights CardStatus hwVersion "
      "swVersion attenuation dvbNetworkId inputs outputs services",
-     SERVICE_HEAD " cloned decrypt serviceStatus decrytStatus pidOrders"},
-    {"KVD-AB5", PLAIN_SECTIONS, FULL_NETWORK " autoDecryptPIDs OutputVersionNIT OutputNITDate", FULL_MODULE,
-     SERVICE_HEAD SERVICE_EXTRA " cloned decrypt transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
-    {"KVB-210", PLAIN_SECTIONS, FULL_NETWORK " autoDecryptPIDs OutputVersionNIT OutputNITDate", FULL_MODULE,
-     SERVICE_HEAD SERVICE_EXTRA " cloned decrypt transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
+     SERVICE " cloned decrypt serviceStatus decrytStatus pidOrders"},
+    {"KVD-AB5 KVB-210", "identification regional network dvbNetworks " SATELLITE,
+     NETWORK " autoDecryptPIDs OutputVersionNIT OutputNITDate", MODULE,
+     SERVICE SERVICE_MORE " decrypt transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
     {"KVD-CD5", "identification regional network dvbNetworks preferredLanguages modules",
-     FULL_NETWORK " OutputVersionNIT OutputNITDate", FULL_MODULE,
-     SERVICE_HEAD SERVICE_EXTRA " cloned transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
+     NETWORK " OutputVersionNIT OutputNITDate", MODULE,
+     SERVICE SERVICE_MORE " transcoding videoPeakBitrate serviceStatus decrytStatus pidOrders"},
 };
 
-TEST_F(GetConfiguration, EachModelGetsItsBranchesInOrder) {
+TEST_F(GetConfiguration, EachModelAndModuleKindGetsItsBranchesInOrder) {
+    root_.exec(kTempDb, "UPDATE TempNIMGlobal SET Lock = '0' WHERE idTempNIMGlobal = 4");
     for (const ModelShape& shape : kShapes) {
-        SCOPED_TRACE(shape.model);
-        runAs(shape.model);
-        EXPECT_TRUE(errors_.empty());
-        EXPECT_EQ(shape.sections, childNames(configuration()));
-        EXPECT_EQ(shape.network, childNames(at(configuration(), {"dvbNetworks", "dvbNetwork"})));
-        // Module 2 of the default headend is the CAM module.
-        EXPECT_EQ(shape.camModule, childNames(module(1)));
-        EXPECT_EQ(shape.camService, childNames(at(module(1), {"services", "service"})));
-        if (std::string(shape.model) == "WMB-G400") {
-            EXPECT_EQ("CARD-0002000", textAt(module(1), {"CardSerialNumber"}));
-            EXPECT_EQ("rc-user", textAt(configuration(), {"remoteControl", "username"}));
+        std::istringstream models(shape.models);
+        for (std::string model; models >> model;) {
+            SCOPED_TRACE(model);
+            runAs(model);
+            EXPECT_TRUE(errors_.empty());
+            EXPECT_EQ(shape.sections, childNames(configuration()));
+            EXPECT_EQ(shape.network, childNames(at(configuration(), {"dvbNetworks", "dvbNetwork"})));
+            // Module 2 of the default headend is the CAM module.
+            EXPECT_EQ(shape.camModule, childNames(module(1)));
+            EXPECT_EQ(shape.camService, childNames(at(module(1), {"services", "service"})));
+            if (model != "WMB-G400") continue;
+            EXPECT_EQ("CARD-0002000", nodeText(at(module(1), {"CardSerialNumber"})));
+            EXPECT_EQ("rc-user", nodeText(at(configuration(), {"remoteControl", "username"})));
         }
     }
-}
-
-TEST_F(GetConfiguration, PlainModuleHasNoCamStateNorCloning) {
     runAs("KVB-200");
-    EXPECT_EQ("id mac isMaster name family model modoSalidaRF serialNumber hwVersion swVersion attenuation "
-              "dvbNetworkId inputs outputs services",
-              childNames(module(0)));
-    EXPECT_EQ(SERVICE_HEAD SERVICE_EXTRA " transcoding videoPeakBitrate serviceStatus pidOrders",
+    // A plain module's services are neither cloned nor decrypted.
+    EXPECT_EQ(SERVICE SERVICE_MORE_PLAIN " transcoding videoPeakBitrate serviceStatus pidOrders",
               childNames(at(module(0), {"services", "service"})));
-}
-
-TEST_F(GetConfiguration, WritesTheDefaultHeadendsValues) {
-    runAs("KVB-200");
-    XmlNode* c = configuration();
-    EXPECT_EQ("Test headend", textAt(c, {"identification", "headendName"}));
-    EXPECT_EQ("Europe/Madrid", textAt(c, {"regional", "timezone"}));
-    EXPECT_EQ("30", textAt(c, {"maintenances", "maintenance", "min"}));
-    EXPECT_EQ("horizontal", textAt(c, {"homeChannels", "homechannel", "polarity"}));
-    EXPECT_EQ("high", textAt(c, {"homeChannels", "homechannel", "band"}));
-    XmlNode* sport = nth(at(c, {"serviceEPGs"}), "serviceEPG", 1);
-    EXPECT_EQ("Sport", textAt(sport, {"name"}));
-    EXPECT_EQ("audiosEPG", childNames(at(sport, {"audiosEPGs"})));
-    EXPECT_EQ("sport.example", textAt(sport, {"replacingEPGs", "replacingEPG", "replacingEpgChannelId"}));
-    EXPECT_EQ("onid tsid frequency symbolrate polarity orbit westEastFlag", childNames(at(sport, {"satelliteEPG"})));
-
-    XmlNode* network = at(c, {"dvbNetworks", "dvbNetwork"});
-    EXPECT_EQ("1 0 1", textAt(network, {"autoBlockPIDs", "text"}) + " " +
-                           textAt(network, {"autoBlockPIDs", "subtitles"}) + " " +
-                           textAt(network, {"autoBlockPIDs", "data"}));
-    EXPECT_EQ("1", textAt(network, {"autoDecryptPIDs", "subtitles"}));
-    EXPECT_EQ("7", textAt(network, {"InputVersionNIT"}));
-    EXPECT_EQ("12", textAt(network, {"InputVersionBAT"}));
-    EXPECT_EQ("3", textAt(network, {"OutputVersionNIT"}));
-    EXPECT_EQ(17u, textAt(network, {"OutputNITDate"}).size());
-
-    EXPECT_EQ("odd", textAt(c, {"scramblings", "scrambling", "mode"}));
-    EXPECT_EQ("0011223344556677", textAt(c, {"scramblings", "scrambling", "oddKey"}));
-    EXPECT_EQ("language language", childNames(at(c, {"preferredLanguages"})));
-
-    XmlNode* cam = module(1);
-    EXPECT_EQ("Rights OK", textAt(cam, {"CardRights"}));
-    EXPECT_EQ("OK", textAt(cam, {"CardStatus"}));
-    EXPECT_EQ("263", textAt(cam, {"CAMVersion"}));
-    EXPECT_EQ("20190412-r3", textAt(cam, {"swVersion"}));
-
-    XmlNode* inputs = at(module(0), {"inputs"});
-    EXPECT_EQ("inputId active type onid tsid frequency diseqc PLSmode scramblingID streamID inputStatus",
-              childNames(nth(inputs, "input", 0)));
-    EXPECT_EQ("auto", textAt(nth(inputs, "input", 0), {"streamID"}));
-    EXPECT_EQ("high", textAt(nth(inputs, "input", 1), {"band"}));
-    EXPECT_EQ("Good", textAt(nth(inputs, "input", 1), {"inputStatus", "signalQuality"}));
-
-    XmlNode* output = at(module(0), {"outputs", "output"});
-    EXPECT_EQ("outputId type onid tsid active frequency symbolRate modeOFDM bandwidth guardInterval constellation "
-              "codeRate formatIQ",
-              childNames(output));
-    EXPECT_EQ("8 MHz|8K|1/32|64 QAM|3/4|Normal",
-              textAt(output, {"bandwidth"}) + "|" + textAt(output, {"modeOFDM"}) + "|" +
-                  textAt(output, {"guardInterval"}) + "|" + textAt(output, {"constellation"}) + "|" +
-                  textAt(output, {"codeRate"}) + "|" + textAt(output, {"formatIQ"}));
-    EXPECT_EQ("pidOrder pidOrder", childNames(at(module(0), {"services", "service", "pidOrders"})));
-    EXPECT_EQ("spa", textAt(nth(at(module(0), {"services", "service", "pidOrders"}), "pidOrder", 1), {"languageCode"}));
+    // Family 36 without a CAM: model 13 still clones and decrypts, model 2 neither.
+    for (const auto& [model, more] : {std::pair<const char*, const char*>{"13", " cloned decrypt"}, {"2", ""}}) {
+        root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '" + std::string(model) + "' WHERE idRedMod = 2");
+        runAs("KVB-200");
+        EXPECT_EQ(childNames(module(0)), childNames(module(1))) << model;
+        EXPECT_EQ(SERVICE SERVICE_MORE_PLAIN + std::string(more) + " transcoding videoPeakBitrate serviceStatus "
+                  "decrytStatus pidOrders", childNames(at(module(1), {"services", "service"}))) << model;
+    }
+    // A satellite tuner's band is its own only without a DiSEqC position.
+    EXPECT_EQ("input(inputId=2 active=1 type=0 onid=1 tsid=1004 frequency=11650 diseqc=0 band=high PLSmode=auto "
+              "scramblingID=0 streamID=1 inputStatus(signalQuality=Unlocked))",
+              flat(at(module(1), {"inputs", "input#1"})));
 }
 
 TEST(ConfigurationCodes, EdgeValues) {
-    struct Case {
-        ValueCoder coder;
-        const char* stored;
-        const char* text;
-    } cases[] = {
+    const std::tuple<ValueCoder, const char*, const char*> cases[] = {
         {cardRightsText, "49", "Rights OK"},          {cardRightsText, "48", "Less than 48 hours"},
         {cardRightsText, "25", "Less than 48 hours"}, {cardRightsText, "24", "KO. No rights"},
-        {cardRightsText, "23", "Less than 24 hours"}, {cardRightsText, "1", "Less than 24 hours"},
-        {cardRightsText, "0", "KO. No rights"},       {cardRightsText, "-3", "Less than 24 hours"},
-        {cardStatusText, "4", "Not Supported"},       {cardStatusText, "0", "No API"},
-        {cardStatusText, "5", "No API"},              {autoOrNumberText, "-2", "auto"},
-        {autoOrNumberText, "-1", "-1"},               {autoOrNumberText, "7", "7"},
-        {plsModeText, "1", "gold"},                   {plsModeText, "2", "root"},
-        {plsModeText, "3", "auto"},                   {outputBandwidthText, "0", "8 MHz"},
-        {inputBandwidthText, "0", "6 MHz"},           {outputBandwidthText, "3", ""},
-        {activeText, "-1", "0"},                      {activeText, "2", "1"},
-        {cableConstellationText, "4", "256 QAM"},     {terrestrialConstellationText, "0", "QPSK"},
-        {terrestrialConstellationText, "3", ""},      {polarityText, "", "vertical"},
+        {cardRightsText, "23", "Less than 24 hours"}, {cardRightsText, "0", "KO. No rights"},
+        {cardRightsText, "-3", "Less than 24 hours"}, {cardStatusText, "5", "No API"},
+        {autoOrNumberText, "-1", "-1"},               {plsModeText, "1", "gold"},
+        {plsModeText, "2", "root"},                   {inputBandwidthText, "0", "6 MHz"},
+        {outputBandwidthText, "3", ""},               {activeText, "1", "1"},
         // Read as the controller reads them: beyond 32 bits is the top of the
         // range, not the low bits a 64-bit atoi() would leave.
         {polarityText, "4294967297", ""},             {activeText, "4294967296", "1"},
         {cardRightsText, "4294967320", "Rights OK"},  {cardRightsText, "-4294967296", "Less than 24 hours"},
     };
-    for (const Case& c : cases) EXPECT_EQ(c.text, c.coder(c.stored)) << c.stored;
-    EXPECT_EQ("Good", satelliteSignalText(true, "2"));
-    EXPECT_EQ("Marginal", cableTerrestrialSignalText(true, "2"));
-    EXPECT_EQ("Unlocked", cableTerrestrialSignalText(false, "2"));
+    for (const auto& [coder, stored, text] : cases) EXPECT_EQ(text, coder(stored)) << stored;
 }
 
-// A mask beyond 32 bits is the top of the range on the controller, every bit
-// set, not whatever low bits a 64-bit reading would leave.
-TEST_F(GetConfiguration, APidMaskBeyond32BitsReadsAsOnTheController) {
-    root_.exec(kConfig, "UPDATE RedesCabecera SET Block_PIDs = '4294967300', Decrypt_PIDs = '4294967297'");
-    runAs("KVB-200");
-    XmlNode* network = at(configuration(), {"dvbNetworks", "dvbNetwork"});
-    for (const char* mask : {"autoBlockPIDs", "autoDecryptPIDs"}) {
-        EXPECT_EQ("1 1 1", textAt(network, {mask, "text"}) + " " + textAt(network, {mask, "subtitles"}) + " " +
-                               textAt(network, {mask, "data"}))
-            << mask;
-    }
-}
-
-TEST_F(GetConfiguration, TerrestrialAndCableInputsReportTheirTuners) {
-    root_.exec(kConfig, "UPDATE EntradasGlobal SET tipoEntrada = '1' WHERE idEntradasGlobal = 1");
-    root_.exec(kConfig, "UPDATE EntradasGlobal SET tipoEntrada = '2' WHERE idEntradasGlobal = 2");
-    root_.exec(kConfig, "INSERT INTO NimCOFDMGlobal (idNimCOFDMGlobal, Bandwidth, Hierarchy, trackingStatusEn, "
-                        "TSID_Tracking, ONID_Tracking, PLP_ID, Frequency, fk_idEntradasGlobal, RFIN_LOOP) "
-                        "VALUES (7, '2', '1', '1', '5', '6', '-2', '474000', '1', '2')");
-    root_.exec(kConfig, "INSERT INTO NimQAMGlobal (idNimQAMGlobal, Constelacion, Frequency, SymbolRate, "
-                        "fk_idEntradasGlobal, RFIN_LOOP) VALUES (9, '4', '306000', '6900', '2', '0')");
-    root_.exec(kTemp, "INSERT INTO TempNIMCOFDMGlobal (fk_idNimCOFDMGlobal, Lock, SignalQuality) VALUES ('7', '1', '2')");
-    root_.exec(kTemp, "INSERT INTO TempNIMQAMGlobal (fk_idNimQAMGlobal, Lock, SignalQuality) VALUES ('9', '0', '2')");
-    runAs("KVB-200");
-    XmlNode* inputs = at(module(0), {"inputs"});
-    XmlNode* terrestrial = nth(inputs, "input", 0);
-    EXPECT_EQ("inputId active type onid tsid frequency bandwidth hierarchy PLPID autoScan onidScan tsidScan rfLoop "
-              "inputStatus",
-              childNames(terrestrial));
-    EXPECT_EQ("8 MHz|Low Priority|auto|Marginal",
-              textAt(terrestrial, {"bandwidth"}) + "|" + textAt(terrestrial, {"hierarchy"}) + "|" +
-                  textAt(terrestrial, {"PLPID"}) + "|" + textAt(terrestrial, {"inputStatus", "signalQuality"}));
-    XmlNode* cable = nth(inputs, "input", 1);
-    EXPECT_EQ("inputId active type onid tsid frequency symbolRate constelacion inputStatus", childNames(cable));
-    EXPECT_EQ("Unlocked", textAt(cable, {"inputStatus", "signalQuality"}));
-}
-
-TEST_F(GetConfiguration, ServicesAreFilteredAndCarryTheirLiveStatus) {
+TEST_F(GetConfiguration, LeavesOutSsuCarriersAndDeletedServicesAndPids) {
     // Module 1's services are 1..3: 1 an SSU carrier, 2 deleted, 3 kept with a
-    // non-positive deletion mark. Rows of other tables match case-blind.
-    root_.exec(kConfig, "UPDATE ServiciosSalidaGlobal SET SSU = '1' WHERE idSSG = 1");
-    root_.exec(kConfig, "UPDATE ServiciosSalidaGlobal SET EstadoBorrado = '1' WHERE idSSG = 2");
-    root_.exec(kConfig, "UPDATE ServiciosSalidaGlobal SET EstadoBorrado = '-1', MAC = lower(MAC) WHERE idSSG = 3");
-    root_.exec(kTemp, "UPDATE ServiciosEntradaGlobal SET EstadoServicio = '112' WHERE idServiciosEntradaGlobal = 3");
+    // non-positive deletion mark and one of its two PIDs deleted. Rows of
+    // other tables match case-blind.
+    root_.exec(kConfigDb, "UPDATE ServiciosSalidaGlobal SET SSU = '1' WHERE idSSG = 1;"
+                          "UPDATE ServiciosSalidaGlobal SET EstadoBorrado = '1' WHERE idSSG = 2;"
+                          "UPDATE ServiciosSalidaGlobal SET EstadoBorrado = '-1', MAC = lower(MAC) WHERE idSSG = 3;"
+                          "UPDATE PIDsSalidaGlobal SET EstadoBorrado = '1' WHERE idPSG = 5");
+    root_.exec(kTempDb, "UPDATE ServiciosEntradaGlobal SET EstadoServicio = '112' WHERE idServiciosEntradaGlobal = 3");
     runAs("KVB-200");
     XmlNode* services = at(module(0), {"services"});
     EXPECT_EQ("service", childNames(services));
-    EXPECT_EQ("103", textAt(services, {"service", "outputSid"}));
+    EXPECT_EQ("103", nodeText(at(services, {"service", "outputSid"})));
     // 112 = 64 + 32 + 16: decryption reported and failing, transcoding reported and working.
-    EXPECT_EQ("ERROR", textAt(services, {"service", "decrytStatus"}));
-    EXPECT_EQ("OK", textAt(services, {"service", "transcodingStatus"}));
+    EXPECT_EQ("ERROR OK", nodeText(at(services, {"service", "decrytStatus"})) + " " +
+                          nodeText(at(services, {"service", "transcodingStatus"})));
+    EXPECT_EQ("pidOrder(languageCode=spa streamId=306 type=4 order=2)",
+              flat(at(services, {"service", "pidOrders", "pidOrder"})));
 }
 
-TEST_F(GetConfiguration, MissingSettingGivesAnEmptyElement) {
-    root_.exec(kConfig, "DELETE FROM configuracionWebGlobal WHERE nombre = 'identificacion_cabecera'");
-    runAs("KVB-200");
-    XmlNode* name = at(configuration(), {"identification", "headendName"});
-    ASSERT_NE(nullptr, name);
-    EXPECT_EQ("", nodeText(name));
-}
-
-TEST_F(GetConfiguration, UnreadableTableContributesNothing) {
-    root_.exec(kConfig, "DROP TABLE DiSEqCGlobal");
-    root_.exec(kConfig, "DROP TABLE RFOutGlobal");
-    runAs("KVB-200");
-    EXPECT_TRUE(errors_.empty());
-    EXPECT_EQ("", childNames(at(configuration(), {"diseqcs"})));
-    EXPECT_EQ("outputId type onid tsid", childNames(at(module(0), {"outputs", "output"})));
-}
-
-TEST_F(GetConfiguration, MissingSiFilesReadNotFound) {
+TEST_F(GetConfiguration, UnreadableTablesGiveNothingSiFilesNotFoundAndUnopenableDatabases102) {
+    root_.exec(kConfigDb, "DROP TABLE DiSEqCGlobal; DROP TABLE RFOutGlobal");
     unlink(root_.rooted("/dorel/datosWeb/tablasSI/NIT_table_1").c_str());
     // Shorter than a section header: as good as missing.
     root_.writeFile("/dorel/datosWeb/tablasSI/BAT_table_CPLUS", "\x4a\xf0");
-    runAs("KVC-300");
+    runAs("KVB-200");
+    EXPECT_TRUE(errors_.empty());
+    EXPECT_EQ("diseqcs=", flat(at(configuration(), {"diseqcs"})));
+    EXPECT_EQ("outputId type onid tsid", childNames(at(module(0), {"outputs", "output"})));
     XmlNode* network = at(configuration(), {"dvbNetworks", "dvbNetwork"});
-    EXPECT_EQ("Not Found", textAt(network, {"OutputVersionNIT"}));
-    EXPECT_EQ("", textAt(network, {"OutputNITDate"}));
-    EXPECT_EQ("Not Found", textAt(network, {"InputVersionBAT"}));
-    EXPECT_EQ("7", textAt(network, {"InputVersionNIT"}));
-}
-
-TEST_F(GetConfiguration, UnreadableDatabaseGives102AndNoDocument) {
-    for (const char* database : {kTemp, kConfig}) {
+    EXPECT_EQ("InputVersionNIT=7 InputVersionBAT=Not Found OutputVersionNIT=Not Found OutputNITDate=",
+              flat(at(network, {"InputVersionNIT"})) + " " + flat(at(network, {"InputVersionBAT"})) + " " +
+                  flat(at(network, {"OutputVersionNIT"})) + " " + flat(at(network, {"OutputNITDate"})));
+    // A database that cannot be opened ends the command with an empty result.
+    for (const char* database : {kTempDb, kConfigDb}) {
         SCOPED_TRACE(database);
         const std::string path = root_.rooted(database);
         ASSERT_EQ(0, rename(path.c_str(), (path + ".away").c_str()));
         runAs("KVB-200");
-        EXPECT_EQ(1u, errors_.count(102));
-        ASSERT_NE(nullptr, resultElement());
-        EXPECT_EQ(nullptr, configuration());
+        EXPECT_EQ(only(102), errors_);
+        EXPECT_NE(std::string::npos, printed_.find("\t<data>\n\t\t<getConfigurationResult/>\n\t</data>\n"));
         ASSERT_EQ(0, rename((path + ".away").c_str(), path.c_str()));
     }
-}
-
-class LargeHeadendConfiguration : public rctest::ConfigurationTest {
-protected:
-    LargeHeadendConfiguration()
-        : ConfigurationTest({"--no-certs", "--modules", "48", "--services", "60", "--pids", "8"}) {}
-};
-
-TEST_F(LargeHeadendConfiguration, HoldsEveryServiceAndPid) {
-    runAs("KVB-200");
-    ASSERT_TRUE(errors_.empty());
-    size_t modules = 0, services = 0, pids = 0;
-    for (XmlNode* m = at(configuration(), {"modules", "module"}); m; m = m->next_sibling("module")) {
-        ++modules;
-        for (XmlNode* s = at(m, {"services", "service"}); s; s = s->next_sibling("service")) {
-            ++services;
-            for (XmlNode* p = at(s, {"pidOrders", "pidOrder"}); p; p = p->next_sibling("pidOrder")) ++pids;
-        }
-    }
-    EXPECT_EQ(48u, modules);
-    EXPECT_EQ(48u * 60u, services);
-    EXPECT_EQ(48u * 60u * 8u, pids);
-    EXPECT_EQ("preferredLanguages modules", childNames(configuration()).substr(childNames(configuration()).size() - 26));
 }
 
 }  // namespace

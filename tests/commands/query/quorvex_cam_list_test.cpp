@@ -1,110 +1,108 @@
 // getQuorvexCAMList, setQuorvexCAMList and regenerateQuorvexScramblingKey on
 // the simulated headend's Quorvex table (default rows: TV-0001 with key
 // PUBLIC-KEY-0001, TV-0002 without) and its stand-in key tool.
-#include "commands/query/command_runner.h"
+#include "common/xml.h"
+#include "support/command_test.h"
 
-#include "commands/core/result_codes.h"
+#include <algorithm>
 
-namespace rctest {
 namespace {
 
-using namespace dorel_remote_control;
+using rctest::Errors;
+using rctest::Rows;
 
 const char kQuorDb[] = "/dorel/DB/quor_global.sqlite";
-const char kRebuild[] = "/dorel/bin/QuorKey ";
 
-class QuorvexCamList : public StoreTest {
+class QuorvexCamList : public rctest::CommandTest {
 protected:
-    // "serial key manufacturer date ekShared description error retries", by id.
     Rows camRows() const {
-        return root_.query(kQuorDb,
-                           "SELECT idCliente, K_Publica, Fabricante, Alta, EK_Shared, Descripcion, Error, Reintentos "
-                           "FROM Quorvex ORDER BY idQuorvex");
+        return query("SELECT idQuorvex, idCliente, K_Publica, Fabricante, Alta, EK_Shared, Descripcion, Error, "
+                     "Reintentos, estado FROM Quorvex ORDER BY idQuorvex", kQuorDb);
     }
     Errors setList(const std::string& cams, const std::string& extra = "") {
-        return errorsOf(envelope(3, "setQuorvexCAMList", extra + "<list>" + cams + "</list>"));
+        return errorsOf("setQuorvexCAMList", extra + "<list>" + cams + "</list>");
     }
-    // The printed result element of a getQuorvexCAMList.
-    std::string getList(const std::string& params) {
-        auto command = run(envelope(2, "getQuorvexCAMList", params));
-        return printXml(*command->result().data());
+    std::string keyFile() const { return root_.rooted("/dorel/datosWeb/ScramblingKeys/quorkeys.txt"); }
+    // A run's result from its completion mark on, without line breaks and indentation.
+    std::string outcome(const std::string& name, const std::string& params) {
+        std::string printed = run(name, params)->result().print(env());
+        printed.erase(0, printed.find("<result>"));
+        const auto blank = [](char c) { return c == '\n' || c == '\t'; };
+        printed.erase(std::remove_if(printed.begin(), printed.end(), blank), printed.end());
+        return printed;
     }
 };
 
-TEST_F(QuorvexCamList, GetListsEveryCamWithKeysOnlyForAnExplicitOne) {
-    const std::string withKeys = getList("<includePublicKeys>1</includePublicKeys>");
-    EXPECT_NE(std::string::npos, withKeys.find("<serialNumber>TV-0001</serialNumber>"));
-    EXPECT_NE(std::string::npos, withKeys.find("<hasPublicKey>1</hasPublicKey>"));
-    EXPECT_NE(std::string::npos, withKeys.find("<publicKey>PUBLIC-KEY-0001</publicKey>"));
-    EXPECT_NE(std::string::npos, withKeys.find("<hasPublicKey>0</hasPublicKey>"));
-    for (const char* params : {"", "<includePublicKeys>true</includePublicKeys>"}) {
-        const std::string list = getList(params);
-        EXPECT_NE(std::string::npos, list.find("<serialNumber>TV-0002</serialNumber>")) << params;
-        EXPECT_EQ(std::string::npos, list.find("publicKey>")) << params;
-        EXPECT_EQ(std::string::npos, list.find("manufacturer")) << params;
-    }
+TEST_F(QuorvexCamList, GetListsEveryCamWithKeysOnlyForAnExplicitOneOrReports102) {
+    EXPECT_EQ("<result>0</result><errors/><data><getQuorvexCAMListResult><list><cam><serialNumber>TV-0001"
+              "</serialNumber><hasPublicKey>1</hasPublicKey><publicKey>PUBLIC-KEY-0001</publicKey></cam><cam>"
+              "<serialNumber>TV-0002</serialNumber><hasPublicKey>0</hasPublicKey><publicKey/></cam></list>"
+              "</getQuorvexCAMListResult></data></commandResult>",
+              outcome("getQuorvexCAMList", "<includePublicKeys>1</includePublicKeys>"));
+    const std::string withoutKeys = outcome("getQuorvexCAMList", "<includePublicKeys>true</includePublicKeys>");
+    EXPECT_EQ(std::string::npos, withoutKeys.find("publicKey>"));
+    // An empty list would tell the server the headend has no CAMs.
+    root_.exec(kQuorDb, "DROP TABLE Quorvex");
+    EXPECT_EQ(only(102), errorsOf("getQuorvexCAMList"));
 }
 
-TEST_F(QuorvexCamList, FullListReplacesTheTableAndRebuildsTheKeyFile) {
-    clock_.set(1699963200);  // noon UTC of 2023-11-14: that date from UTC-12 to UTC+11
-    EXPECT_EQ(Errors{}, setList("<cam><serialNumber>TV-0009</serialNumber><publicKey>\n  KEY-9 \n</publicKey>"
-                                "<MANUFACTURER>Maker</MANUFACTURER><ekShared>EK</ekShared>"
-                                "<description>Lobby</description></cam>"
-                                "<cam><serialNumber>TV-0010</serialNumber><registerDate>2020-01-02</registerDate></cam>"));
-    EXPECT_EQ((Rows{{"TV-0009", "KEY-9", "Maker", "2023-11-14", "EK", "Lobby", "0", "0"},
-                    {"TV-0010", "", "", "2020-01-02", "", "", "0", "0"}}),
+TEST_F(QuorvexCamList, FullListReplacesTheTableGivesBackItsSpaceAndRebuildsTheKeyFile) {
+    // Enough rows for the emptied table to leave free pages behind.
+    root_.exec(kQuorDb, "WITH RECURSIVE n(i) AS (SELECT 3 UNION ALL SELECT i + 1 FROM n WHERE i < 60) INSERT INTO "
+                        "Quorvex (idQuorvex, idCliente, K_Publica) SELECT i, 'TV-' || i, hex(randomblob(400)) FROM n");
+    env().set(1699963200);  // noon UTC of 2023-11-14: that date from UTC-12 to UTC+11
+    // Only "cam" elements of the list are CAMs.
+    EXPECT_EQ("<result>0</result><errors/><data><setQuorvexCAMListResult/></data></commandResult>",
+              outcome("setQuorvexCAMList",
+                      "<list><cam><serialNumber>TV-0009</serialNumber><publicKey>\n  KEY-9 \n</publicKey>"
+                      "<MANUFACTURER>Maker</MANUFACTURER><ekShared>EK</ekShared><description>Lobby</description>"
+                      "</cam><note>x</note><cam><serialNumber>TV-0010</serialNumber>"
+                      "<registerDate>2020-01-02</registerDate></cam></list>"));
+    EXPECT_EQ((Rows{{"1", "TV-0009", "KEY-9", "Maker", "2023-11-14", "EK", "Lobby", "0", "0", "<NULL>"},
+                    {"2", "TV-0010", "", "", "2020-01-02", "", "", "0", "0", "<NULL>"}}),
               camRows());
-    ASSERT_EQ(1u, root_.stubCalls().size());
-    EXPECT_EQ(0u, root_.stubCalls()[0].find(kRebuild));
-    EXPECT_NE(std::string::npos, root_.stubCalls()[0].find("/dorel/datosWeb/ScramblingKeys/quorkeys.txt"));
-    EXPECT_EQ(std::string::npos, root_.stubCalls()[0].find(" -r "));
+    EXPECT_EQ((Rows{{"0"}}), query("PRAGMA freelist_count", kQuorDb));
+    EXPECT_EQ(std::vector<std::string>{"/dorel/bin/QuorKey " + keyFile()}, callsOf("/dorel/bin/QuorKey"));
 }
 
-TEST_F(QuorvexCamList, PartialListKeepsRowsAndNamesEachCamOnce) {
-    root_.exec(kQuorDb, "UPDATE Quorvex SET Error = '1', Reintentos = '2' WHERE idCliente = 'TV-0002'");
-    EXPECT_EQ(Errors{}, setList("<cam><serialNumber>tv-0002</serialNumber><description>Bar</description></cam>"
+TEST_F(QuorvexCamList, PartialListKeepsOtherRowsAndMergesACamNamedAgainWhateverTheLetterCase) {
+    root_.exec(kQuorDb, "UPDATE Quorvex SET estado = '7', Error = '1', Reintentos = '2'");
+    env().set(1699963200);
+    EXPECT_EQ(Errors{}, setList("<cam><serialNumber>tv-0001</serialNumber><publicKey> </publicKey>"
+                                "<description>Bar</description></cam>"
                                 "<cam><serialNumber>TV-0003</serialNumber><publicKey>K3</publicKey></cam>"
                                 "<cam><serialNumber>TV-0003</serialNumber><publicKey>K3b</publicKey></cam>",
                                 "<partialList>1</partialList>"));
-    const Rows rows = root_.query(kQuorDb, "SELECT idQuorvex, idCliente, K_Publica, Descripcion, Error, Reintentos "
-                                           "FROM Quorvex ORDER BY idQuorvex");
-    EXPECT_EQ((Rows{{"1", "TV-0001", "PUBLIC-KEY-0001", "Room 101", "0", "0"},
-                    {"2", "tv-0002", "", "Bar", "0", "0"},
-                    {"3", "TV-0003", "K3b", "", "0", "0"}}),
-              rows);
+    // A CAM named again keeps its row, key, date and state; the rest is the list's.
+    EXPECT_EQ((Rows{{"1", "tv-0001", "PUBLIC-KEY-0001", "", "2019-04-12", "", "Bar", "0", "0", "7"},
+                    {"2", "TV-0002", "", "CamMaker", "2019-04-12", "", "Room 102", "1", "2", "7"},
+                    {"3", "TV-0003", "K3b", "", "2023-11-14", "", "", "0", "0", "<NULL>"}}),
+              camRows());
 }
 
-TEST_F(QuorvexCamList, BadListsChangeNothing) {
+TEST_F(QuorvexCamList, BadListChangesNothingAndRunsNoKeyTool) {
     const Rows before = camRows();
-    const std::string hostile = "'); DROP TABLE Quorvex; --";
-    const struct {
-        std::string params;
-        Errors expected;
-    } cases[] = {
-        {"<partialList>1</partialList>", {{kInvalidCommand, "No 'list' element found"}}},
+    const std::pair<std::string, Errors> cases[] = {
+        {"<partialList>1</partialList>", {{101, "No 'list' element found"}}},
+        // A full list: the emptying of the table is rolled back too.
         {"<list><cam><serialNumber>TV-7</serialNumber></cam><cam><publicKey>K</publicKey></cam></list>",
-         {{kInvalidCommand, "No 'serialNumber' element found"}}},
+         {{101, "No 'serialNumber' element found"}}},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.expected, errorsOf(envelope(3, "setQuorvexCAMList", c.params))) << c.params;
-        EXPECT_EQ(before, camRows()) << c.params;
+    for (const auto& [params, errors] : cases) {
+        EXPECT_EQ(errors, errorsOf("setQuorvexCAMList", params)) << params;
+        EXPECT_EQ(before, camRows()) << params;
     }
-    EXPECT_TRUE(root_.stubCalls().empty());
-
-    // A hostile serial number is only a text.
-    EXPECT_EQ(Errors{}, setList("<cam><serialNumber>" + hostile + "</serialNumber></cam>",
-                                "<partialList>true</partialList>"));
-    EXPECT_EQ(hostile, camRows().back()[0]);
+    EXPECT_TRUE(callsOf("/dorel/bin/QuorKey").empty());
 }
 
 TEST_F(QuorvexCamList, KeyToolFailuresAre911) {
-    EXPECT_EQ(Errors{}, errorsOf(envelope(4, "regenerateQuorvexScramblingKey")));
-    EXPECT_EQ(0u, root_.stubCalls().back().find("/dorel/bin/QuorKey -r "));
-    root_.writeFile("/devkit/exit/QuorKey", "3");
-    EXPECT_EQ((Errors{{kErrorRegeneratingKey, resultCodeText(kErrorRegeneratingKey)}}), errorsOf(envelope(4, "regenerateQuorvexScramblingKey")));
-    EXPECT_EQ((Errors{{kErrorRegeneratingKey, resultCodeText(kErrorRegeneratingKey)}}), setList("<cam><serialNumber>TV-5</serialNumber></cam>"));
-    EXPECT_EQ("TV-5", camRows().back()[0]);  // the list itself is in
+    EXPECT_EQ("<result>0</result><errors/><data><regenerateQuorvexScramblingKeyResult/></data></commandResult>",
+              outcome("regenerateQuorvexScramblingKey", ""));
+    EXPECT_EQ(std::vector<std::string>{"/dorel/bin/QuorKey -r " + keyFile()}, callsOf("/dorel/bin/QuorKey"));
+    failStub("QuorKey", 3);
+    EXPECT_EQ(only(911), errorsOf("regenerateQuorvexScramblingKey"));
+    EXPECT_EQ(only(911), setList("<cam><serialNumber>TV-5</serialNumber></cam>"));
+    EXPECT_EQ("TV-5", camRows().back()[1]);  // the list itself is in
 }
 
 }  // namespace
-}  // namespace rctest
