@@ -45,10 +45,13 @@ constexpr size_t kTextPerModule = 1024;
 
 class StatusBuilder {
 public:
+    // config_global is opened (and its failure reported) first: members are
+    // made in the order they are declared, arguments in no fixed order.
     StatusBuilder(Env& env, PassDatabases& databases)
         : env_(env),
-          tables_(openedOrThrow(env, databases.configGlobal(), "Could not open conf global DB"),
-                  openedOrThrow(env, databases.tempGlobal(), "Could not open temp global DB")) {}
+          configGlobal_(openedOrThrow(env, databases.configGlobal(), "Could not open conf global DB")),
+          tempGlobal_(openedOrThrow(env, databases.tempGlobal(), "Could not open temp global DB")),
+          tables_(configGlobal_, tempGlobal_) {}
 
     std::string build() {
         const Settings& identity = settings();
@@ -132,6 +135,8 @@ private:
     }
 
     Env& env_;
+    const doreldb::DbHandle* configGlobal_;
+    const doreldb::DbHandle* tempGlobal_;
     doreldb::HeadendRows tables_;
     // Heap-held: a document carries its first memory pool inside itself.
     std::unique_ptr<XmlDocument> doc_ = std::make_unique<XmlDocument>();
