@@ -3,9 +3,7 @@
 // and skipped.
 #include "commands/core/command.h"
 #include "server/status_reply.h"
-#include "support/fake_clock.h"
 #include "support/headend_root.h"
-#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +26,6 @@ protected:
     }
 
     rctest::HeadendRoot root_;
-    rctest::LogCapture log_;
 };
 
 }  // namespace
@@ -42,7 +39,7 @@ TEST_F(StatusReplyIntake, GoodCommandsAreStoredAndHandedOverInOrderAndBadOnesSki
         command(11, "<changePassword><username>admin</username><password>s3cret</password></changePassword>") +
         command(12, "<bogusCommand><x>1</x></bogusCommand>") + "<note>not a command</note>" +
         command(13, "<getScheduledCommands/>") + "</commands></statusReply>";
-    const auto taken = takeReplyCommands(body.c_str());
+    const auto taken = takeReplyCommands(root_.env(), body.c_str());
 
     ASSERT_EQ(taken.size(), 2u);
     EXPECT_EQ(stored(), (std::vector<std::vector<std::string>>{{"11", "0"}, {"13", "0"}}));
@@ -51,8 +48,8 @@ TEST_F(StatusReplyIntake, GoodCommandsAreStoredAndHandedOverInOrderAndBadOnesSki
         EXPECT_EQ(std::to_string(taken[i].rowId), ids[i][0]);
         EXPECT_TRUE(taken[i].envelope.empty()) << "a stored command is handed over as its row only";
     }
-    EXPECT_TRUE(log_.contains("Invalid command: bogusCommand")) << log_.dump();
-    EXPECT_EQ(log_.count("Command parsing error: "), 1) << log_.dump();
+    EXPECT_TRUE(root_.env().contains("Invalid command: bogusCommand")) << root_.env().dump();
+    EXPECT_EQ(root_.env().count("Command parsing error: "), 1) << root_.env().dump();
 }
 
 TEST_F(StatusReplyIntake, CommandsAreFoundWhereTheParserWouldFindThemAndABrokenReplyGivesNone) {
@@ -75,17 +72,16 @@ TEST_F(StatusReplyIntake, CommandsAreFoundWhereTheParserWouldFindThemAndABrokenR
     };
     for (const auto& c : cases) {
         root_.exec("/dorel/DB/remote_control.sqlite", "DELETE FROM RCCommand");
-        takeReplyCommands(c.body.c_str());
+        takeReplyCommands(root_.env(), c.body.c_str());
         EXPECT_EQ(stored(), c.rows) << c.body;
     }
 }
 
 TEST_F(StatusReplyIntake, CommandsTheStoreRefusesAreHandedOverAsTextAndStillRun) {
-    rctest::FakeClock clock;  // the store's retries wait on it
     root_.exec("/dorel/DB/remote_control.sqlite", "DROP TABLE RCCommand");
     const std::string body = "<statusReply><commands>" + command(21, "<changePassword/>") +
                              command(22, "<getScheduledCommands/>") + "</commands></statusReply>";
-    const auto taken = takeReplyCommands(body.c_str());
+    const auto taken = takeReplyCommands(root_.env(), body.c_str());
     ASSERT_EQ(taken.size(), 2u);
     EXPECT_EQ(taken[0].rowId, 0);
     EXPECT_NE(taken[0].envelope.find("<id>21</id>"), std::string::npos) << taken[0].envelope;
@@ -108,12 +104,12 @@ TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
         {deep.c_str(), "XML parsing error: document nested too deep", 4},
     };
     for (const auto& c : cases) {
-        log_.clear();
-        EXPECT_TRUE(takeReplyCommands(c.body).empty());
-        ASSERT_EQ(log_.lines().size(), c.line ? 1u : 0u) << log_.dump();
+        root_.env().clearLog();
+        EXPECT_TRUE(takeReplyCommands(root_.env(), c.body).empty());
+        ASSERT_EQ(root_.env().lines().size(), c.line ? 1u : 0u) << root_.env().dump();
         if (!c.line) continue;
-        EXPECT_EQ(log_.lines()[0].text.rfind(c.line, 0), 0u) << log_.dump();
-        EXPECT_EQ(log_.lines()[0].priority, c.priority) << c.line;
+        EXPECT_EQ(root_.env().lines()[0].text.rfind(c.line, 0), 0u) << root_.env().dump();
+        EXPECT_EQ(root_.env().lines()[0].priority, c.priority) << c.line;
     }
     EXPECT_TRUE(stored().empty());
 }
