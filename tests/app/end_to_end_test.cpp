@@ -87,34 +87,28 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
     EXPECT_EQ("1", root.config("servidorZAT_conectado"));
 }
 
-TEST_F(EndToEnd, AResultTheServerRefusedIsDeliveredOnTheNextRun) {
-    rctest::TestServer server(
-        root, script(reply("<command><id>21</id><data><stopTVCAMOTAFirmwareUpgrade/></data></command>"),
-                     R"([{"code": 500, "body": "busy"}])"));
+// Asked to reset its own controller, the agent stores the result, runs
+// reboot and ends; the restarted agent delivers the stored result.
+TEST_F(EndToEnd, AControllerResetIsReportedByTheRestartedAgent) {
+    rctest::TestServer server(root, script(reply("<command><id>31</id><data><resetModules><modules>"
+                                                 "<mac>00:1A:2B:FF:FF:01</mac><mac>00:1A:2B:00:00:02</mac>"
+                                                 "</modules></resetModules></data></command>")));
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
-    auto rows = commandRows();
-    ASSERT_EQ(1u, rows.size());
-    EXPECT_EQ("2", rows[0][1]) << "finished, result not yet delivered";
+    const auto calls = root.stubCalls();
+    ASSERT_GE(calls.size(), 2u);
+    EXPECT_EQ("/dorel/bin/clienteXMLRPC 10.9.0.2 EjecutarScript reboot", calls[calls.size() - 2]);
+    EXPECT_EQ("reboot", calls.back());
+    EXPECT_EQ((std::vector<std::vector<std::string>>{{"31", "2"}}),
+              root.query("/devkit/reboot/remote_control.sqlite", "SELECT commandId, status FROM RCCommand"));
+    EXPECT_TRUE(onPath(server, "/commandResult").empty());
 
     ASSERT_EQ(0, runOnce());
     const auto results = onPath(server, "/commandResult");
-    ASSERT_EQ(2u, results.size());
-    EXPECT_EQ(500, results[0].status);
-    EXPECT_EQ(200, results[1].status);
-    EXPECT_EQ(results[0].body, results[1].body) << "the stored result is sent as it was";
-    EXPECT_NE(std::string::npos, results[1].body.find("<id>811</id>"));
+    ASSERT_EQ(1u, results.size());
+    EXPECT_NE(std::string::npos, results[0].body.find("<commandId>31</commandId>"));
+    EXPECT_NE(std::string::npos, results[0].body.find("<resetModulesResult/>"));
     EXPECT_TRUE(commandRows().empty());
-}
-
-TEST_F(EndToEnd, InactiveAgentTalksToNoOne) {
-    rctest::TestServer server(root, "{}");
-    server.configureAgent();
-    root.setConfig("servidorZAT_activo", "0");
-    root.setConfig("servidorZAT_conectado", "1");
-    ASSERT_EQ(0, runOnce());
-    EXPECT_TRUE(server.requests().empty());
-    EXPECT_EQ("0", root.config("servidorZAT_conectado"));
 }
 
 }  // namespace
