@@ -17,10 +17,8 @@ std::string reply(const std::string& commands) {
            "</commands></statusReply>";
 }
 
-std::string script(const std::string& statusReply, const std::string& resultAnswers = "") {
-    std::string routes = R"("/status": [{"code": 200, "body": ")" + statusReply + R"("}])";
-    if (!resultAnswers.empty()) routes += R"(, "/commandResult": )" + resultAnswers;
-    return "{\"routes\": {" + routes + "}}";
+std::string script(const std::string& statusReply) {
+    return R"({"routes": {"/status": [{"code": 200, "body": ")" + statusReply + R"("}]}})";
 }
 
 std::vector<rctest::RecordedRequest> onPath(const rctest::TestServer& server, const std::string& path) {
@@ -62,14 +60,7 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
 
-    const auto status = onPath(server, "/status");
-    ASSERT_EQ(1u, status.size());
-    EXPECT_EQ("POST", status[0].method);
-    EXPECT_EQ("application/xml", status[0].contentType);
-    EXPECT_TRUE(status[0].authOk);
-    EXPECT_NE(std::string::npos, status[0].body.find("<serialNumber>SN-0001</serialNumber>"));
-    EXPECT_NE(std::string::npos, status[0].body.find("<zatContractId>CONTRACT-1</zatContractId>"));
-
+    EXPECT_EQ(1u, onPath(server, "/status").size());
     // The unknown command got no row and no result; the others one result each.
     const auto results = onPath(server, "/commandResult");
     ASSERT_EQ(2u, results.size());
