@@ -44,12 +44,14 @@ TEST_F(SettingsLoad, ConfigurationValuesAreReadStrictly) {
         EXPECT_TRUE(s.load(root.env()));
         EXPECT_FALSE(s.active()) << "'" << off << "' is not on";
     }
-    root.setConfig("servidorZAT_intervalo", "five");
-    EXPECT_TRUE(s.load(root.env()));
-    EXPECT_EQ(0u, s.interval());
-    root.setConfig("servidorZAT_intervalo", "5");
-    EXPECT_TRUE(s.load(root.env()));
-    EXPECT_EQ(5u, s.interval());
+    // Beyond 32 bits the interval saturates as on the controller.
+    const std::pair<const char*, uint32_t> intervals[] = {
+        {"five", 0}, {"4294967296", 2147483647u}, {"5", 5}, {"4294967301", 2147483647u}, {"-1", 4294967295u}};
+    for (const auto& c : intervals) {
+        root.setConfig("servidorZAT_intervalo", c.first);
+        EXPECT_TRUE(s.load(root.env())) << c.first;
+        EXPECT_EQ(c.second, s.interval()) << c.first;
+    }
 
     root.setConfig("servidorZAT_direccion", "https://127.0.0.1:8443/rc/");
     EXPECT_FALSE(s.load(root.env())) << "the same address with its slash is no change";
