@@ -57,32 +57,25 @@ TEST_F(CommandLine, BadOptionsPointToHelpAndPositionalArgumentsChangeNothing) {
     }
 }
 
-TEST_F(CommandLine, ASecondInstanceIsRefused) {
+TEST_F(CommandLine, ALivePidFileRefusesASecondInstanceAndAStaleOneIsTakenOver) {
+    pid_t dead = fork();
+    if (dead == 0) _exit(0);
+    waitpid(dead, nullptr, 0);
     // A live process (this test) holds the pid file.
-    root.writeFile("/var/run/remote-control.pid", std::to_string(getpid()) + "\n");
-    AgentRun run = runAgent({"-o", "-p", pidFile()});
-    EXPECT_EQ(1, run.exitCode);
-    EXPECT_NE(std::string::npos, run.err.find("already running")) << run.err;
-    EXPECT_EQ(std::to_string(getpid()) + "\n", root.readFile("/var/run/remote-control.pid"));
-
+    const std::string live = std::to_string(getpid()) + "\n";
+    for (const std::string& held : {live, std::to_string(dead) + "\n", std::string("garbage"), std::string("")}) {
+        root.writeFile("/var/run/remote-control.pid", held);
+        AgentRun run = runAgent({"-o", "-p", pidFile()});
+        EXPECT_EQ(held == live ? 1 : 0, run.exitCode) << held << run.err;
+        EXPECT_EQ(held == live, run.err.find("already running") != std::string::npos) << run.err;
+        EXPECT_EQ(held == live ? live : std::to_string(run.pid) + "\n", root.readFile("/var/run/remote-control.pid"));
+    }
     // One starting in the same instant holds the lock but has not written yet.
     unlink(pidFile().c_str());
     int lock = open((pidFile() + ".lock").c_str(), O_RDWR | O_CREAT, 0644);
     ASSERT_EQ(0, flock(lock, LOCK_EX));
     EXPECT_EQ(1, runAgent({"-o", "-p", pidFile()}).exitCode);
     close(lock);
-}
-
-TEST_F(CommandLine, AStalePidFileIsTakenOver) {
-    pid_t dead = fork();
-    if (dead == 0) _exit(0);
-    waitpid(dead, nullptr, 0);
-    for (const std::string& stale : {std::to_string(dead) + "\n", std::string("garbage"), std::string("")}) {
-        root.writeFile("/var/run/remote-control.pid", stale);
-        AgentRun run = runAgent({"-o", "-p", pidFile()});
-        EXPECT_EQ(0, run.exitCode) << run.err;
-        EXPECT_EQ(std::to_string(run.pid) + "\n", root.readFile("/var/run/remote-control.pid"));
-    }
 }
 
 TEST_F(CommandLine, DaemonModeDetachesAndStillRunsOnce) {
