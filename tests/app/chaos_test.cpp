@@ -50,7 +50,9 @@ std::string script() {
     const time_t past = time(nullptr) - 60;
     strftime(dueNow, sizeof dueNow, "%Y-%m-%dT%H:%M:%S", gmtime(&past));
     std::string answers;
-    for (int k = 0; k < kReplies; ++k) answers += (k ? ", " : "") + std::string("{\"body\": \"") + reply(k, dueNow) + "\"}";
+    for (int k = 0; k < kReplies; ++k) {
+        answers += (k ? ", " : "") + std::string("{\"body\": \"") + reply(k, dueNow) + "\"}";
+    }
     return "{\"routes\": {\"/status\": [" + answers + "]}}";
 }
 
@@ -97,7 +99,8 @@ TEST_F(Chaos, KillsAtRandomMomentsLoseNothingAndRepeatNothing) {
     // How long one undisturbed pass takes here; the kills fall anywhere in it.
     const auto passStart = std::chrono::steady_clock::now();
     ASSERT_TRUE(finishOrKill(start(), std::chrono::seconds(30)));
-    const auto pass = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - passStart);
+    const auto pass =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - passStart);
     snapshot("after the first pass");
     std::printf("chaos: one pass takes %ld ms\n", static_cast<long>(pass.count()));
 

@@ -36,7 +36,8 @@ TEST_F(CommandLine, HelpPrintsTheUsageAndSucceeds) {
 TEST_F(CommandLine, VersionPrintsTheBuildAndTouchesNothing) {
     AgentRun run = runAgent({"-v", "-p", pidFile()});
     EXPECT_EQ(0, run.exitCode);
-    EXPECT_TRUE(std::regex_match(run.out, std::regex("\nVersion: 1\\.7\nCompilation date: [A-Z][a-z]{2} [ 0-9]\\d \\d{4}\n"
+    EXPECT_TRUE(std::regex_match(run.out, std::regex("\nVersion: 1\\.7\n"
+                                                     "Compilation date: [A-Z][a-z]{2} [ 0-9]\\d \\d{4}\n"
                                                      "Time: \\d\\d:\\d\\d:\\d\\d\n")))
         << run.out;
     EXPECT_FALSE(root.exists("/var/run/remote-control.pid"));

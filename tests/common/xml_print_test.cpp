@@ -46,7 +46,8 @@ TEST(XmlPrint, EveryNodePrintsAsRapidXmlPrintsIt) {
         // print), a value beside a lone data child (the child's text prints),
         // two data children, a value through a NUL byte.
         appendElement(doc, appendElement(doc, root, "mixed", "own value"), "child", "c");
-        appendElement(doc, root, "withData", "own")->append_node(doc.allocate_node(rapidxml::node_data, nullptr, "<&>"));
+        XmlNode* withData = appendElement(doc, root, "withData", "own");
+        withData->append_node(doc.allocate_node(rapidxml::node_data, nullptr, "<&>"));
         XmlNode* twoData = appendElement(doc, root, "twoData");
         twoData->append_node(doc.allocate_node(rapidxml::node_data, nullptr, "one"));
         twoData->append_node(doc.allocate_node(rapidxml::node_data, nullptr, ""));

@@ -71,25 +71,28 @@ TEST_F(HttpsClientTest, OkAnswersComeBackWholeAndNulTerminatedWhateverTheBodySen
     EXPECT_EQ("SN-0001", requests[0].clientSubject);
 }
 
-TEST_F(HttpsClientTest, OnlyTwoHundredIsSuccessAndRedirectsAreNotFollowed) {
+TEST_F(HttpsClientTest, OnlyTwoHundredWithTheCredentialsOfTheMomentIsSuccess) {
     rctest::TestServer server(root, R"({"routes": {"/created": [{"code": 201, "body": "<statusReply/>"}],
         "/nocontent": [{"code": 204}], "/moved": [{"code": 302, "redirect": "/rc/status"}]}})");
-    const std::pair<const char*, const char*> cases[] = {{"created", "201"}, {"nocontent", "204"}, {"moved", "302"}};
-    for (const auto& c : cases)
-        EXPECT_EQ(std::string("Invalid response code: ") + c.second, failureOf(root.env(), server.baseUrl() + c.first, ""));
-    EXPECT_EQ(3u, server.requests().size()) << "a redirect was followed";
-}
-
-TEST_F(HttpsClientTest, AChangedPasswordIsUsedByTheVeryNextRequest) {
-    rctest::TestServer server(root, "{}");
-    const std::string url = server.baseUrl() + "rc/status";
-    EXPECT_EQ("", failureOf(root.env(), url, "<status/>"));
-    root.setConfig("servidorZAT_password", "wrong");
-    ASSERT_TRUE(settings().load(root.env()));
-    EXPECT_EQ("Invalid response code: 401", failureOf(root.env(), url, "<status/>"));
-    root.setConfig("servidorZAT_password", "rc-pass");
-    ASSERT_TRUE(settings().load(root.env()));
-    EXPECT_EQ("", failureOf(root.env(), url, "<status/>"));
+    const struct {
+        const char* path;
+        const char* password;
+        const char* failure;
+    } cases[] = {
+        {"created", "rc-pass", "Invalid response code: 201"},
+        {"nocontent", "rc-pass", "Invalid response code: 204"},
+        {"moved", "rc-pass", "Invalid response code: 302"},  // not followed
+        {"rc/status", "rc-pass", ""},
+        // A changed password is used by the very next request.
+        {"rc/status", "wrong", "Invalid response code: 401"},
+        {"rc/status", "rc-pass", ""},
+    };
+    for (const auto& c : cases) {
+        root.setConfig("servidorZAT_password", c.password);
+        settings().load(root.env());
+        EXPECT_EQ(c.failure, failureOf(root.env(), server.baseUrl() + c.path, "<status/>")) << c.path << c.password;
+    }
+    EXPECT_EQ(6u, server.requests().size()) << "a redirect was followed";
 }
 
 TEST_F(HttpsClientTest, UntrustedServerOrMissingClientCertificateSendsNothing) {
