@@ -1,6 +1,7 @@
 // The built agent, run with --once under a simulated headend against the test
 // server: what the server receives and what the headend holds afterwards.
 #include "agent_process.h"
+#include "support/command_test.h"
 #include "support/headend_root.h"
 #include "support/test_server.h"
 
@@ -10,6 +11,7 @@
 
 namespace {
 
+using rctest::envelope;
 using rctest::runAgent;
 
 std::string reply(const std::string& commands) {
@@ -50,13 +52,11 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
     char due[32];
     strftime(due, sizeof due, "%Y-%m-%dT%H:%M:%S", gmtime(&in1h));
     rctest::TestServer server(
-        root, script(reply("<command><id>11</id><data><changePassword><username>installer</username>"
-                           "<password>pa55</password></changePassword></data></command>"
-                           "<command><id>12</id><data><formatDisks/></data></command>"
-                           "<command><id>13</id><data><scheduleCommands><datetime>" +
-                           std::string(due) +
-                           "</datetime><commands><command><id>14</id><data><stopTVCAMOTAFirmwareUpgrade/></data>"
-                           "</command></commands></scheduleCommands></data></command>")));
+        root, script(reply(envelope(11, "changePassword", "<username>installer</username><password>pa55</password>") +
+                           envelope(12, "formatDisks") +
+                           envelope(13, "scheduleCommands", "<datetime>" + std::string(due) + "</datetime><commands>" +
+                                                                envelope(14, "stopTVCAMOTAFirmwareUpgrade") +
+                                                                "</commands>"))));
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
 
@@ -81,9 +81,8 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
 // Asked to reset its own controller, the agent stores the result, runs
 // reboot and ends; the restarted agent delivers the stored result.
 TEST_F(EndToEnd, AControllerResetIsReportedByTheRestartedAgent) {
-    rctest::TestServer server(root, script(reply("<command><id>31</id><data><resetModules><modules>"
-                                                 "<mac>00:1A:2B:FF:FF:01</mac><mac>00:1A:2B:00:00:02</mac>"
-                                                 "</modules></resetModules></data></command>")));
+    const std::string macs = "<modules><mac>00:1A:2B:FF:FF:01</mac><mac>00:1A:2B:00:00:02</mac></modules>";
+    rctest::TestServer server(root, script(reply(envelope(31, "resetModules", macs))));
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
     const auto calls = root.stubCalls();

@@ -29,10 +29,10 @@ protected:
     std::string flag() const { return root.config("servidorZAT_conectado"); }
     rctest::TestEnv& env() { return root.env(); }
 
-    // An active agent that counts an unchanged status as due again every
-    // `interval` passes.
-    void activate(const char* interval) {
-        root.setConfig("servidorZAT_activo", "1");
+    // An agent that counts an unchanged status as due again every `interval`
+    // passes.
+    void activate(const char* active, const char* interval) {
+        root.setConfig("servidorZAT_activo", active);
         root.setConfig("servidorZAT_intervalo", interval);
     }
     // Runs passes 1..count of a fresh loop (calling beforePass first) and
@@ -58,18 +58,10 @@ protected:
     LoggingState logging;
 };
 
-TEST_F(PollCycle, InactiveClearsTheFlagOnceAndDoesNothingElse) {
-    EXPECT_TRUE(passesThatSent(3).empty());
-    EXPECT_EQ("0", flag());
-    EXPECT_EQ(3, env().count("Not active"));
-    EXPECT_EQ(1, env().count("NOT Connected to the Remote Control server")) << env().dump();
-    EXPECT_EQ(0, env().count("Checking if there are"));
-}
-
 TEST_F(PollCycle, AnUnchangedStatusIsResentEveryIntervalPassesAndAChangeAtOnce) {
     rctest::TestServer server(root, "{}");
     server.configureAgent();
-    activate("5");
+    activate("1", "5");
     const struct {
         const char* what;
         std::function<void(int)> beforePass;
@@ -88,10 +80,10 @@ TEST_F(PollCycle, AnUnchangedStatusIsResentEveryIntervalPassesAndAChangeAtOnce) 
 }
 
 // Every failed contact is logged, takes the flag down (the first one: the
-// grace only follows a success) and has the next pass send again.
+// grace only follows a success) and has the next pass send again. An inactive
+// agent makes no contact and takes the flag down once.
 TEST_F(PollCycle, AFailedContactIsLoggedAndRetriedOnTheNextPass) {
     env().stallSeconds_ = 1;
-    activate("5");
     const std::string error = "Error sending remote-control request to server: ";
     const struct {
         const char* what;
@@ -108,11 +100,13 @@ TEST_F(PollCycle, AFailedContactIsLoggedAndRetriedOnTheNextPass) {
         // Answers, so no failed contact; there is nothing to take from it.
         {"a reply that is no XML", R"({"body": "<<not xml"})", "XML parsing error: ", {"1", "1"}, {1}},
         {"slow but moving", R"({"body": "<statusReply/>", "trickle": 0.1})", "Sending status", {"1", "1"}, {1}},
+        {"inactive", nullptr, "Not active", {"0", "0"}, {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         env().clearLog();
         root.setConfig("servidorZAT_conectado", "1");
+        activate(c.sentOn.empty() ? "0" : "1", "5");
         std::unique_ptr<rctest::TestServer> server;
         root.setConfig("servidorZAT_direccion", "https://127.0.0.1:1/rc/");
         if (c.answer) {
@@ -127,6 +121,7 @@ TEST_F(PollCycle, AFailedContactIsLoggedAndRetriedOnTheNextPass) {
             << "a pass waited for the server";
         EXPECT_EQ(c.flags, flags);
         EXPECT_TRUE(env().contains(c.line)) << env().dump();
+        EXPECT_EQ(c.flags[0] == "0" ? 1 : 0, env().count("NOT Connected to the Remote Control server"));
         EXPECT_TRUE(root.query(kStore, "SELECT * FROM RCCommand").empty());
     }
 }
