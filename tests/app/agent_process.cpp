@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,6 +36,7 @@ AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds) {
         for (int fd = 0; fd < 3; ++fd) {
             if (files[fd] < 0 || dup2(files[fd], fd) < 0) _exit(127);
         }
+        flock(1, LOCK_SH);  // held while any process of the run holds its output
         execv(argv[0], argv.data());
         _exit(127);
     }
@@ -49,6 +51,11 @@ AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds) {
         waitpid(run.pid, &status, 0);
     }
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    // A process the agent left behind with its output (a daemon that kept it)
+    // still writes there until it ends.
+    const int held = open(out.c_str(), O_RDONLY);
+    for (int i = 0; i < timeoutSeconds * 100 && flock(held, LOCK_EX | LOCK_NB) != 0; ++i) usleep(10000);
+    close(held);
     dorel_remote_control::readFile(out, run.out);
     dorel_remote_control::readFile(err, run.err);
     removeTreeNoShell(dir);

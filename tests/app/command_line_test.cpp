@@ -2,6 +2,7 @@
 // under a simulated headend.
 #include "agent_process.h"
 #include "support/headend_root.h"
+#include "support/test_server.h"
 
 #include <gtest/gtest.h>
 
@@ -79,17 +80,21 @@ TEST_F(CommandLine, ALivePidFileRefusesASecondInstanceAndAStaleOneIsTakenOver) {
     close(lock);
 }
 
-TEST_F(CommandLine, DaemonModeDetachesAndStillRunsOnce) {
+TEST_F(CommandLine, DaemonModeDetachesSilentlyAndStillRunsOnce) {
+    rctest::TestServer server(root, "{}");
+    server.configureAgent();
+    root.setConfig("servidorZAT_activo", "1");
     AgentRun run = runAgent({"-d", "-o", "-p", pidFile()});
     EXPECT_EQ(0, run.exitCode);
-    EXPECT_EQ("", run.out) << "a daemon prints nothing";
-    // The detached process wrote its own pid, not the parent's.
+    // The detached process wrote its own pid, not the parent's, and prints
+    // nothing (a process in the foreground echoes the server's replies).
     for (int i = 0; i < 100 && !root.exists("/var/run/remote-control.pid"); ++i) usleep(50000);
-    std::string pid = root.readFile("/var/run/remote-control.pid");
-    EXPECT_NE(std::to_string(run.pid) + "\n", pid);
+    const std::string pid = root.readFile("/var/run/remote-control.pid");
     ASSERT_FALSE(pid.empty());
-    // Let the detached pass finish before the root goes away.
+    EXPECT_NE(std::to_string(run.pid) + "\n", pid);
     for (int i = 0; i < 200 && kill(std::stoi(pid), 0) == 0; ++i) usleep(50000);
+    EXPECT_EQ("", run.out + run.err);
+    EXPECT_FALSE(server.requests().empty()) << "the detached pass ran";
 }
 
 }  // namespace
