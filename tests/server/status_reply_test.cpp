@@ -61,6 +61,7 @@ TEST_F(StatusReplyIntake, CommandsAreFoundWhereTheParserWouldFindThemAndABrokenR
         {"<other><statusReply><commands>" + a + "</commands></statusReply></other><statusReply><x><commands>" + a +
              "</commands></x><commands><![CDATA[<command>]]>" + b + "</commands></statusReply>",
          {{"32", "0"}}},
+        {"<other><commands>" + a + "</commands></other>", {}},
         {"<statusReply><commands>" + a + b + "</commands></statusReply>junk", {}},
         {"<statusReply><commands>" + a + "<command <id>", {}},
     };
