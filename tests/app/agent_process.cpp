@@ -1,10 +1,11 @@
 #include "agent_process.h"
 
-#include <cerrno>
+#include "common/fs.h"
+#include "support/process_helpers.h"
+
 #include <csignal>
-#include <ctime>
 #include <fcntl.h>
-#include <poll.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,52 +24,41 @@ std::vector<std::string> agentCommandLine(const std::vector<std::string>& args) 
 
 AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds) {
     AgentRun run;
-    int out[2], err[2];
-    if (pipe(out) != 0 || pipe(err) != 0) return run;
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out[1], 1);
-        dup2(err[1], 2);
-        close(out[0]);
-        close(err[0]);
-        int devnull = open("/dev/null", O_RDONLY);
-        dup2(devnull, 0);
-        std::vector<std::string> line = agentCommandLine(args);
-        std::vector<char*> argv;
-        for (std::string& a : line) argv.push_back(&a[0]);
-        argv.push_back(nullptr);
+    const std::string dir = makeTempDir("rc-agent-"), out = dir + "/out", err = dir + "/err";
+    std::vector<std::string> line = agentCommandLine(args);
+    std::vector<char*> argv;
+    for (std::string& a : line) argv.push_back(&a[0]);
+    argv.push_back(nullptr);
+    run.pid = fork();
+    if (run.pid == 0) {
+        const int files[] = {open("/dev/null", O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT, 0600),
+                             open(err.c_str(), O_WRONLY | O_CREAT, 0600)};
+        for (int fd = 0; fd < 3; ++fd) {
+            if (files[fd] < 0 || dup2(files[fd], fd) < 0) _exit(127);
+        }
+        flock(1, LOCK_SH);  // held while any process of the run holds its output
         execv(argv[0], argv.data());
         _exit(127);
     }
-    close(out[1]);
-    close(err[1]);
-    run.pid = pid;
-    struct pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-    std::string* sinks[2] = {&run.out, &run.err};
-    int open = 2;
-    time_t deadline = time(nullptr) + timeoutSeconds;
-    while (open > 0 && time(nullptr) < deadline) {
-        if (poll(fds, 2, 200) <= 0) continue;
-        for (int i = 0; i < 2; ++i) {
-            if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP))) continue;
-            char buffer[4096];
-            ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
-            if (n > 0) {
-                sinks[i]->append(buffer, static_cast<size_t>(n));
-            } else {
-                close(fds[i].fd);
-                fds[i].fd = -1;
-                --open;
-            }
-        }
-    }
-    if (open > 0) kill(pid, SIGKILL);
-    for (auto& f : fds) {
-        if (f.fd >= 0) close(f.fd);
-    }
     int status = 0;
-    waitpid(pid, &status, 0);
+    pid_t ended = 0;
+    for (int i = 0; i < timeoutSeconds * 100 && ended == 0; ++i) {
+        ended = waitpid(run.pid, &status, WNOHANG);
+        if (ended == 0) usleep(10000);
+    }
+    if (ended != run.pid) {
+        kill(run.pid, SIGKILL);
+        waitpid(run.pid, &status, 0);
+    }
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    // A process the agent left behind with its output (a daemon that kept it)
+    // still writes there until it ends.
+    const int held = open(out.c_str(), O_RDONLY);
+    for (int i = 0; i < timeoutSeconds * 100 && flock(held, LOCK_EX | LOCK_NB) != 0; ++i) usleep(10000);
+    close(held);
+    dorel_remote_control::readFile(out, run.out);
+    dorel_remote_control::readFile(err, run.err);
+    removeTreeNoShell(dir);
     return run;
 }
 

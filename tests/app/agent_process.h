@@ -14,8 +14,9 @@ struct AgentRun {
 };
 
 // Runs RC_AGENT_BINARY with args (argv[0] is the binary's path) in the current
-// environment (so under the current REMOTE_CONTROL_ROOT); gives up after
-// timeoutSeconds and kills it.
+// environment (so under the current REMOTE_CONTROL_ROOT) until it and every
+// process that kept its output have ended; gives up after timeoutSeconds and
+// kills it.
 AgentRun runAgent(const std::vector<std::string>& args, int timeoutSeconds = 60);
 
 // The command line that starts the built agent with args: the binary itself,

@@ -4,6 +4,7 @@
 // stored must be reported, nothing scheduled stored twice, no row left
 // received or running.
 #include "agent_process.h"
+#include "support/command_test.h"
 #include "support/headend_root.h"
 #include "support/process_helpers.h"
 #include "support/test_server.h"
@@ -27,21 +28,19 @@ const char* const kDb = "/dorel/DB/remote_control.sqlite";
 constexpr int kKills = 50;
 constexpr int kReplies = 90;
 
-std::string envelope(int id, const std::string& inside) {
-    return "<command><id>" + std::to_string(id) + "</id><data>" + inside + "</data></command>";
-}
+using rctest::envelope;
 
 // Reply k: a password change, a scheduleCommands whose two inner commands are
 // due at once, and an OTA start; every command id unique.
 std::string reply(int k, const std::string& dueNow) {
     const std::string commands =
-        envelope(1000 + k, "<changePassword><username>admin</username><password>pw" + std::to_string(k) +
-                               "</password></changePassword>") +
-        envelope(2000 + k, "<scheduleCommands><datetime>" + dueNow + "</datetime><commands>" +
-                               envelope(3000 + 2 * k, "<stopTVCAMOTAFirmwareUpgrade/>") +
-                               envelope(3001 + 2 * k, "<getScheduledCommands/>") + "</commands></scheduleCommands>") +
-        envelope(4000 + k, "<startOTAFirmwareUpgrade><type>ndstvcam</type>"
-                           "<linkage>4A0C00010002000309043A91E700</linkage></startOTAFirmwareUpgrade>");
+        envelope(1000 + k, "changePassword", "<username>admin</username><password>pw" + std::to_string(k) +
+                                                 "</password>") +
+        envelope(2000 + k, "scheduleCommands", "<datetime>" + dueNow + "</datetime><commands>" +
+                                                   envelope(3000 + 2 * k, "stopTVCAMOTAFirmwareUpgrade") +
+                                                   envelope(3001 + 2 * k, "getScheduledCommands") + "</commands>") +
+        envelope(4000 + k, "startOTAFirmwareUpgrade",
+                 "<type>ndstvcam</type><linkage>4A0C00010002000309043A91E700</linkage>");
     return "<statusReply><commands>" + commands + "</commands></statusReply>";
 }
 
@@ -50,7 +49,9 @@ std::string script() {
     const time_t past = time(nullptr) - 60;
     strftime(dueNow, sizeof dueNow, "%Y-%m-%dT%H:%M:%S", gmtime(&past));
     std::string answers;
-    for (int k = 0; k < kReplies; ++k) answers += (k ? ", " : "") + std::string("{\"body\": \"") + reply(k, dueNow) + "\"}";
+    for (int k = 0; k < kReplies; ++k) {
+        answers += (k ? ", " : "") + std::string("{\"body\": \"") + reply(k, dueNow) + "\"}";
+    }
     return "{\"routes\": {\"/status\": [" + answers + "]}}";
 }
 
@@ -97,7 +98,8 @@ TEST_F(Chaos, KillsAtRandomMomentsLoseNothingAndRepeatNothing) {
     // How long one undisturbed pass takes here; the kills fall anywhere in it.
     const auto passStart = std::chrono::steady_clock::now();
     ASSERT_TRUE(finishOrKill(start(), std::chrono::seconds(30)));
-    const auto pass = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - passStart);
+    const auto pass =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - passStart);
     snapshot("after the first pass");
     std::printf("chaos: one pass takes %ld ms\n", static_cast<long>(pass.count()));
 

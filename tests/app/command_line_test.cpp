@@ -2,6 +2,7 @@
 // under a simulated headend.
 #include "agent_process.h"
 #include "support/headend_root.h"
+#include "support/test_server.h"
 
 #include <gtest/gtest.h>
 
@@ -29,67 +30,48 @@ TEST_F(CommandLine, HelpPrintsTheUsageAndSucceeds) {
     AgentRun run = runAgent({"-h"});
     EXPECT_EQ(0, run.exitCode);
     EXPECT_EQ("", run.err);
-    const std::string expected =
-        "usage: " + kProgram +
-        " [ -pdoxvh ] configDB tmpDB modelo\n"
-        "   [ -p ] [ --pidfile ] (type=STRING, default=/var/run/remote-control.pid)\n"
-        "          Nombre del fichero que gestiona las multiples instancias del programa.\n"
-        "   [ -d ] [ --daemon ] (type=FLAG)\n"
-        "          Ejecutar en modo demonio, no muestra nada por la salida estandar.\n"
-        "   [ -o ] [ --once ] (type=FLAG)\n"
-        "          Envía un solo mensaje de status y lo prcesa. No entra en el lazo principal.\n"
-        "   [ -x ] [ --showxml ] (type=FLAG)\n"
-        "          Muestra el XML enviado y recibido al servidor por la salida estándar.\n"
-        "   [ -v ] [ --version ] (type=FLAG)\n"
-        "          Mostrar versión del programa y salir.\n"
-        "   [ -h ] [ --help ] (type=FLAG)\n"
-        "          Mostrar esta ayuda y salir.\n"
-        "\n"
-        "  <configDB> (type=STRING, obligatorio) \n"
-        "\t Ruta del fichero sqlite que contiene los parametros de configuracion a leer para\n"
-        "\t interactuar con otros modulos.\n"
-        "\n";
-    EXPECT_EQ(expected, run.out);
-    EXPECT_EQ(expected, runAgent({"--help", "--bogus"}).out) << "help wins as soon as it is seen";
+    EXPECT_EQ(0u, run.out.find("usage: " + kProgram + " [ -pdoxvh ] configDB tmpDB modelo\n")) << run.out;
+    EXPECT_EQ(run.out, runAgent({"--help", "--bogus"}).out) << "help wins as soon as it is seen";
 }
 
 TEST_F(CommandLine, VersionPrintsTheBuildAndTouchesNothing) {
     AgentRun run = runAgent({"-v", "-p", pidFile()});
     EXPECT_EQ(0, run.exitCode);
-    EXPECT_TRUE(std::regex_match(run.out, std::regex("\nVersion: 1\\.7\nCompilation date: [A-Z][a-z]{2} [ 0-9]\\d \\d{4}\n"
+    EXPECT_TRUE(std::regex_match(run.out, std::regex("\nVersion: 1\\.7\n"
+                                                     "Compilation date: [A-Z][a-z]{2} [ 0-9]\\d \\d{4}\n"
                                                      "Time: \\d\\d:\\d\\d:\\d\\d\n")))
         << run.out;
     EXPECT_FALSE(root.exists("/var/run/remote-control.pid"));
     EXPECT_EQ(0, runAgent({"--version"}).exitCode);
 }
 
-TEST_F(CommandLine, BadOptionsPointToHelp) {
+TEST_F(CommandLine, BadOptionsPointToHelpAndPositionalArgumentsChangeNothing) {
     const std::string hint = "Try `" + kProgram + " --help' for more information.\n";
-    for (const std::vector<std::string>& args :
-         {std::vector<std::string>{"--bogus"}, {"-z"}, {"-p"}, {"--pidfile"}, {"-o", "--once=3"}}) {
-        AgentRun run = runAgent(args);
-        EXPECT_EQ(1, run.exitCode) << args[0];
-        EXPECT_EQ("", run.out);
-        EXPECT_NE(std::string::npos, run.err.find(hint)) << run.err;
+    const std::pair<std::vector<std::string>, int> cases[] = {
+        {{"--bogus"}, 1}, {{"-z"}, 1}, {{"-p"}, 1}, {{"--pidfile"}, 1}, {{"-o", "--once=3"}, 1},
+        {{"-o", "-x", "-p", pidFile(), "config.db", "tmp.db", "KVB-200"}, 0},
+    };
+    for (const auto& c : cases) {
+        AgentRun run = runAgent(c.first);
+        EXPECT_EQ(c.second, run.exitCode) << c.first.back();
+        EXPECT_EQ("", run.out) << c.first.back();
+        EXPECT_EQ(c.second == 1, run.err.find(hint) != std::string::npos) << run.err;
     }
 }
 
-TEST_F(CommandLine, RunsWithoutPositionalArgumentsAndIgnoresShowXml) {
-    AgentRun plain = runAgent({"-o", "-p", pidFile()});
-    EXPECT_EQ(0, plain.exitCode) << plain.err;
-    AgentRun withArgs = runAgent({"-o", "-x", "-p", pidFile(), "config.db", "tmp.db", "KVB-200"});
-    EXPECT_EQ(0, withArgs.exitCode) << withArgs.err;
-    EXPECT_EQ(plain.out, withArgs.out);
-}
-
-TEST_F(CommandLine, ASecondInstanceIsRefused) {
+TEST_F(CommandLine, ALivePidFileRefusesASecondInstanceAndAStaleOneIsTakenOver) {
+    pid_t dead = fork();
+    if (dead == 0) _exit(0);
+    waitpid(dead, nullptr, 0);
     // A live process (this test) holds the pid file.
-    root.writeFile("/var/run/remote-control.pid", std::to_string(getpid()) + "\n");
-    AgentRun run = runAgent({"-o", "-p", pidFile()});
-    EXPECT_EQ(1, run.exitCode);
-    EXPECT_NE(std::string::npos, run.err.find("already running")) << run.err;
-    EXPECT_EQ(std::to_string(getpid()) + "\n", root.readFile("/var/run/remote-control.pid"));
-
+    const std::string live = std::to_string(getpid()) + "\n";
+    for (const std::string& held : {live, std::to_string(dead) + "\n", std::string("garbage"), std::string("")}) {
+        root.writeFile("/var/run/remote-control.pid", held);
+        AgentRun run = runAgent({"-o", "-p", pidFile()});
+        EXPECT_EQ(held == live ? 1 : 0, run.exitCode) << held << run.err;
+        EXPECT_EQ(held == live, run.err.find("already running") != std::string::npos) << run.err;
+        EXPECT_EQ(held == live ? live : std::to_string(run.pid) + "\n", root.readFile("/var/run/remote-control.pid"));
+    }
     // One starting in the same instant holds the lock but has not written yet.
     unlink(pidFile().c_str());
     int lock = open((pidFile() + ".lock").c_str(), O_RDWR | O_CREAT, 0644);
@@ -98,29 +80,21 @@ TEST_F(CommandLine, ASecondInstanceIsRefused) {
     close(lock);
 }
 
-TEST_F(CommandLine, AStalePidFileIsTakenOver) {
-    pid_t dead = fork();
-    if (dead == 0) _exit(0);
-    waitpid(dead, nullptr, 0);
-    for (const std::string& stale : {std::to_string(dead) + "\n", std::string("garbage"), std::string("")}) {
-        root.writeFile("/var/run/remote-control.pid", stale);
-        AgentRun run = runAgent({"-o", "-p", pidFile()});
-        EXPECT_EQ(0, run.exitCode) << run.err;
-        EXPECT_EQ(std::to_string(run.pid) + "\n", root.readFile("/var/run/remote-control.pid"));
-    }
-}
-
-TEST_F(CommandLine, DaemonModeDetachesAndStillRunsOnce) {
+TEST_F(CommandLine, DaemonModeDetachesSilentlyAndStillRunsOnce) {
+    rctest::TestServer server(root, "{}");
+    server.configureAgent();
+    root.setConfig("servidorZAT_activo", "1");
     AgentRun run = runAgent({"-d", "-o", "-p", pidFile()});
     EXPECT_EQ(0, run.exitCode);
-    EXPECT_EQ("", run.out) << "a daemon prints nothing";
-    // The detached process wrote its own pid, not the parent's.
+    // The detached process wrote its own pid, not the parent's, and prints
+    // nothing (a process in the foreground echoes the server's replies).
     for (int i = 0; i < 100 && !root.exists("/var/run/remote-control.pid"); ++i) usleep(50000);
-    std::string pid = root.readFile("/var/run/remote-control.pid");
-    EXPECT_NE(std::to_string(run.pid) + "\n", pid);
+    const std::string pid = root.readFile("/var/run/remote-control.pid");
     ASSERT_FALSE(pid.empty());
-    // Let the detached pass finish before the root goes away.
+    EXPECT_NE(std::to_string(run.pid) + "\n", pid);
     for (int i = 0; i < 200 && kill(std::stoi(pid), 0) == 0; ++i) usleep(50000);
+    EXPECT_EQ("", run.out + run.err);
+    EXPECT_FALSE(server.requests().empty()) << "the detached pass ran";
 }
 
 }  // namespace

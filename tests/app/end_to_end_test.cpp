@@ -1,6 +1,7 @@
 // The built agent, run with --once under a simulated headend against the test
 // server: what the server receives and what the headend holds afterwards.
 #include "agent_process.h"
+#include "support/command_test.h"
 #include "support/headend_root.h"
 #include "support/test_server.h"
 
@@ -10,6 +11,7 @@
 
 namespace {
 
+using rctest::envelope;
 using rctest::runAgent;
 
 std::string reply(const std::string& commands) {
@@ -17,10 +19,8 @@ std::string reply(const std::string& commands) {
            "</commands></statusReply>";
 }
 
-std::string script(const std::string& statusReply, const std::string& resultAnswers = "") {
-    std::string routes = R"("/status": [{"code": 200, "body": ")" + statusReply + R"("}])";
-    if (!resultAnswers.empty()) routes += R"(, "/commandResult": )" + resultAnswers;
-    return "{\"routes\": {" + routes + "}}";
+std::string script(const std::string& statusReply) {
+    return R"({"routes": {"/status": [{"code": 200, "body": ")" + statusReply + R"("}]}})";
 }
 
 std::vector<rctest::RecordedRequest> onPath(const rctest::TestServer& server, const std::string& path) {
@@ -52,24 +52,15 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
     char due[32];
     strftime(due, sizeof due, "%Y-%m-%dT%H:%M:%S", gmtime(&in1h));
     rctest::TestServer server(
-        root, script(reply("<command><id>11</id><data><changePassword><username>installer</username>"
-                           "<password>pa55</password></changePassword></data></command>"
-                           "<command><id>12</id><data><formatDisks/></data></command>"
-                           "<command><id>13</id><data><scheduleCommands><datetime>" +
-                           std::string(due) +
-                           "</datetime><commands><command><id>14</id><data><stopTVCAMOTAFirmwareUpgrade/></data>"
-                           "</command></commands></scheduleCommands></data></command>")));
+        root, script(reply(envelope(11, "changePassword", "<username>installer</username><password>pa55</password>") +
+                           envelope(12, "formatDisks") +
+                           envelope(13, "scheduleCommands", "<datetime>" + std::string(due) + "</datetime><commands>" +
+                                                                envelope(14, "stopTVCAMOTAFirmwareUpgrade") +
+                                                                "</commands>"))));
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
 
-    const auto status = onPath(server, "/status");
-    ASSERT_EQ(1u, status.size());
-    EXPECT_EQ("POST", status[0].method);
-    EXPECT_EQ("application/xml", status[0].contentType);
-    EXPECT_TRUE(status[0].authOk);
-    EXPECT_NE(std::string::npos, status[0].body.find("<serialNumber>SN-0001</serialNumber>"));
-    EXPECT_NE(std::string::npos, status[0].body.find("<zatContractId>CONTRACT-1</zatContractId>"));
-
+    EXPECT_EQ(1u, onPath(server, "/status").size());
     // The unknown command got no row and no result; the others one result each.
     const auto results = onPath(server, "/commandResult");
     ASSERT_EQ(2u, results.size());
@@ -87,34 +78,27 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
     EXPECT_EQ("1", root.config("servidorZAT_conectado"));
 }
 
-TEST_F(EndToEnd, AResultTheServerRefusedIsDeliveredOnTheNextRun) {
-    rctest::TestServer server(
-        root, script(reply("<command><id>21</id><data><stopTVCAMOTAFirmwareUpgrade/></data></command>"),
-                     R"([{"code": 500, "body": "busy"}])"));
+// Asked to reset its own controller, the agent stores the result, runs
+// reboot and ends; the restarted agent delivers the stored result.
+TEST_F(EndToEnd, AControllerResetIsReportedByTheRestartedAgent) {
+    const std::string macs = "<modules><mac>00:1A:2B:FF:FF:01</mac><mac>00:1A:2B:00:00:02</mac></modules>";
+    rctest::TestServer server(root, script(reply(envelope(31, "resetModules", macs))));
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
-    auto rows = commandRows();
-    ASSERT_EQ(1u, rows.size());
-    EXPECT_EQ("2", rows[0][1]) << "finished, result not yet delivered";
+    const auto calls = root.stubCalls();
+    ASSERT_GE(calls.size(), 2u);
+    EXPECT_EQ("/dorel/bin/clienteXMLRPC 10.9.0.2 EjecutarScript reboot", calls[calls.size() - 2]);
+    EXPECT_EQ("reboot", calls.back());
+    EXPECT_EQ((std::vector<std::vector<std::string>>{{"31", "2"}}),
+              root.query("/devkit/reboot/remote_control.sqlite", "SELECT commandId, status FROM RCCommand"));
+    EXPECT_TRUE(onPath(server, "/commandResult").empty());
 
     ASSERT_EQ(0, runOnce());
     const auto results = onPath(server, "/commandResult");
-    ASSERT_EQ(2u, results.size());
-    EXPECT_EQ(500, results[0].status);
-    EXPECT_EQ(200, results[1].status);
-    EXPECT_EQ(results[0].body, results[1].body) << "the stored result is sent as it was";
-    EXPECT_NE(std::string::npos, results[1].body.find("<id>811</id>"));
+    ASSERT_EQ(1u, results.size());
+    EXPECT_NE(std::string::npos, results[0].body.find("<commandId>31</commandId>"));
+    EXPECT_NE(std::string::npos, results[0].body.find("<resetModulesResult/>"));
     EXPECT_TRUE(commandRows().empty());
-}
-
-TEST_F(EndToEnd, InactiveAgentTalksToNoOne) {
-    rctest::TestServer server(root, "{}");
-    server.configureAgent();
-    root.setConfig("servidorZAT_activo", "0");
-    root.setConfig("servidorZAT_conectado", "1");
-    ASSERT_EQ(0, runOnce());
-    EXPECT_TRUE(server.requests().empty());
-    EXPECT_EQ("0", root.config("servidorZAT_conectado"));
 }
 
 }  // namespace

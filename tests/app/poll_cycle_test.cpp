@@ -1,25 +1,24 @@
 // Passes of the poll cycle against a simulated headend and the dev kit's test
-// server, on a fake clock.
+// server, on the test's clock: when the status goes out, what a failed
+// contact does, and the connection flag the web interface shows.
 #include "app/poll_cycle.h"
+#include "common/dorelcommon.h"
 #include "server/settings.h"
-#include "support/fake_clock.h"
 #include "support/headend_root.h"
-#include "support/log_capture.h"
 #include "support/test_server.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
+#include <memory>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 namespace {
 
 using namespace dorel_remote_control;
-
-int countPath(const std::vector<rctest::RecordedRequest>& requests, const std::string& path) {
-    int n = 0;
-    for (const auto& r : requests) n += (r.path == path);
-    return n;
-}
+const char* const kStore = "/dorel/DB/remote_control.sqlite";
 
 class PollCycle : public ::testing::Test {
 protected:
@@ -28,156 +27,157 @@ protected:
         root.setConfig("servidorZAT_conectado", "1");
     }
     std::string flag() const { return root.config("servidorZAT_conectado"); }
+    rctest::TestEnv& env() { return root.env(); }
 
-    // An active agent talking to `server`, which counts an unchanged status as
-    // due again every `interval` passes.
-    void activate(const rctest::TestServer& server, const char* interval) {
-        server.configureAgent();
-        root.setConfig("servidorZAT_activo", "1");
+    // An agent that counts an unchanged status as due again every `interval`
+    // passes.
+    void activate(const char* active, const char* interval) {
+        root.setConfig("servidorZAT_activo", active);
         root.setConfig("servidorZAT_intervalo", interval);
     }
-    // Runs passes 1..count (calling beforePass first) and tells on which the
-    // status went out.
-    std::vector<int> passesThatSent(const rctest::TestServer& server, int count,
-                                    const std::function<void(int)>& beforePass = nullptr) {
+    // Runs passes 1..count of a fresh loop (calling beforePass first) and
+    // tells on which the status went out; flags gets the flag after each.
+    std::vector<int> passesThatSent(int count, const std::function<void(int)>& beforePass = nullptr,
+                                    std::vector<std::string>* flags = nullptr) {
+        PollContext context(env());
         PollLoop loop(context, logging);
         std::vector<int> sentOn;
         for (int pass = 1; pass <= count; ++pass) {
             if (beforePass) beforePass(pass);
-            int before = countPath(server.requests(), "/status");
+            const int before = env().count("Sending Status");
+            testing::internal::CaptureStdout();  // the HTTPS client echoes the replies
             loop.runPass();
-            if (countPath(server.requests(), "/status") > before) sentOn.push_back(pass);
+            testing::internal::GetCapturedStdout();
+            if (env().count("Sending Status") > before) sentOn.push_back(pass);
+            if (flags) flags->push_back(flag());
         }
         return sentOn;
     }
 
     rctest::HeadendRoot root;
-    rctest::FakeClock clock;
-    rctest::LogCapture log;
-    PollContext context;
     LoggingState logging;
 };
 
-TEST_F(PollCycle, InactiveClearsTheFlagOnceAndDoesNothingElse) {
-    PollLoop loop(context, logging);
-    loop.runPass();
-    EXPECT_EQ("0", flag());
-    EXPECT_EQ(kNotConnected, context.connectionState);
-    loop.runPass();
-    loop.runPass();
-    EXPECT_EQ(3, log.count("Not active"));
-    EXPECT_EQ(1, log.count("NOT Connected to the Remote Control server")) << log.dump();
-    EXPECT_EQ(0, log.count("Sending Status"));
-    EXPECT_EQ(0, log.count("Checking if there are"));
-}
-
-TEST_F(PollCycle, AnUnchangedStatusIsResentEveryIntervalPasses) {
+TEST_F(PollCycle, AnUnchangedStatusIsResentEveryIntervalPassesAndAChangeAtOnce) {
     rctest::TestServer server(root, "{}");
-    activate(server, "5");
-    EXPECT_EQ((std::vector<int>{1, 6, 11}), passesThatSent(server, 11));
-    EXPECT_EQ("1", flag());
-    EXPECT_EQ(kConnected, context.connectionState);
-}
-
-TEST_F(PollCycle, AChangedStatusIsSentAtOnce) {
-    rctest::TestServer server(root, "{}");
-    activate(server, "5");
-    auto changeOnPass3 = [&](int pass) {
-        if (pass == 3) root.exec("/tmp/temp_global.sqlite", "UPDATE ModulosCabecera SET SWVersion = '999'");
-    };
-    EXPECT_EQ((std::vector<int>{1, 3}), passesThatSent(server, 4, changeOnPass3));
-    auto requests = server.requests();
-    // A connected pass ends with the CAM key fetch; the status came before it.
-    while (!requests.empty() && requests.back().path != "/status") requests.pop_back();
-    ASSERT_FALSE(requests.empty());
-    EXPECT_NE(std::string::npos, requests.back().body.find("<swVersion>9.99</swVersion>")) << requests.back().body;
-}
-
-TEST_F(PollCycle, AChangedSettingResetsTheIntervalCount) {
-    rctest::TestServer server(root, "{}");
-    activate(server, "5");
-    auto changeSettingOnPass2 = [&](int pass) {
-        if (pass == 2) root.setConfig("servidorZAT_intervalo", "4");
-    };
-    EXPECT_EQ((std::vector<int>{1, 2}), passesThatSent(server, 2, changeSettingOnPass2));
-}
-
-TEST_F(PollCycle, AFailedSendIsRetriedOnTheNextPass) {
-    rctest::TestServer server(root, R"({"routes": {"/status": [{"code": 500, "body": "oops"}]}})");
-    activate(server, "5");
-    std::vector<std::string> flags;
-    EXPECT_EQ((std::vector<int>{1, 2}), passesThatSent(server, 3, [&](int) { flags.push_back(flag()); }));
-    EXPECT_TRUE(log.contains("Error sending remote-control request to server: Invalid response code: 500"))
-        << log.dump();
-    EXPECT_EQ((std::vector<std::string>{"1", "0", "1"}), flags) << "down after the failure, up after the retry";
-}
-
-TEST_F(PollCycle, AReplyThatIsNotXmlIsNoCommand) {
-    rctest::TestServer server(root, R"({"routes": {"/status": [{"code": 200, "body": "<<not xml"}]}})");
     server.configureAgent();
-    root.setConfig("servidorZAT_activo", "1");
-    PollLoop loop(context, logging);
-    loop.runPass();
-    EXPECT_TRUE(log.contains("XML parsing error: ")) << log.dump();
-    EXPECT_EQ("1", flag()) << "the server answered";
-    EXPECT_TRUE(root.query("/dorel/DB/remote_control.sqlite", "SELECT * FROM RCCommand").empty());
+    activate("1", "5");
+    const struct {
+        const char* what;
+        std::function<void(int)> beforePass;
+        std::vector<int> sentOn;
+    } cases[] = {
+        {"unchanged", nullptr, {1, 6, 11}},
+        {"the status changes", [&](int pass) {
+             if (pass == 3) root.exec("/tmp/temp_global.sqlite", "UPDATE ModulosCabecera SET SWVersion = '999'");
+         }, {1, 3}},
+        {"a setting changes", [&](int pass) {
+             if (pass == 2) root.setConfig("servidorZAT_intervalo", "4");
+         }, {1, 2}},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.sentOn, passesThatSent(c.sentOn.back() + 1, c.beforePass)) << c.what;
+    EXPECT_EQ("1", flag());
+}
+
+// Every failed contact is logged, takes the flag down (the first one: the
+// grace only follows a success) and has the next pass send again. An inactive
+// agent makes no contact and takes the flag down once.
+TEST_F(PollCycle, AFailedContactIsLoggedAndRetriedOnTheNextPass) {
+    env().stallSeconds_ = 1;
+    const std::string error = "Error sending remote-control request to server: ";
+    const struct {
+        const char* what;
+        const char* answer;  // the first answer to the status; null: no server at all
+        std::string line;
+        std::vector<std::string> flags;  // after passes 1 and 2
+        std::vector<int> sentOn;
+    } cases[] = {
+        {"an error status", R"({"code": 500, "body": "oops"})", error + "Invalid response code: 500", {"0", "1"},
+         {1, 2}},
+        {"silent after the headers", R"({"stall": "headers", "stall_seconds": 30})",
+         error + "Error sending http request(28)", {"0", "1"}, {1, 2}},
+        {"no server", nullptr, error + "Error sending http request(7)", {"0", "0"}, {1, 2}},
+        // Answers, so no failed contact; there is nothing to take from it.
+        {"a reply that is no XML", R"({"body": "<<not xml"})", "XML parsing error: ", {"1", "1"}, {1}},
+        {"slow but moving", R"({"body": "<statusReply/>", "trickle": 0.1})", "Sending status", {"1", "1"}, {1}},
+        {"inactive", nullptr, "Not active", {"0", "0"}, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        env().clearLog();
+        root.setConfig("servidorZAT_conectado", "1");
+        activate(c.sentOn.empty() ? "0" : "1", "5");
+        std::unique_ptr<rctest::TestServer> server;
+        root.setConfig("servidorZAT_direccion", "https://127.0.0.1:1/rc/");
+        if (c.answer) {
+            server = std::make_unique<rctest::TestServer>(
+                root, "{\"routes\": {\"/status\": [" + std::string(c.answer) + "]}}");
+            server->configureAgent();
+        }
+        std::vector<std::string> flags;
+        const auto started = std::chrono::steady_clock::now();
+        EXPECT_EQ(c.sentOn, passesThatSent(2, nullptr, &flags));
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10))
+            << "a pass waited for the server";
+        EXPECT_EQ(c.flags, flags);
+        EXPECT_TRUE(env().contains(c.line)) << env().dump();
+        EXPECT_EQ(c.flags[0] == "0" ? 1 : 0, env().count("NOT Connected to the Remote Control server"));
+        EXPECT_TRUE(root.query(kStore, "SELECT * FROM RCCommand").empty());
+    }
 }
 
 TEST_F(PollCycle, TheFlagStaysUpForTenMinutesAfterConnecting) {
+    PollContext context(env());
     setConnection(context, kConnected);
     ASSERT_EQ("1", flag());
     const time_t connectedAt = context.lastFlagWrite;
-    clock.set(connectedAt + 599);
+    env().set(connectedAt + 599);
     setConnection(context, kNotConnected);
     EXPECT_EQ("1", flag()) << "a failure within the grace leaves the flag";
     EXPECT_EQ(kConnected, context.connectionState);
     setConnection(context, kConnected);
     EXPECT_EQ(connectedAt, context.lastFlagWrite) << "a later success does not restart the grace";
-    clock.set(connectedAt + 600);
+    env().set(connectedAt + 600);
     setConnection(context, kNotConnected);
     EXPECT_EQ("0", flag());
     EXPECT_EQ(kNotConnected, context.connectionState);
     setConnection(context, kNotConnected);
-    EXPECT_EQ(1, log.count("NOT Connected to the Remote Control server"));
-}
+    EXPECT_EQ(1, env().count("NOT Connected to the Remote Control server"));
 
-TEST_F(PollCycle, TheFlagIsOnlyWrittenWhereItsRowExists) {
-    root.exec("/dorel/DB/config_global.sqlite", "DELETE FROM configuracionWebGlobal WHERE nombre = 'servidorZAT_conectado'");
-    setConnection(context, kConnected);
-    EXPECT_EQ(kConnectionUnknown, context.connectionState);
-    EXPECT_TRUE(root.query("/dorel/DB/config_global.sqlite",
-                           "SELECT * FROM configuracionWebGlobal WHERE nombre = 'servidorZAT_conectado'")
-                    .empty());
-
-    rctest::HeadendRoot fresh;
-    fresh.setConfig("servidorZAT_conectado", "1");
-    PollContext other;
+    PollContext other(env());
+    root.setConfig("servidorZAT_conectado", "1");
     setConnection(other, 7);
-    EXPECT_TRUE(log.contains("Unknown Connection Status"));
-    EXPECT_EQ("0", fresh.config("servidorZAT_conectado"));
+    EXPECT_TRUE(env().contains("Unknown Connection Status"));
+    EXPECT_EQ("0", flag());
     EXPECT_EQ(kNotConnected, other.connectionState);
 }
 
-TEST_F(PollCycle, PassesArePacedToTheMinute) {
-    PollLoop loop(context, logging);
-    const time_t start = clock.now();
-    clock.set(start + 10);
-    loop.waitForNextPass(start);
-    clock.set(start + 75);
-    loop.waitForNextPass(start);  // a long pass: the next begins at once
-    clock.set(start - 30);
-    loop.waitForNextPass(start);  // the clock went back: wait no more than a minute
-    EXPECT_EQ((std::vector<unsigned>{50, 60}), clock.sleeps());
+TEST_F(PollCycle, TheFlagIsOnlyWrittenWhereItsRowExists) {
+    root.exec("/dorel/DB/config_global.sqlite",
+              "DELETE FROM configuracionWebGlobal WHERE nombre = 'servidorZAT_conectado'");
+    PollContext context(env());
+    setConnection(context, kConnected);
+    EXPECT_EQ(kConnectionUnknown, context.connectionState);
+    EXPECT_TRUE(root.query("/dorel/DB/config_global.sqlite",
+                           "SELECT * FROM configuracionWebGlobal WHERE nombre = 'servidorZAT_conectado'").empty());
 }
 
-TEST_F(PollCycle, AnUnreachableServerIsAFailedContact) {
-    root.setConfig("servidorZAT_activo", "1");
-    root.setConfig("servidorZAT_direccion", "https://127.0.0.1:1/rc/");
+TEST_F(PollCycle, PassesArePacedToTheMinuteAndTakeAChangedLogSetting) {
+    const int fd = inotify_init1(IN_NONBLOCK);
+    logging = {fd, configure_global_syslog(nullptr, "remote-control", &env().debugMask(), fd)};
+    PollContext context(env());
     PollLoop loop(context, logging);
-    loop.runPass();
-    EXPECT_TRUE(log.contains("Error sending remote-control request to server: Error sending http request(7)"))
-        << log.dump();
-    EXPECT_EQ("0", flag());
+    const time_t start = env().now();
+    env().set(start + 10);
+    loop.waitForNextPass(start);
+    root.writeFile("/dorel/conf/debug.conf", "remote-control 0x30\n");
+    env().set(start + 75);
+    loop.waitForNextPass(start);  // a long pass: the next begins at once
+    EXPECT_EQ(0x30ul, env().debugMask());
+    env().set(start - 30);
+    loop.waitForNextPass(start);  // the clock went back: wait no more than a minute
+    EXPECT_EQ((std::vector<unsigned>{50, 60}), env().sleeps());
+    close(fd);
 }
 
 }  // namespace

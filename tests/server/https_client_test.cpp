@@ -19,9 +19,9 @@ namespace {
 using namespace dorel_remote_control;
 
 // The message of the CurlError a request throws ("" when it succeeds).
-std::string failureOf(const std::string& url, const char* body) {
+std::string failureOf(rctest::TestEnv& env, const std::string& url, const char* body) {
     try {
-        HttpsClient::instance().request(url, body);
+        HttpsClient::instance().request(env, url, body);
     } catch (const CurlError& e) {
         return e.what();
     }
@@ -32,7 +32,10 @@ class HttpsClientTest : public ::testing::Test {
 protected:
     // The identity and credentials are cached process-wide: start each test
     // from this root's values.
-    void SetUp() override { settings() = Settings(); settings().load(); }
+    void SetUp() override {
+        settings() = Settings();
+        settings().load(root.env());
+    }
 
     rctest::HeadendRoot root;
 };
@@ -43,9 +46,9 @@ TEST_F(HttpsClientTest, OkAnswersComeBackWholeAndNulTerminatedWhateverTheBodySen
                                         R"(}], "/empty": [{"body": ""}], "/get": [{"body": "a"}]}})");
     HttpsClient& client = HttpsClient::instance();
     testing::internal::CaptureStdout();  // the client echoes every body
-    ResponseBuffer body = client.request(server.baseUrl() + "big", "<status><id>x</id></status>");
-    ResponseBuffer empty = client.request(server.baseUrl() + "empty", "");
-    client.request(server.baseUrl() + "get", nullptr);
+    ResponseBuffer body = client.request(root.env(), server.baseUrl() + "big", "<status><id>x</id></status>");
+    ResponseBuffer empty = client.request(root.env(), server.baseUrl() + "empty", "");
+    client.request(root.env(), server.baseUrl() + "get", nullptr);
     testing::internal::GetCapturedStdout();
 
     EXPECT_TRUE(body.str() == big) << "got " << body.size() << " bytes";
@@ -68,38 +71,41 @@ TEST_F(HttpsClientTest, OkAnswersComeBackWholeAndNulTerminatedWhateverTheBodySen
     EXPECT_EQ("SN-0001", requests[0].clientSubject);
 }
 
-TEST_F(HttpsClientTest, OnlyTwoHundredIsSuccessAndRedirectsAreNotFollowed) {
+TEST_F(HttpsClientTest, OnlyTwoHundredWithTheCredentialsOfTheMomentIsSuccess) {
     rctest::TestServer server(root, R"({"routes": {"/created": [{"code": 201, "body": "<statusReply/>"}],
         "/nocontent": [{"code": 204}], "/moved": [{"code": 302, "redirect": "/rc/status"}]}})");
-    const std::pair<const char*, const char*> cases[] = {{"created", "201"}, {"nocontent", "204"}, {"moved", "302"}};
-    for (const auto& c : cases)
-        EXPECT_EQ(std::string("Invalid response code: ") + c.second, failureOf(server.baseUrl() + c.first, ""));
-    EXPECT_EQ(3u, server.requests().size()) << "a redirect was followed";
-}
-
-TEST_F(HttpsClientTest, AChangedPasswordIsUsedByTheVeryNextRequest) {
-    rctest::TestServer server(root, "{}");
-    const std::string url = server.baseUrl() + "rc/status";
-    EXPECT_EQ("", failureOf(url, "<status/>"));
-    root.setConfig("servidorZAT_password", "wrong");
-    ASSERT_TRUE(settings().load());
-    EXPECT_EQ("Invalid response code: 401", failureOf(url, "<status/>"));
-    root.setConfig("servidorZAT_password", "rc-pass");
-    ASSERT_TRUE(settings().load());
-    EXPECT_EQ("", failureOf(url, "<status/>"));
+    const struct {
+        const char* path;
+        const char* password;
+        const char* failure;
+    } cases[] = {
+        {"created", "rc-pass", "Invalid response code: 201"},
+        {"nocontent", "rc-pass", "Invalid response code: 204"},
+        {"moved", "rc-pass", "Invalid response code: 302"},  // not followed
+        {"rc/status", "rc-pass", ""},
+        // A changed password is used by the very next request.
+        {"rc/status", "wrong", "Invalid response code: 401"},
+        {"rc/status", "rc-pass", ""},
+    };
+    for (const auto& c : cases) {
+        root.setConfig("servidorZAT_password", c.password);
+        settings().load(root.env());
+        EXPECT_EQ(c.failure, failureOf(root.env(), server.baseUrl() + c.path, "<status/>")) << c.path << c.password;
+    }
+    EXPECT_EQ(6u, server.requests().size()) << "a redirect was followed";
 }
 
 TEST_F(HttpsClientTest, UntrustedServerOrMissingClientCertificateSendsNothing) {
     const std::string prefix = "Error sending http request(";
     {
         rctest::TestServer other(root, "{}", "other");
-        EXPECT_EQ(0u, failureOf(other.baseUrl() + "rc/status", "<status/>").find(prefix));
+        EXPECT_EQ(0u, failureOf(root.env(), other.baseUrl() + "rc/status", "<status/>").find(prefix));
         EXPECT_TRUE(other.requests().empty()) << "nothing may be sent to an unverified server";
     }
     rctest::TestServer server(root, "{}");
     ASSERT_EQ(0, std::remove(root.rooted("/dorel/certs/module/wmb-client.crt").c_str()));
     ASSERT_EQ(0, std::remove(root.rooted("/dorel/certs/module/wmb.key").c_str()));
-    EXPECT_EQ(0u, failureOf(server.baseUrl() + "rc/status", "<status/>").find(prefix));
+    EXPECT_EQ(0u, failureOf(root.env(), server.baseUrl() + "rc/status", "<status/>").find(prefix));
     EXPECT_TRUE(server.requests().empty());
 }
 

@@ -3,9 +3,7 @@
 // and skipped.
 #include "commands/core/command.h"
 #include "server/status_reply.h"
-#include "support/fake_clock.h"
-#include "support/headend_root.h"
-#include "support/log_capture.h"
+#include "support/command_test.h"
 
 #include <gtest/gtest.h>
 
@@ -16,19 +14,14 @@ using namespace dorel_remote_control;
 
 namespace {
 
-std::string command(int id, const std::string& inside) {
-    return "<command><id>" + std::to_string(id) + "</id><data>" + inside + "</data></command>";
-}
+using rctest::envelope;
+using rctest::Rows;
 
-class StatusReplyIntake : public ::testing::Test {
+class StatusReplyIntake : public rctest::CommandTest {
 protected:
+    std::vector<QueuedCommand> take(const std::string& body) { return takeReplyCommands(env(), body.c_str()); }
     // (commandId, status) of every stored row, in row order.
-    std::vector<std::vector<std::string>> stored() const {
-        return root_.query("/dorel/DB/remote_control.sqlite", "SELECT commandId, status FROM RCCommand ORDER BY id");
-    }
-
-    rctest::HeadendRoot root_;
-    rctest::LogCapture log_;
+    Rows stored() const { return query("SELECT commandId, status FROM RCCommand ORDER BY id", kStoreDb); }
 };
 
 }  // namespace
@@ -39,28 +32,28 @@ TEST_F(StatusReplyIntake, GoodCommandsAreStoredAndHandedOverInOrderAndBadOnesSki
     const std::string body =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<statusReply><result>0</result><commands>"
         "<note>ignore me</note>" +
-        command(11, "<changePassword><username>admin</username><password>s3cret</password></changePassword>") +
-        command(12, "<bogusCommand><x>1</x></bogusCommand>") + "<note>not a command</note>" +
-        command(13, "<getScheduledCommands/>") + "</commands></statusReply>";
-    const auto taken = takeReplyCommands(body.c_str());
+        envelope(11, "changePassword", "<username>admin</username><password>s3cret</password>") +
+        envelope(12, "bogusCommand", "<x>1</x>") + "<note>not a command</note>" +
+        envelope(13, "getScheduledCommands") + "</commands></statusReply>";
+    const auto taken = take(body);
 
     ASSERT_EQ(taken.size(), 2u);
-    EXPECT_EQ(stored(), (std::vector<std::vector<std::string>>{{"11", "0"}, {"13", "0"}}));
-    const auto ids = root_.query("/dorel/DB/remote_control.sqlite", "SELECT id FROM RCCommand ORDER BY id");
+    EXPECT_EQ(stored(), (Rows{{"11", "0"}, {"13", "0"}}));
+    const auto ids = query("SELECT id FROM RCCommand ORDER BY id", kStoreDb);
     for (size_t i = 0; i < taken.size(); ++i) {
         EXPECT_EQ(std::to_string(taken[i].rowId), ids[i][0]);
         EXPECT_TRUE(taken[i].envelope.empty()) << "a stored command is handed over as its row only";
     }
-    EXPECT_TRUE(log_.contains("Invalid command: bogusCommand")) << log_.dump();
-    EXPECT_EQ(log_.count("Command parsing error: "), 1) << log_.dump();
+    EXPECT_TRUE(env().contains("Invalid command: bogusCommand")) << env().dump();
+    EXPECT_EQ(env().count("Command parsing error: "), 1) << env().dump();
 }
 
 TEST_F(StatusReplyIntake, CommandsAreFoundWhereTheParserWouldFindThemAndABrokenReplyGivesNone) {
-    const std::string a = command(31, "<getScheduledCommands/>");
-    const std::string b = command(32, "<getScheduledCommands note='</commands></statusReply>'/>");
+    const std::string a = envelope(31, "getScheduledCommands");
+    const std::string b = envelope(32, "getScheduledCommands", "<note a='</commands></statusReply>'/>");
     const struct {
         std::string body;
-        std::vector<std::vector<std::string>> rows;
+        Rows rows;
     } cases[] = {
         {"\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<!-- x --><statusReply><commands>" + a + b +
              "</commands><commands>" + a + "</commands></statusReply>\n",
@@ -68,24 +61,22 @@ TEST_F(StatusReplyIntake, CommandsAreFoundWhereTheParserWouldFindThemAndABrokenR
         {"<other><statusReply><commands>" + a + "</commands></statusReply></other><statusReply><x><commands>" + a +
              "</commands></x><commands><![CDATA[<command>]]>" + b + "</commands></statusReply>",
          {{"32", "0"}}},
+        {"<other><commands>" + a + "</commands></other>", {}},
         {"<statusReply><commands>" + a + b + "</commands></statusReply>junk", {}},
-        {"<statusReply><commands>" + a + b + "</commands>", {}},
-        {"<statusReply><commands>" + a + b + "</commands></statusReply></extra>", {}},
         {"<statusReply><commands>" + a + "<command <id>", {}},
     };
     for (const auto& c : cases) {
-        root_.exec("/dorel/DB/remote_control.sqlite", "DELETE FROM RCCommand");
-        takeReplyCommands(c.body.c_str());
+        root_.exec(kStoreDb, "DELETE FROM RCCommand");
+        take(c.body);
         EXPECT_EQ(stored(), c.rows) << c.body;
     }
 }
 
 TEST_F(StatusReplyIntake, CommandsTheStoreRefusesAreHandedOverAsTextAndStillRun) {
-    rctest::FakeClock clock;  // the store's retries wait on it
-    root_.exec("/dorel/DB/remote_control.sqlite", "DROP TABLE RCCommand");
-    const std::string body = "<statusReply><commands>" + command(21, "<changePassword/>") +
-                             command(22, "<getScheduledCommands/>") + "</commands></statusReply>";
-    const auto taken = takeReplyCommands(body.c_str());
+    root_.exec(kStoreDb, "DROP TABLE RCCommand");
+    const std::string body = "<statusReply><commands>" + envelope(21, "changePassword") +
+                             envelope(22, "getScheduledCommands") + "</commands></statusReply>";
+    const auto taken = take(body);
     ASSERT_EQ(taken.size(), 2u);
     EXPECT_EQ(taken[0].rowId, 0);
     EXPECT_NE(taken[0].envelope.find("<id>21</id>"), std::string::npos) << taken[0].envelope;
@@ -94,7 +85,7 @@ TEST_F(StatusReplyIntake, CommandsTheStoreRefusesAreHandedOverAsTextAndStillRun)
 
 TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
     // Far deeper than the parser's stack would take.
-    std::string deep = "<statusReply><commands>" + command(1, "<changePassword/>");
+    std::string deep = "<statusReply><commands>" + envelope(1, "changePassword");
     for (int i = 0; i < 100000; ++i) deep += "<command>";
     const struct {
         const char* body;
@@ -108,12 +99,12 @@ TEST_F(StatusReplyIntake, RepliesWithoutCommandsGiveAtMostOneLine) {
         {deep.c_str(), "XML parsing error: document nested too deep", 4},
     };
     for (const auto& c : cases) {
-        log_.clear();
-        EXPECT_TRUE(takeReplyCommands(c.body).empty());
-        ASSERT_EQ(log_.lines().size(), c.line ? 1u : 0u) << log_.dump();
+        env().clearLog();
+        EXPECT_TRUE(takeReplyCommands(env(), c.body).empty());
+        ASSERT_EQ(env().lines().size(), c.line ? 1u : 0u) << env().dump();
         if (!c.line) continue;
-        EXPECT_EQ(log_.lines()[0].text.rfind(c.line, 0), 0u) << log_.dump();
-        EXPECT_EQ(log_.lines()[0].priority, c.priority) << c.line;
+        EXPECT_EQ(env().lines()[0].text.rfind(c.line, 0), 0u) << env().dump();
+        EXPECT_EQ(env().lines()[0].priority, c.priority) << c.line;
     }
     EXPECT_TRUE(stored().empty());
 }

@@ -1,15 +1,20 @@
 // The status document of a simulated headend: identity, modules with their
-// versions and CAM state, and the alarms fetched through the XML-RPC stub.
+// versions and CAM state, and the alarms fetched through the dev kit's XML-RPC
+// stand-in.
 #include "common/errors.h"
 #include "common/xml.h"
+#include "server/pass_databases.h"
 #include "server/settings.h"
 #include "server/status_report.h"
+#include "server/status_variables.h"
 #include "support/headend_root.h"
-#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +26,7 @@ namespace {
 const char kConfigDb[] = "/dorel/DB/config_global.sqlite";
 const char kTempDb[] = "/tmp/temp_global.sqlite";
 using Names = std::vector<std::string>;
+using Codes = std::vector<int>;
 
 // An element as one line: "name=text" per child, alarms as their codes.
 std::string outline(const XmlNode* element) {
@@ -33,23 +39,20 @@ std::string outline(const XmlNode* element) {
     return out;
 }
 
-// The calls of the XML-RPC client among everything the stubs recorded.
-Names clientCalls(const rctest::HeadendRoot& root) {
-    Names calls;
-    for (const std::string& call : root.stubCalls())
-        if (call.rfind("/dorel/bin/clienteXMLRPC", 0) == 0) calls.push_back(call);
-    return calls;
-}
-
 class StatusReport : public ::testing::Test {
 protected:
     explicit StatusReport(const Names& headendArgs = {}) : root_(headendArgs) {}
-    void SetUp() override { settings() = Settings(); settings().load(); }
-
+    rctest::TestEnv& env() { return root_.env(); }
+    std::string statusText() {
+        settings() = Settings();
+        settings().load(env());
+        PassDatabases databases(env());
+        return buildStatusText(env(), databases);
+    }
     // Builds the document, keeps its text and the headend's outline, and
     // returns the outline of each module.
     Names build() {
-        text_ = buildStatusText();
+        text_ = statusText();
         ParsedXml parsed(text_);
         const XmlNode* headend = childElement(parsed.doc().first_node("status"), "headendStatus");
         headend_ = outline(headend);
@@ -58,17 +61,8 @@ protected:
             modules.push_back(outline(m));
         return modules;
     }
-    std::string openFailure() const {
-        try {
-            buildStatusText();
-        } catch (const CouldNotOpenDBError& e) {
-            return e.what();
-        }
-        return "no error";
-    }
 
     rctest::HeadendRoot root_;
-    rctest::LogCapture log_;
     std::string text_, headend_;
 };
 
@@ -80,6 +74,29 @@ std::string alarmXml(int depth, const std::string& code, const std::string& text
     const std::string t(depth, '\t');
     return t + "<alarm>\n" + t + "\t<type>" + code + "</type>\n" + t + "\t<text>" + text + "</text>\n" +
            t + "</alarm>\n";
+}
+
+// One object as the module's XML-RPC service serialises it.
+std::string object(const std::string& name, const std::string& value) {
+    return "i:0;O:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:" + std::to_string(name.size()) + ":\"" + name +
+           "\";s:6:\"fvalor\";s:" + std::to_string(value.size()) + ":\"" + value + "\";}";
+}
+
+struct Case {
+    const char* what;
+    std::string file;  // "vars": lines added to the quiet ones; "raw": the whole answer
+    std::string answer;
+    Codes codes;
+    const char* db = nullptr;  // SQL on the module's rows ({mac} is its MAC)
+    std::string sql = {};
+};
+
+// The answer of a raw case beyond the limit of what is read: what ends
+// exactly there counts, what follows does not.
+std::string huge() {
+    const std::string head = object("estado_cam", "0") + "\n", last = object("alarma_diseqc", "1");
+    return head + std::string(StatusVariableList::kMaxFileBytes - head.size() - last.size(), 'x') + last +
+           object("alarma_rfout_1", "4") + "\n";
 }
 
 }  // namespace
@@ -119,8 +136,8 @@ TEST_F(StatusReport, DocumentOfAHeadendWithAlarms) {
               "\t\t\t\t<alarms>\n" + alarmXml(5, "404", "Output 2 overloaded") + alarmXml(5, "502", "CAM not present") +
               "\t\t\t\t</alarms>\n\t\t\t</module>\n"
               "\t\t</modules>\n\t</headendStatus>\n</status>\n");
-    EXPECT_TRUE(log_.contains("Executing: " + root_.rooted("/dorel/bin/clienteXMLRPC") +
-                              " \"10.9.0.1\" GetTable TempDB alarmasEstado 'WHERE 1'")) << log_.dump();
+    EXPECT_TRUE(env().contains("Executing: " + root_.rooted("/dorel/bin/clienteXMLRPC") +
+                              " \"10.9.0.1\" GetTable TempDB alarmasEstado 'WHERE 1'")) << env().dump();
     // The client's answer is consumed, so a stale one can never be read again.
     EXPECT_FALSE(root_.exists("/tmp/PHPserialize.txt"));
 }
@@ -137,58 +154,158 @@ TEST_F(WmbG400Status, ModulesCarryNeitherFamilyNorModel) {
                               "CAMSerialNumber=CAM-0002 CAMVersion=7 CardSerialNumber=CARD-0002 alarms="}));
 }
 
-TEST_F(StatusReport, DamagedRowsAndUnreachableModulesReportNoCommunicationOnly) {
-    root_.writeFile("/devkit/modules/10.9.0.1.exit", "3\n");
+struct FourModulesStatus : StatusReport {
+    FourModulesStatus() : StatusReport({"--modules", "4", "--cam-modules", "3"}) {}
+};
+
+TEST_F(FourModulesStatus, EmptyColumnsAndCamModulesWithoutCamState) {
     root_.exec(kConfigDb, "UPDATE RedesModulos SET NumeroSerie = NULL, Familia = NULL, Modelo = NULL, "
                           "HWVersion = NULL WHERE idRedMod = 1");
     root_.exec(kTempDb, "UPDATE ModulosCabecera SET SWVersion = NULL WHERE idModulosCabecera = 1");
-    // The second module has no live row: no version and no address to ask.
-    root_.exec(kTempDb, "DELETE FROM ModulosCabecera WHERE MAC = '00:1A:2B:00:00:02'");
-    const auto modules = build();
-    EXPECT_EQ(modules, (Names{"mac=00:1A:2B:00:00:01 serialNumber= family= model= hwVersion= swVersion=0.00 "
-                              "alarms=200;",
+    root_.exec(kTempDb, "DELETE FROM CAMInfoGlobal WHERE MAC = '00:1A:2B:00:00:02'");
+    root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '2' WHERE idRedMod = 3");
+    root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '13' WHERE idRedMod = 4");
+    EXPECT_EQ(build(), (Names{"mac=00:1A:2B:00:00:01 serialNumber= family= model= hwVersion= swVersion=0.00 alarms=",
                               "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 family=36 model=5 hwVersion=1.2 "
-                              "CAMSerialNumber=CAM-0002 CAMVersion=7 CardSerialNumber=CARD-0002 alarms=200;"}));
-    EXPECT_EQ(headend_, "alarms=100;100; configurationChanged=0 modules=");
-    EXPECT_EQ(clientCalls(root_).size(), 1u);
+                              "swVersion=20190412 CAMSerialNumber= CAMVersion= CardSerialNumber= alarms=",
+                              "mac=00:1A:2B:00:00:03 serialNumber=MSN-0003 family=36 model=2 hwVersion=1.3 "
+                              "swVersion=1.50 alarms=",
+                              "mac=00:1A:2B:00:00:04 serialNumber=MSN-0004 family=36 model=13 hwVersion=1.4 "
+                              "swVersion=20190412 alarms="}));
 }
 
-TEST_F(StatusReport, CamElementsEmptyWithoutACamRowAndNoneForModels2And13) {
-    root_.exec(kTempDb, "DELETE FROM CAMInfoGlobal");
-    EXPECT_NE(build().at(1).find(" CAMSerialNumber= CAMVersion= CardSerialNumber= "), std::string::npos);
-    for (const char* model : {"2", "13"}) {
-        root_.exec(kConfigDb, std::string("UPDATE RedesModulos SET Modelo = '") + model + "' WHERE idRedMod = 2");
-        EXPECT_EQ(build().at(1).find("CAM"), std::string::npos) << model;
-    }
-}
-
-TEST_F(StatusReport, AHostileModuleAddressRunsNothing) {
-    const std::string marker = root_.rooted("/pwned");
-    const std::string cutOff = "mac=00:1A:2B:00:00:01 serialNumber=MSN-0001 family=20 model=3 hwVersion=1.1 "
-                               "swVersion=1.50 alarms=200;";
-    for (const std::string& address :
-         {"$(touch " + marker + ")", "`touch " + marker + "`", "\"; touch " + marker + "; \""}) {
-        root_.exec(kTempDb, "UPDATE ModulosCabecera SET Direccion = '" + address + "' WHERE idModulosCabecera = 1");
-        EXPECT_EQ(build().at(0), cutOff) << address;
-        EXPECT_FALSE(root_.exists("/pwned")) << address;
-    }
-    // Each address reached the client as one argument, character for character.
-    EXPECT_EQ(clientCalls(root_).at(0), "/dorel/bin/clienteXMLRPC $(touch " + marker +
-                                            ") GetTable TempDB alarmasEstado WHERE 1");
-}
-
-TEST(StatusTexts, SoftwareVersionsAndAlarmTexts) {
+TEST(StatusTexts, SoftwareVersions) {
     const std::pair<const char*, const char*> versions[] = {{"150", "1.50"}, {"7", "0.07"}, {"1000", "10.00"},
         {"ab", "0.00"}, {"20190412-r3", "20190412"}, {"2.1.4+git5-r1", "2.1.4"}, {"12345", "12345"}};
     for (const auto& v : versions) EXPECT_EQ(formatSoftwareVersion(v.first), v.second) << v.first;
-    EXPECT_STREQ(alarmText(506), "CAM alarm: There are services not being decrypted");
-    for (int code : {-1, 207, 507}) EXPECT_STREQ(alarmText(code), "Unknown Alarm") << code;
 }
 
 TEST_F(StatusReport, AMissingDatabaseIsReportedByName) {
-    std::remove(root_.rooted(kTempDb).c_str());
-    EXPECT_EQ(openFailure(), "Could not open temp global DB");
-    std::remove(root_.rooted(kConfigDb).c_str());
-    EXPECT_EQ(openFailure(), "Could not open conf global DB");
-    EXPECT_TRUE(log_.contains("Could not open conf global DB")) << log_.dump();
+    const std::pair<const char*, const char*> cases[] = {{kTempDb, "Could not open temp global DB"},
+                                                         {kConfigDb, "Could not open conf global DB"}};
+    for (const auto& c : cases) {
+        const std::string path = root_.rooted(c.first);
+        ASSERT_EQ(0, std::rename(path.c_str(), (path + ".away").c_str()));
+        EXPECT_THROW(statusText(), CouldNotOpenDBError);
+        EXPECT_EQ(1, env().count(c.second)) << env().dump();
+        ASSERT_EQ(0, std::rename((path + ".away").c_str(), path.c_str()));
+    }
+}
+
+namespace {
+
+// Every case is one module of a large headend: status variables added to its
+// quiet ones, a raw answer, none at all, or no answer; the tables spell its MAC
+// their own way, since they are read once for the whole document and grouped
+// by module. Each module must get exactly its own codes.
+const std::vector<Case> kPlain = {
+    {"quiet", "vars", "", {}},
+    // Inputs: bit 2 of the word (no other), no sync, bad signal (decimal 1 only).
+    {"input words", "vars", "alarma_procesats_si_input1=2\nestado_procesats_si_input2=3", {201, 301, 304}},
+    {"input words", "vars", "alarma_procesats_si_input2=fe\nestado_procesats_si_input1=1", {201, 302, 303}},
+    {"other input bits", "vars", "alarma_procesats_si_input1=d\nalarma_signal_quality_nim_T1=2", {}},
+    {"bad signal", "vars", "alarma_signal_quality_nim_T1=1\nalarma_signal_quality_nim_T2=1", {305, 306}},
+    // Outputs: bit 2 hardware, 1 overload, 4 temperature.
+    {"outputs", "vars", "alarma_rfout_1=7\nalarma_rfout_2=1", {201, 202, 401, 403, 404}},
+    {"output hardware", "vars", "alarma_rfout_2=2", {201, 402}},
+    // System word and hardware flags (only the text "1" raises a flag).
+    {"system hardware bit", "vars", "alarma_procesats_system=8", {201}},
+    {"system bits", "vars", "alarma_procesats_system=283f", {201, 203, 204, 205, 206}},
+    {"bits of no alarm", "vars", "alarma_procesats_system=1080\nalarma_diseqc=01", {}},
+    {"a tuner's flag", "vars", "alarma_i2c_nim_T2=1", {201}},
+    {"values that are no numbers", "vars",
+     "alarma_procesats_system=zz\nalarma_rfout_1=\nestado_cam=not hex\nalarma_signal_quality_nim_T1=x", {502}},
+    {"a tuner in standby", "vars", "estado_procesats_si_input2=1", {}, kTempDb,
+     "UPDATE TempNIMGlobal SET Standby = '1' WHERE Entrada = '2' AND MAC = '{mac}'"},
+    {"an inactive input", "vars", "estado_procesats_si_input1=1", {}, kConfigDb,
+     "UPDATE EntradasGlobal SET Activo = '0' WHERE fk_idEntrada = '1' AND MAC = '{mac}'"},
+    {"an inactive output", "vars", "alarma_rfout_2=7", {}, kConfigDb,
+     "UPDATE SalidasLogicasGlobal SET Activo = '0' WHERE fk_idSalidasLogicas = '2' AND MAC = '{mac}'"},
+    // A tuner row without its input number asks for a variable no module has.
+    {"a tuner without input", "vars", "alarma_procesats_si_input1=2", {}, kTempDb,
+     "UPDATE TempNIMGlobal SET Entrada = NULL WHERE MAC = '{mac}'"},
+    {"no answer", "exit", "3", {200}},
+    {"no live row, so no address to ask", "vars", "", {200}, kTempDb,
+     "DELETE FROM ModulosCabecera WHERE MAC = '{mac}'"},
+    // Each variable the rules read is missing (and logged).
+    {"no variables", "raw", "a:0:{}\n", {}},
+    // Read line by line: a damaged object ends its line, the next line is
+    // read, the later value wins, an object cut short at the end is dropped.
+    {"damaged objects", "raw",
+     "a:2:{" + object("estado_cam", "0") + object("alarma_diseqc", "1") + "}\na:3:{" + object("estado_cam", "1f") +
+         "i:1;O:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:1:\"x\";s:6:\"fvalor\";s:1\n" +
+         object("alarma_rfout_1", "4") + "\nO:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:4:\"half\n",
+     {201, 202}},
+    {"a value across lines, NUL bytes", "raw",
+     object("estado_cam", "0\n1") + std::string(1, '\0') + object("alarma_diseqc", "1"), {201}},
+    {"only the head of a huge answer", "raw", huge(), {201, 502}},
+};
+const std::vector<Case> kCam = {
+    {"quiet CAM", "vars", "", {}},
+    {"CAM alarms", "vars", "alarma_cam_i2c_cimax=1\nalarma_procesats_system=340", {501, 504, 505, 506}},
+    // Without a CAM its load bits mean nothing.
+    {"no CAM", "vars", "estado_cam=0\nalarma_procesats_system=340", {502}},
+    {"rescue mode", "vars", "", {503}, kTempDb, "UPDATE CAMInfoGlobal SET RescueMode = '1' WHERE MAC = '{mac}'"},
+};
+
+struct LargeHeadendStatus : StatusReport {
+    LargeHeadendStatus()
+        : StatusReport({"--modules", std::to_string(kPlain.size() + kCam.size()), "--cam-modules",
+                        std::to_string(kCam.size()), "--services", "1", "--pids", "1"}) {}
+};
+
+}  // namespace
+
+TEST_F(LargeHeadendStatus, EveryModuleGetsExactlyItsOwnAlarms) {
+    std::map<std::string, std::string> expected;  // by MAC as RedesModulos has it: "case: alarms=..."
+    for (size_t m = 1; m <= kPlain.size() + kCam.size(); ++m) {
+        const Case& c = m <= kPlain.size() ? kPlain[m - 1] : kCam[m - kPlain.size() - 1];
+        char mac[32];
+        std::snprintf(mac, sizeof mac, "00:1A:2B:00:00:%02X", static_cast<unsigned>(m));
+        const std::string module = "/devkit/modules/10.9.0." + std::to_string(m) + ".";
+        root_.writeFile(module + c.file, c.file == "vars" ? root_.readFile(module + "vars") + c.answer : c.answer);
+        std::string sql = c.sql;
+        if (c.db) root_.exec(c.db, sql.replace(sql.find("{mac}"), 5, mac));
+
+        std::string spelled = mac;
+        for (char& ch : spelled) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
+        const std::pair<const char*, const char*> tables[] = {
+            {kConfigDb, m % 2 == 0 ? "RedesModulos" : nullptr},
+            {kConfigDb, m % 3 == 0 ? "EntradasGlobal" : nullptr},
+            {kConfigDb, m % 4 == 1 ? "SalidasLogicasGlobal" : nullptr},
+            {kTempDb, m % 5 == 0 ? "ModulosCabecera" : nullptr},
+            {kTempDb, m % 3 == 1 ? "TempNIMGlobal" : nullptr},
+            {kTempDb, "CAMInfoGlobal"},
+        };
+        for (const auto& table : tables) {
+            if (table.second) {
+                root_.exec(table.first, std::string("UPDATE ") + table.second + " SET MAC = '" + spelled +
+                                            "' WHERE MAC = '" + mac + "'");
+            }
+        }
+        std::string codes;
+        for (int code : c.codes) codes += std::to_string(code) + ";";
+        expected[m % 2 == 0 ? spelled : mac] = std::string(c.what) + ": alarms=" + codes;
+    }
+    std::map<std::string, std::string> actual;
+    for (const std::string& module : build()) {
+        const std::string mac = module.substr(4, module.find(' ') - 4);
+        actual[mac] = expected[mac].substr(0, expected[mac].find(':') + 2) + module.substr(module.find("alarms="));
+    }
+    EXPECT_EQ(expected, actual);
+    const Names calls = root_.stubCalls();
+    EXPECT_EQ(kPlain.size() + kCam.size() - 1,
+              std::count_if(calls.begin(), calls.end(), [](const std::string& call) {
+                  return call.rfind("/dorel/bin/clienteXMLRPC", 0) == 0;
+              })) << "one call per module with an address";
+
+    // Each name once for every module whose answer lacked it, as an error.
+    const int lacking = 4;
+    for (const char* name : {"alarma_procesats_si_input1", "alarma_rfout_2", "alarma_procesats_system"})
+        EXPECT_EQ(lacking, env().count(std::string("Status/alarm: ") + name + " was not found")) << name;
+    for (const auto& line : env().lines()) {
+        if (line.text.find("was not found") != std::string::npos) {
+            EXPECT_EQ(3, line.priority) << line.text;
+        }
+    }
 }
