@@ -1,8 +1,5 @@
 // changePassword against the accounts of a simulated headend's local database.
-#include "commands/query/command_runner.h"
-
-#include "commands/core/result_codes.h"
-#include "db/access.h"
+#include "support/command_test.h"
 
 #include <sqlite3.h>
 
@@ -14,11 +11,11 @@ using namespace dorel_remote_control;
 const char kLocalDb[] = "/dorel/DB/config_local.sqlite";
 const Errors kDatabaseError = {{kCouldNotAccessDatabase, "Could not access database"}};
 
-class ChangePassword : public StoreTest {
+class ChangePassword : public CommandTest {
 protected:
     Errors change(const std::string& user, const std::string& password) {
         const std::string params = "<username>" + user + "</username><password>" + password + "</password>";
-        return errorsOf(envelope(8, "changePassword", params));
+        return errorsOf("changePassword", params);
     }
     Rows accounts() const { return root_.query(kLocalDb, "SELECT usuario, clave FROM usuario ORDER BY idUsuario"); }
     const Rows untouched_{{"admin", "admin"}, {"installer", "installer"}};
@@ -48,7 +45,7 @@ TEST_F(ChangePassword, TheSamePasswordAgainSucceedsWithoutWriting) {
 TEST_F(ChangePassword, ALockedDatabaseIsADatabaseError) {
     sqlite3* raw = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(root_.rooted(kLocalDb).c_str(), &raw));
-    doreldb::DbHandle other(raw);
+    doreldb::DbHandle other(env(), raw);
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(other.get(), "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
     EXPECT_EQ(kDatabaseError, change("admin", "locked-out"));
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(other.get(), "ROLLBACK", nullptr, nullptr, nullptr));

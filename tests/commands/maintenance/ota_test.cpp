@@ -1,8 +1,6 @@
 // startOTAFirmwareUpgrade and stopTVCAMOTAFirmwareUpgrade: the linkage
 // descriptor files a simulated headend's SI generator picks up.
-#include "commands/query/command_runner.h"
-
-#include "commands/core/result_codes.h"
+#include "support/command_test.h"
 
 #include <cstdio>
 
@@ -32,13 +30,13 @@ std::string bytesOf(const std::string& hex) {
     return out;
 }
 
-class OtaUpgrade : public StoreTest {
+class OtaUpgrade : public CommandTest {
 protected:
     Errors start(const std::string& type, const std::string& hex) {
         const std::string params = "<type>" + type + "</type><linkage>" + hex + "</linkage>";
-        return errorsOf(envelope(5, "startOTAFirmwareUpgrade", params));
+        return errorsOf("startOTAFirmwareUpgrade", params);
     }
-    Errors stop() { return errorsOf(envelope(6, "stopTVCAMOTAFirmwareUpgrade")); }
+    Errors stop() { return errorsOf("stopTVCAMOTAFirmwareUpgrade"); }
 };
 
 TEST_F(OtaUpgrade, StartWritesTheDecodedDescriptorOfEachTypeWhateverTheCase) {

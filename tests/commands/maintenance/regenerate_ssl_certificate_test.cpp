@@ -2,9 +2,8 @@
 // CSR with the headend's CA: the renewed certificate is installed and
 // presented by the very next request, and no failure of the exchange or of
 // the files ever loses the certificate in use.
-#include "support/command_server.h"
+#include "support/command_test.h"
 
-#include "commands/core/result_codes.h"
 #include "commands/maintenance/client_certificate.h"
 #include "server/https_client.h"
 #include "common/fs.h"
@@ -29,8 +28,9 @@ std::string signReply(const std::string& body) {
     return R"({"routes": {"/signCSR": [{"body": )" + json::quote(body) + "}]}}";
 }
 
-class RegenerateCertificate : public CommandServerTest {
+class RegenerateCertificate : public CommandTest {
 protected:
+    RegenerateCertificate() : CommandTest({}) {}
     void SetUp() override { original_ = root_.readFile(kCrt); }
     Errors regenerate() { return errorsOf("regenerateSSLCertificate"); }
     // The subject of the client certificate each request presented.
@@ -47,7 +47,7 @@ protected:
     }
     void statusRequest() {
         testing::internal::CaptureStdout();
-        HttpsClient::instance().request(server_->baseUrl() + "status", "<status/>");
+        HttpsClient::instance().request(env(), server_->baseUrl() + "status", "<status/>");
         testing::internal::GetCapturedStdout();
     }
 
@@ -130,7 +130,7 @@ TEST_F(RegenerateCertificate, EveryFailureKeepsAWorkingCertificate) {
 // installation is checked on the files alone.
 TEST_F(RegenerateCertificate, FirstInstallationLeavesTheNewCertificateInTheTemporaryFile) {
     ASSERT_EQ(0, unlink(root_.rooted(kCrt).c_str()));
-    EXPECT_EQ(CertificateInstall::kNotReplaced, ClientCertificateFiles().install("NEW"));
+    EXPECT_EQ(CertificateInstall::kNotReplaced, ClientCertificateFiles(env()).install("NEW"));
     EXPECT_EQ("NEW", root_.readFile(kTmp));
     EXPECT_FALSE(root_.exists(kCrt));
 }
@@ -138,6 +138,9 @@ TEST_F(RegenerateCertificate, FirstInstallationLeavesTheNewCertificateInTheTempo
 // The swap's second rename cannot be made to fail on a real disk once the
 // first succeeded; a seam does it.
 class FailingSwap : public ClientCertificateFiles {
+public:
+    using ClientCertificateFiles::ClientCertificateFiles;
+
 protected:
     int renameFile(const std::string& from, const std::string& to) override {
         if (from == temporary()) return -1;
@@ -146,7 +149,7 @@ protected:
 };
 
 TEST_F(RegenerateCertificate, FailedSwapMovesTheOldCertificateBack) {
-    FailingSwap files;
+    FailingSwap files(env());
     EXPECT_EQ(CertificateInstall::kNotReplaced, files.install("NEW"));
     EXPECT_EQ(original_, root_.readFile(kCrt));
     EXPECT_FALSE(root_.exists(kBak));
