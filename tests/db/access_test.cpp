@@ -61,14 +61,18 @@ TEST_F(RecordFrame, TextsGoInLiterallyAndAnUpdateWritesOnlyItsColumnsWithTheFirs
     EXPECT_FALSE(rows[0].anyModified());
     EXPECT_EQ((std::vector<std::string>{"1", "<NULL>", "0", "50  of 10%", "100  ok", hostile, "theirs"}),
               row("RCCommand", "1"));
+    root_.exec(kDb, "UPDATE RCCommand SET commandId = CAST(X'610062' AS TEXT)");
+    EXPECT_EQ("a", doSelect(db_, RCCommand::table())[0].text(RCCommand::commandId)) << "text stops at a NUL byte";
 }
 
 TEST_F(RecordFrame, LockedDatabaseIsTriedThreeTimesWithWaitsOfOneTwoThreeSeconds) {
     const DbHandle holder = other();
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(holder.get(), "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(doSelect(db_, RCCommand::table()).empty());
     Record r = command("x");
     EXPECT_EQ(SQLITE_BUSY, insert(db_, r));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3)) << "SQLite's waits are the Env's";
     EXPECT_EQ((std::vector<unsigned>{1, 2, 3, 1, 2, 3}), env_.sleeps());
     for (const std::string attempt : {"0", "1", "2"}) {
         EXPECT_TRUE(env_.contains("[ERROR_DB]doSelect: Error leyendo datos tabla RCCommand . intento: " + attempt));
