@@ -126,15 +126,6 @@ TEST_F(RegenerateCertificate, EveryFailureKeepsAWorkingCertificate) {
     }
 }
 
-// Without a certificate no request gets through to the server, so the first
-// installation is checked on the files alone.
-TEST_F(RegenerateCertificate, FirstInstallationLeavesTheNewCertificateInTheTemporaryFile) {
-    ASSERT_EQ(0, unlink(root_.rooted(kCrt).c_str()));
-    EXPECT_EQ(CertificateInstall::kNotReplaced, ClientCertificateFiles(env()).install("NEW"));
-    EXPECT_EQ("NEW", root_.readFile(kTmp));
-    EXPECT_FALSE(root_.exists(kCrt));
-}
-
 // The swap's second rename cannot be made to fail on a real disk once the
 // first succeeded; a seam does it.
 class FailingSwap : public ClientCertificateFiles {
