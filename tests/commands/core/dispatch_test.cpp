@@ -59,6 +59,9 @@ TEST_F(Dispatch, UndeliveredResultIsSentAgainAndTheReplysCommandsQueued) {
     EXPECT_EQ(1, env().count("Running changePassword command")) << "delivered, not run again";
     EXPECT_EQ((Strings{"500:43", "200:43"}), sent());
     EXPECT_EQ(server().requests()[0].body, server().requests()[1].body) << "the stored result, sent as it was";
+    EXPECT_NE(std::string::npos, server().requests()[0].body.find("<commandResult>\n\t<id>headend-test</id>\n\t<mac>"
+                                                                  "00:1A:2B:FF:FF:01</mac>\n\t<serialNumber>SN-0001<"
+                                                                  "/serialNumber>\n\t<zatContractId>CONTRACT-1<"));
     ASSERT_EQ(2u, context_.queue.size());
     EXPECT_EQ((Rows{{"501", "0"}, {"502", "0"}}), rows()) << "the delivered command is gone, the new ones wait";
 
