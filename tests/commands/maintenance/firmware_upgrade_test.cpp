@@ -80,16 +80,16 @@ TEST_F(FirmwareUpgrade, StartScriptIsToldTheSizeAndItsExitCodesReadAsResults) {
 }
 
 TEST_F(FirmwareUpgrade, OnlyAPlainFileNameIsAppliedAndMovedToTheUpgradesBetweenTheTwoScripts) {
-    upload("fw.bin", "package B");
+    upload("fw 1.bin", "package B");
     for (const char* name : {"", "../uploads/fw.bin", "/tmp/fw.bin", "sub/fw.bin", "..", ".", "fw..bin", "fw\n.bin"}) {
         EXPECT_EQ(only(kCouldNotApplyUpgrade), apply(name)) << name;
     }
     EXPECT_EQ(only(kWrongMd5), apply("gone.bin", kPackageMd5)) << "a missing package fails on its MD5";
     EXPECT_TRUE(callsOf(kScripts).empty());
-    EXPECT_FALSE(root_.exists(std::string(kUpgrades) + "/fw.bin"));
+    EXPECT_FALSE(root_.exists(std::string(kUpgrades) + "/fw 1.bin"));
 
-    EXPECT_EQ(Errors{}, apply("fw.bin", kPackageMd5));
-    EXPECT_EQ("package B", root_.readFile(std::string(kUpgrades) + "/fw.bin"));
+    EXPECT_EQ(Errors{}, apply("fw 1.bin", kPackageMd5));
+    EXPECT_EQ("package B", root_.readFile(std::string(kUpgrades) + "/fw 1.bin"));
     EXPECT_FALSE(root_.exists(kUploads));
     EXPECT_EQ((std::vector<std::string>{std::string(kStartScript) + " 10", kEndScript}), callsOf(kScripts));
 }

@@ -47,8 +47,9 @@ TEST_F(OtaUpgrade, StartRejectsBadRequestsInOrderAndWritesNothing) {
     EXPECT_EQ(length, start("ndscam", linkage(kNdsOui, 13).substr(0, 24)));  // 12 bytes
     EXPECT_EQ(length, start("satellite", good + "0"));  // odd digits, before the type is looked at
     EXPECT_EQ((Errors{{kInvalidOtaLinkage, "Invalid hexadecimal digit in linkage descriptor"}}),
-              start("ndscam", good.substr(0, 20) + "zz" + good.substr(22)));
+              start("ndscam", good.substr(0, 20) + "0z" + good.substr(22)));
     EXPECT_EQ((Errors{{kInvalidOtaType, "Invalid OTA type"}}), start("satellite", good));
+    EXPECT_EQ(only(kInvalidCommand), errorsOf("startOTAFirmwareUpgrade"));
     EXPECT_EQ((Errors{{kInvalidOtaLinkage, "Invalid OUI"}}), start("headend", good));
     for (const char* file : {kHeadendFile, kCamFile, kTvCamFile}) EXPECT_FALSE(root_.exists(file)) << file;
 }
@@ -57,7 +58,7 @@ TEST_F(OtaUpgrade, EachTypeWritesItsDecodedDescriptorOnceUntilStopped) {
     for (const auto& [type, file] :
          {std::pair{"headend", kHeadendFile}, {"NDSCAM", kCamFile}, {"NdsTvCam", kTvCamFile}}) {
         const unsigned oui = file == kHeadendFile ? kHeadendOui : kNdsOui;
-        std::string hex = linkage(oui, 13);
+        std::string hex = linkage(oui, 16, 0xF2);   // ends in FF0001
         if (file == kTvCamFile) std::transform(hex.begin(), hex.end(), hex.begin(), ::tolower);
         EXPECT_EQ(Errors{}, start(type, hex)) << type;
         EXPECT_EQ((Errors{{kOtaAlreadyRunning, "OTA upgrade is already running"}}), start(type, linkage(oui, 20, 2)));
