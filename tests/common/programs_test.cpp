@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -97,8 +99,25 @@ TEST_F(Programs, OutputIsKeptUpToTheLimitAndTheExitStatusComesBack) {
 
     script(Program::kSerial, "kill -KILL $$\n");
     EXPECT_EQ(-1, env.run({Program::kSerial}).exitCode) << "killed by a signal";
-    // A name without '/' is looked up in PATH, as hostname and reboot are on the headend.
-    EXPECT_EQ(4, runProgram(env, {"sh", "-c", "exit 4"}, "sh", 5000, 0).exitCode);
+    // Without a root, hostname is looked up in PATH, as on the headend.
+    script(Program::kHostname, "exit 4\n");
+    const std::string path = getenv("PATH");
+    setenv("PATH", (root.path() + "/bin:" + path).c_str(), 1);
+    rctest::TestEnv headend("");
+    EXPECT_EQ(4, headend.run({Program::kHostname}).exitCode);
+    setenv("PATH", path.c_str(), 1);
+}
+
+TEST_F(Programs, NoDescriptorOfTheAgentsReachesTheProgram) {
+    // No close-on-exec, and a number no shell uses for itself.
+    const int opened = open(root.path().c_str(), O_RDONLY);
+    const int inherited = dup2(opened, 57);
+    close(opened);
+    ASSERT_EQ(57, inherited);
+    script(Program::kCrond, "ls /proc/$$/fd\n");
+    const std::string fds = env.run({Program::kCrond}, 4096).output;
+    close(inherited);
+    EXPECT_EQ(std::string::npos, ("\n" + fds).find("\n" + std::to_string(inherited) + "\n")) << fds;
 }
 
 TEST_F(Programs, AProgramThatCannotStartGivesMinusOneAndALogLine) {

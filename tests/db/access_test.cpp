@@ -1,243 +1,204 @@
-// The record frame against real SQLite files: the SQL it sends, its retries on
-// a locked database, and what comes back.
+// The record frame against real SQLite files: values in and out, the retry
+// rule on a locked database, and columns found by their names in a table laid
+// out otherwise than the agent's own list.
 #include "db/access.h"
 #include "db/tables.h"
-#include "support/fake_clock.h"
-#include "support/log_capture.h"
+#include "support/headend_root.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <algorithm>
+#include <chrono>
 #include <string>
-#include <unistd.h>
+#include <thread>
 #include <vector>
 
 namespace {
 
 using namespace doreldb;
 
-class TempDb {
-public:
-    TempDb() {
-        char templ[] = "/tmp/rc-dbtest-XXXXXX";
-        int fd = mkstemp(templ);
-        close(fd);
-        path_ = templ;
+class RecordFrame : public ::testing::Test {
+protected:
+    static constexpr const char* kDb = "/dorel/DB/remote_control.sqlite";
+
+    // Another program of the headend, with the database open.
+    DbHandle other() {
         sqlite3* raw = nullptr;
-        sqlite3_open(path_.c_str(), &raw);
-        db_.reset(raw);
-        run("CREATE TABLE RCCommand (id INTEGER PRIMARY KEY, commandId, status, nextTime, schedule, command, result)");
-        run("CREATE TABLE configuracionWebGlobal (idConfiguracionGlobal INTEGER PRIMARY KEY, nombre, valor, "
-            "aplicarBackup, extraColumn)");
+        sqlite3_open(root_.rooted(kDb).c_str(), &raw);
+        return DbHandle(env_, raw);
     }
-    ~TempDb() {
-        db_.reset();
-        unlink(path_.c_str());
+    // A row by the table's own positions, NULL as "<NULL>".
+    std::vector<std::string> row(const std::string& table, const std::string& key) const {
+        const auto rows = root_.query(kDb, "SELECT * FROM " + table + " WHERE rowid = " + key);
+        return rows.empty() ? std::vector<std::string>() : rows[0];
     }
-    sqlite3* db() { return db_.get(); }
-    const std::string& path() const { return path_; }
-    void run(const std::string& sql) { ASSERT_EQ(SQLITE_OK, sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr)) << sql; }
-
-    // Records every statement the connection runs.
-    std::vector<std::string>& traceStatements() {
-        sqlite3_trace_v2(
-            db_.get(), SQLITE_TRACE_STMT,
-            [](unsigned, void* context, void*, void* x) -> int {
-                static_cast<std::vector<std::string>*>(context)->push_back(static_cast<const char*>(x));
-                return 0;
-            },
-            &statements_);
-        return statements_;
+    static Record command(const char* text) {
+        Record r(RCCommand::table());
+        r.set(RCCommand::status, "0");
+        r.set(RCCommand::command, text);
+        return r;
     }
 
-private:
-    std::string path_;
-    DbHandle db_;
-    std::vector<std::string> statements_;
+    rctest::HeadendRoot root_{{"--no-certs"}};
+    rctest::TestEnv& env_ = root_.env();
+    DbHandle db_ = openDatabase(env_, root_.rooted(kDb));
 };
 
-Record command(const char* commandId, const char* text) {
-    Record r(RCCommand::table());
-    r.set(RCCommand::commandId, commandId);
-    r.set(RCCommand::status, "0");
-    r.set(RCCommand::nextTime, "0");
-    r.set(RCCommand::command, text);
-    return r;
-}
-
-TEST(RecordFrame, BuildsTheStatementsOfTheTable) {
-    TempDb t;
-    std::vector<std::string>& sql = t.traceStatements();
-
-    Record r = command("7", "it's");
-    ASSERT_EQ(0, insert(t.db(), r));
-    EXPECT_EQ("1", r.key()) << "a new row takes the database's id";
-    r.set(RCCommand::status, "2");
-    r.set(RCCommand::schedule, "s");
-    ASSERT_EQ(0, update(t.db(), r));
-    EXPECT_FALSE(r.anyModified());
-    EXPECT_EQ(0, update(t.db(), r)) << "nothing modified, nothing to write";
-    std::vector<Record> rows = doSelect(t.db(), RCCommand::table(), " WHERE status LIKE %Q ", "2");
-    ASSERT_EQ(1u, rows.size());
-    ASSERT_EQ(0, deleteId(t.db(), rows[0]));
-
-    ASSERT_EQ(4u, sql.size());
-    EXPECT_EQ("INSERT INTO RCCommand (id, commandId, status, nextTime, schedule, command, result)  VALUES "
-              "(NULL, '7', '0', '0', NULL, 'it''s', NULL )",
-              sql[0]);
-    EXPECT_EQ("UPDATE RCCommand SET status = '2' , schedule = 's'  WHERE id = '1'", sql[1]);
-    EXPECT_EQ("SELECT * FROM RCCommand  WHERE status LIKE '2' ", sql[2]);
-    EXPECT_EQ("DELETE FROM RCCommand WHERE id = '1'", sql[3]);
-}
-
-TEST(RecordFrame, ValuesRoundTripAsTextWithNullKept) {
-    TempDb t;
-    Record r = command("1", "a 'quoted' value; DROP TABLE RCCommand; --");
-    r.set(RCCommand::result, static_cast<const char*>(nullptr));
+TEST_F(RecordFrame, TextsGoInLiterallyAndAnUpdateWritesOnlyItsColumnsWithTheFirstPercentAsABlank) {
+    const char* hostile = "100% 'quoted'; DROP TABLE RCCommand; --";
+    Record r = command(hostile);
     r.set(RCCommand::schedule, "");
-    ASSERT_EQ(0, insert(t.db(), r));
-
-    std::vector<Record> rows =
-        doSelect(t.db(), RCCommand::table(), " WHERE command LIKE %Q ", "a 'quoted' value; DROP TABLE RCCommand; --");
+    ASSERT_EQ(0, insert(db_, r));
+    std::vector<Record> rows = doSelect(db_, RCCommand::table(), " WHERE command LIKE %Q ", hostile);
     ASSERT_EQ(1u, rows.size()) << "the quote inside the filter matches literally";
-    EXPECT_EQ("a 'quoted' value; DROP TABLE RCCommand; --", rows[0].text(RCCommand::command));
-    EXPECT_TRUE(rows[0].isNull(RCCommand::result));
     EXPECT_FALSE(rows[0].isNull(RCCommand::schedule)) << "empty text is not NULL";
-    EXPECT_EQ(nullptr, rows[0].value(RCCommand::result).c_str());
-    EXPECT_TRUE(rows[0].isNull(40)) << "reading past the row's end is NULL, not a crash";
+
+    root_.exec(kDb, "UPDATE RCCommand SET result = 'theirs'");   // another program's write in between
+    rows[0].set(RCCommand::schedule, "100% ok");
+    rows[0].set(RCCommand::nextTime, "50% of 10%");
+    ASSERT_EQ(0, update(db_, rows[0]));
+    EXPECT_FALSE(rows[0].anyModified());
+    EXPECT_EQ((std::vector<std::string>{"1", "<NULL>", "0", "50  of 10%", "100  ok", hostile, "theirs"}),
+              row("RCCommand", "1"));
+    root_.exec(kDb, "UPDATE RCCommand SET commandId = CAST(X'610062' AS TEXT)");
+    EXPECT_EQ("a", doSelect(db_, RCCommand::table())[0].text(RCCommand::commandId)) << "text stops at a NUL byte";
 }
 
-TEST(RecordFrame, ReadsRowsWithMoreColumnsThanItKnows) {
-    TempDb t;
-    t.run("INSERT INTO configuracionWebGlobal VALUES (1, 'a', '1', 0, 'extra')");
-    t.run("INSERT INTO configuracionWebGlobal VALUES (2, 'b', '2', 0, NULL)");
-    std::vector<Record> rows = doSelect(t.db(), configuracionWebGlobal::table());
-    ASSERT_EQ(2u, rows.size());
-    EXPECT_EQ("a", rows[0].text(configuracionWebGlobal::nombre)) << "rows come in the database's order";
-    EXPECT_EQ(5u, rows[0].size());
-    EXPECT_EQ("extra", rows[0].text(4));
+TEST_F(RecordFrame, LockedDatabaseIsTriedThreeTimesWithWaitsOfOneTwoThreeSeconds) {
+    const DbHandle holder = other();
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(holder.get(), "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(doSelect(db_, RCCommand::table()).empty());
+    Record r = command("x");
+    EXPECT_EQ(SQLITE_BUSY, insert(db_, r));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << "SQLite's waits are the Env's";
+    EXPECT_EQ((std::vector<unsigned>{1, 2, 3, 1, 2, 3}), env_.sleeps());
+    for (const std::string attempt : {"0", "1", "2"}) {
+        EXPECT_TRUE(env_.contains("[ERROR_DB]doSelect: Error leyendo datos tabla RCCommand . intento: " + attempt));
+        EXPECT_TRUE(env_.contains("[ERROR_DB]insert: Error (5) inserting register in table RCCommand . Attempt: " +
+                                  attempt));
+    }
+    EXPECT_EQ(12, env_.count("[ERROR_DB]")) << "with SQLite's message after each\n" << env_.dump();
 
-    // Writing back names only known columns, so the unknown one survives.
-    rows[0].set(configuracionWebGlobal::valor, "9");
-    ASSERT_EQ(0, update(t.db(), rows[0]));
-    std::vector<Record> again = doSelect(t.db(), configuracionWebGlobal::table(), " WHERE nombre LIKE %Q ", "a");
-    ASSERT_EQ(1u, again.size());
-    EXPECT_EQ("9", again[0].text(configuracionWebGlobal::valor));
-    EXPECT_EQ("extra", again[0].text(4));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(holder.get(), "COMMIT", nullptr, nullptr, nullptr));
+    EXPECT_EQ(0, insert(db_, r)) << "once the other program lets go, the next statement goes through";
+    root_.exec(kDb, "INSERT INTO RCCommand (nextTime) VALUES (1), (-9223372036854775808)");
+    EXPECT_TRUE(doSelect(db_, RCCommand::table(), " WHERE abs(nextTime) > 0").empty()) << "failed half-way";
 }
 
-// The select reads rows step by step; every stored type must come back as
-// the text sqlite3_get_table gave for it (cut at a NUL byte, NULL kept).
-TEST(RecordFrame, ValuesOfEveryStorageTypeReadAsSqlite3GetTableGaveThem) {
-    TempDb t;
-    t.run("INSERT INTO configuracionWebGlobal VALUES (1, 'text', -42, 1.5, NULL)");
-    t.run("INSERT INTO configuracionWebGlobal VALUES (2, '', 1e300, 0.1, X'')");
-    t.run("INSERT INTO configuracionWebGlobal VALUES (3, X'610062', CAST(X'41004200' AS TEXT), 9223372036854775807, "
-          "'ñandú')");
-    std::vector<Record> rows = doSelect(t.db(), configuracionWebGlobal::table());
+// The only test that spends the busy wait for real: a program of the headend
+// holds the database for a second, and the statement outlasts it.
+TEST_F(RecordFrame, StatementWaitsOutAShortLockOfAnotherProgram) {
+    env_.realSleeps = true;
+    const DbHandle holder = other();
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(holder.get(), "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
+    std::thread releaser([&holder] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        sqlite3_exec(holder.get(), "COMMIT", nullptr, nullptr, nullptr);
+    });
+    Record r = command("x");
+    EXPECT_EQ(0, insert(db_, r));
+    releaser.join();
+    EXPECT_TRUE(env_.sleeps().empty()) << "no retry was needed\n" << env_.dump();
+}
 
-    char** table = nullptr;
-    int rowCount = 0;
-    int columnCount = 0;
-    ASSERT_EQ(SQLITE_OK, sqlite3_get_table(t.db(), "SELECT * FROM configuracionWebGlobal ", &table, &rowCount,
-                                           &columnCount, nullptr));
-    ASSERT_EQ(static_cast<size_t>(rowCount), rows.size());
-    for (int r = 0; r < rowCount; ++r) {
-        ASSERT_EQ(static_cast<size_t>(columnCount), rows[r].size());
-        for (int c = 0; c < columnCount; ++c) {
-            const char* expected = table[(r + 1) * columnCount + c];
-            const tSqlite3parent& got = rows[r].value(static_cast<size_t>(c));
-            if (expected == nullptr) {
-                EXPECT_TRUE(got.isNull()) << "row " << r << " column " << c;
-            } else {
-                EXPECT_FALSE(got.isNull()) << "row " << r << " column " << c;
-                EXPECT_EQ(std::string(expected), got.str()) << "row " << r << " column " << c;
-            }
+TEST_F(RecordFrame, StatementRunnerTriesThreeTimesOneSecondApartAndTransactionsRollBackUnlessCommitted) {
+    EXPECT_EQ(0, execStatement(db_, "BEGIN TRANSACTION"));
+    EXPECT_NE(0, execStatement(db_, "BEGIN TRANSACTION")) << "nested transactions are an error";
+    EXPECT_EQ((std::vector<unsigned>{1, 1, 1}), env_.sleeps());
+    EXPECT_EQ(1, env_.count("DB exec error (1 try): "));
+    EXPECT_EQ(1, env_.count("DB exec error (3 try): "));
+    EXPECT_EQ(0, execStatement(db_, "ROLLBACK"));
+
+    for (const bool committed : {false, true}) {
+        Transaction transaction(db_);
+        ASSERT_EQ(0, transaction.begin());
+        Record r = command(committed ? "kept" : "lost");
+        ASSERT_EQ(0, insert(db_, r));
+        if (committed) {
+            ASSERT_EQ(0, transaction.commit());
         }
     }
-    sqlite3_free_table(table);
-    EXPECT_EQ("a", rows[2].text(configuracionWebGlobal::nombre)) << "text stops at a NUL byte";
+    const std::vector<Record> rows = doSelect(db_, RCCommand::table());
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ("kept", rows[0].text(RCCommand::command));
+    EXPECT_EQ(3u, env_.sleeps().size()) << "a committed transaction is not rolled back";
 }
 
-TEST(RecordFrame, UpdateTurnsOnlyTheFirstPercentIntoABlank) {
-    TempDb t;
-    t.run("INSERT INTO configuracionWebGlobal VALUES (1, 'a', 'x', 0, NULL)");
-    std::vector<Record> rows = doSelect(t.db(), configuracionWebGlobal::table());
-    rows[0].set(configuracionWebGlobal::valor, "100% ok");
-    rows[0].set(configuracionWebGlobal::nombre, "50% of 10%");
-    ASSERT_EQ(0, update(t.db(), rows[0]));
-    rows = doSelect(t.db(), configuracionWebGlobal::table());
-    EXPECT_EQ("100  ok", rows[0].text(configuracionWebGlobal::valor));
-    EXPECT_EQ("50  of 10%", rows[0].text(configuracionWebGlobal::nombre));
+// The headend's other programs may order a table's columns otherwise, add
+// columns of their own or lack one the agent knows. Each layout lists, per
+// known column, the place in the created table it must be read from.
+TEST_F(RecordFrame, ColumnsAreFoundByTheirNamesAndPositionalOnesAtTheirPlace) {
+    namespace nim = TempNIMGlobal;
+    const struct Layout {
+        const TableDef& table;
+        std::string columns;
+        std::vector<int> placeOf;   // per known column, in tables.def order
+        const char* missing;        // the column the table lacks, if any
+    } layouts[] = {
+        {nim::table(),
+         "idTempNIMGlobal INTEGER PRIMARY KEY, mac, fk_idNimGlobal, theirs1, Entrada, Lock, Nivel, SignalQuality, "
+         "CN, theirs2, BER, MER, Frecuencia, SymbolRate, Polaridad, Banda, ModoPLS, Standby, StreamID, "
+         "ScramblingID, theirs3",
+         {0, 2, 1, 5, 4, 7, 6, 8, 10, 11, 12, 13, 14, 15, 16, 19, 18, 17},
+         nullptr},
+        // Columns of the positional ones' names elsewhere are not theirs.
+        {ModulosCabecera::table(),
+         "idModulosCabecera INTEGER PRIMARY KEY, MAC, HostName, Familia, Modelo, NumeroSerie, Address, HWVersion, "
+         "Estado, Temperatura, Uptime, Version, Direccion, SWVersion",
+         {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
+         nullptr},
+        {configuracionWebGlobal::table(), "idConfiguracionGlobal INTEGER PRIMARY KEY, valor, theirs, nombre",
+         {0, 3, 1, 3},
+         "aplicarBackup"},
+    };
+    for (const Layout& layout : layouts) {
+        const std::string& name = layout.table.name();
+        SCOPED_TRACE(name);
+        root_.exec(kDb, "CREATE TABLE " + name + " (" + layout.columns + ")");
+        // Row 1 holds "1", "11", "21", ... by the created table's places; row 2 only NULLs.
+        std::string values = "1";
+        const auto width = std::count(layout.columns.begin(), layout.columns.end(), ',') + 1;
+        for (int at = 1; at < width; ++at) values += ", '" + std::to_string(10 * at + 1) + "'";
+        root_.exec(kDb, "INSERT INTO " + name + " VALUES (" + values + ")");
+        root_.exec(kDb, "INSERT INTO " + name + " (rowid) VALUES (2)");
 
-    // An insert stores the text as given.
-    Record r = command("1", "100% kept");
-    ASSERT_EQ(0, insert(t.db(), r));
-    EXPECT_EQ("100% kept", doSelect(t.db(), RCCommand::table())[0].text(RCCommand::command));
-}
-
-TEST(RecordFrame, RetriesALockedDatabaseThreeTimesWithGrowingWaits) {
-    TempDb t;
-    t.run("INSERT INTO configuracionWebGlobal VALUES (1, 'a', 'x', 0, NULL)");
-    // Another program holds the database.
-    sqlite3* otherRaw = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(t.path().c_str(), &otherRaw));
-    DbHandle other(otherRaw);
-    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other.get(), "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
-
-    rctest::FakeClock clock;
-    rctest::LogCapture log;
-    std::vector<Record> rows = doSelect(t.db(), configuracionWebGlobal::table());
-    EXPECT_TRUE(rows.empty()) << "a select that keeps failing yields no rows";
-    EXPECT_EQ((std::vector<unsigned>{1, 2, 3}), clock.sleeps());
-    for (int n = 0; n < 3; ++n) {
-        EXPECT_TRUE(log.contains("[ERROR_DB]doSelect: Error leyendo datos tabla configuracionWebGlobal . intento: " +
-                                 std::to_string(n)))
-            << log.dump();
+        for (int pass = 0; pass < 2; ++pass) {
+            const std::vector<Record> rows = doSelect(db_, layout.table, " ORDER BY rowid");
+            ASSERT_EQ(2u, rows.size());
+            for (size_t known = 0; known < layout.placeOf.size(); ++known) {
+                SCOPED_TRACE(layout.table.columns()[known]);
+                EXPECT_EQ(std::to_string(10 * layout.placeOf[known] + 1), rows[0].text(known));
+                EXPECT_EQ(known != layout.table.keyColumn(), rows[1].isNull(known));
+            }
+        }
+        const std::string notice = "Table " + name + " has no column ";
+        EXPECT_EQ(layout.missing ? 1 : 0, env_.count(notice)) << env_.dump();
+        if (layout.missing) {
+            EXPECT_TRUE(env_.contains(notice + layout.missing +
+                                      ": read by its place in the agent's layout instead"));
+        }
     }
-    EXPECT_TRUE(log.contains(std::string("[ERROR_DB]doSelect: ") + sqlite3_errstr(SQLITE_BUSY))) << log.dump();
 
-    log.clear();
-    Record r = command("1", "x");
-    EXPECT_EQ(SQLITE_BUSY, insert(t.db(), r));
-    EXPECT_TRUE(log.contains("[ERROR_DB]insert: Error (5) inserting register in table RCCommand . Attempt: 2"))
-        << log.dump();
-    EXPECT_EQ((std::vector<unsigned>{1, 2, 3, 1, 2, 3}), clock.sleeps());
-
-    // Once the other program lets go, the next statement goes through.
-    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other.get(), "COMMIT", nullptr, nullptr, nullptr));
-    EXPECT_EQ(0, insert(t.db(), r));
-}
-
-TEST(RecordFrame, StatementRunnerTriesThreeTimesOneSecondApart) {
-    TempDb t;
-    rctest::FakeClock clock;
-    rctest::LogCapture log;
-    EXPECT_EQ(0, execStatement(t.db(), "BEGIN TRANSACTION"));
-    EXPECT_NE(0, execStatement(t.db(), "BEGIN TRANSACTION")) << "nested transactions are an error";
-    EXPECT_EQ((std::vector<unsigned>{1, 1, 1}), clock.sleeps());
-    EXPECT_EQ(1, log.count("DB exec error (1 try): "));
-    EXPECT_EQ(1, log.count("DB exec error (3 try): "));
-    EXPECT_EQ(0, execStatement(t.db(), "ROLLBACK"));
-}
-
-TEST(RecordFrame, TransactionRollsBackUnlessCommitted) {
-    TempDb t;
-    {
-        Transaction tx(t.db());
-        ASSERT_EQ(0, tx.begin());
-        Record r = command("1", "lost");
-        ASSERT_EQ(0, insert(t.db(), r));
+    // Writes name their columns: an insert and an update land where the names are.
+    Record inserted(nim::table());
+    for (size_t known = 1; known < nim::kKnownColumns; ++known) inserted.set(known, "w" + std::to_string(known));
+    ASSERT_EQ(0, insert(db_, inserted));
+    const std::vector<std::string> written = row(nim::table().name(), inserted.key());
+    std::vector<Record> rows = doSelect(db_, nim::table(), " WHERE idTempNIMGlobal = 1");
+    ASSERT_EQ(1u, rows.size());
+    rows[0].set(nim::fk_idNimGlobal, "changed");
+    rows[0].set(nim::Standby, "off");
+    ASSERT_EQ(0, update(db_, rows[0]));
+    const std::vector<std::string> updated = row(nim::table().name(), "1");
+    const std::vector<int>& placeOf = layouts[0].placeOf;
+    for (size_t known = 1; known < nim::kKnownColumns; ++known) {
+        SCOPED_TRACE(nim::table().columns()[known]);
+        EXPECT_EQ("w" + std::to_string(known), written.at(placeOf[known]));
     }
-    EXPECT_TRUE(doSelect(t.db(), RCCommand::table()).empty());
-    {
-        Transaction tx(t.db());
-        ASSERT_EQ(0, tx.begin());
-        Record r = command("1", "kept");
-        ASSERT_EQ(0, insert(t.db(), r));
-        ASSERT_EQ(0, tx.commit());
-    }
-    EXPECT_EQ(1u, doSelect(t.db(), RCCommand::table()).size());
+    EXPECT_EQ("changed", updated.at(placeOf[nim::fk_idNimGlobal]));
+    EXPECT_EQ("off", updated.at(17));
+    EXPECT_EQ("91", updated.at(9)) << "a column of theirs keeps its value";
 }
 
 }  // namespace

@@ -1,11 +1,8 @@
-// The command envelope and the run protocol, with a command whose execute()
-// the test scripts.
+// The run protocol, with a command whose execute() the test scripts. (The
+// envelope's refusals are the dispatch test's damaged rows.)
 #include "commands/core/command.h"
 #include "commands/core/result_codes.h"
-#include "common/errors.h"
-#include "server/settings.h"
-#include "support/fake_clock.h"
-#include "support/log_capture.h"
+#include "support/test_env.h"
 
 #include <gtest/gtest.h>
 
@@ -18,78 +15,58 @@ namespace {
 class ScriptedCommand : public Command {
 public:
     using Script = std::function<void(ResultDocument&, int run)>;
-    explicit ScriptedCommand(const std::string& text, Script script = [](ResultDocument&, int) {})
-        : Command(text, "resetModules"), script_(std::move(script)) {}
+    ScriptedCommand(Env& env, const std::string& text, Script script = [](ResultDocument&, int) {})
+        : Command(env, text, "resetModules"), script_(std::move(script)) {}
     int runs = 0;
 
 private:
     void execute() override {
-        appendElement(result().doc(), startResult(), "attempt", std::to_string(++runs));
-        script_(result(), runs);
+        startResult();
+        script_(result(), ++runs);
     }
     Script script_;
 };
 
-class CommandTest : public ::testing::Test {
-protected:
-    void SetUp() override { settings() = Settings(); }
-};
-
-TEST_F(CommandTest, EnvelopeGivesIdAndParametersOrItsReasonForRefusal) {
-    ScriptedCommand command("<command><id>42</id><data><resetModules><m>3</m></resetModules></data></command>");
-    EXPECT_EQ("3", nodeText(childElement(command.commandElement(), "m")));
-    EXPECT_NE(std::string::npos, command.result().print().find("<commandId>42</commandId>"));
-    EXPECT_EQ(0, ScriptedCommand("<command><id>abc</id><data><x/></data></command>").commandId());
-    for (const auto& [text, message] : {
-             std::pair{"<command><ID>1</ID><data><x/></data></command>", "'command' has no 'id'"},
-             {"<command><id>1</id></command>", "'command' has no 'data'"},
-             {"<command><id>1</id><data>resetModules</data></command>", "'data' has no command"}}) {
-        try {
-            ScriptedCommand refused(text);
-            ADD_FAILURE() << "accepted: " << text;
-        } catch (const CommandParsingError& e) {
-            EXPECT_STREQ(message, e.what()) << text;
-        }
-    }
-    EXPECT_THROW(ScriptedCommand("<command><id>1</id><data><x></data></command>"), rapidxml::parse_error);
-}
-
-TEST_F(CommandTest, DatabaseErrorIsRetriedTenTimesFromACleanResult) {
-    for (int failingRuns : {2, 1000}) {
-        SCOPED_TRACE(failingRuns);
-        rctest::LogCapture log;
-        rctest::FakeClock clock;
-        ScriptedCommand command("<command><id>4</id><data><resetModules/></data></command>",
-                                [&](ResultDocument& result, int run) {
-                                    if (run > failingRuns) return;
-                                    result.addError(kCouldNotAccessDatabase);
-                                    result.addError(kCouldNotResetModule);
-                                });
-        command.run();
-
-        const int runs = std::min(failingRuns + 1, 11);
-        EXPECT_EQ(runs, command.runs);
-        EXPECT_EQ(std::vector<unsigned>(runs - 1, 1), clock.sleeps());
-        EXPECT_EQ(runs - 1, log.count("Command run resulted in a DB error. Retrying ("));
-        EXPECT_EQ(kStatusFinished, command.status());
-        EXPECT_EQ(runs == 11 ? 2u : 0u, command.result().errors().size());
-        const std::string text = command.result().print();
-        EXPECT_EQ(text.find("<attempt>"), text.rfind("<attempt>")) << "one output, not one per run";
-        EXPECT_NE(std::string::npos, text.find("<attempt>" + std::to_string(runs) + "</attempt>")) << text;
-    }
-}
-
-TEST_F(CommandTest, CompletionMarkDefaultsFromTheErrors) {
-    const std::pair<ScriptedCommand::Script, const char*> cases[] = {
-        {[](ResultDocument&, int) {}, "<result>0</result>"},
-        {[](ResultDocument& r, int) { r.addError(kInvalidValue); }, "<result>1</result>"},
-        {[](ResultDocument& r, int) { r.addError(kInvalidValue); r.setCompletionMark(true); }, "<result>0</result>"},
-        {[](ResultDocument& r, int) { r.setCompletionMark(false); }, "<result>1</result>"},
+// run(): a database error (102) makes it run execute() again from a clean
+// result, up to ten times one second apart; the completion mark follows the
+// errors unless execute() set it.
+TEST(CommandRun, DatabaseErrorsAreRetriedTenTimesAndTheMarkFollowsTheErrorsUnlessSet) {
+    const auto failing = [](int failingRuns) {
+        return [failingRuns](ResultDocument& result, int run) {
+            if (run > failingRuns) return;
+            result.addError(kCouldNotAccessDatabase);
+            result.addError(kCouldNotResetModule);
+        };
+    };
+    const struct {
+        const char* what;
+        ScriptedCommand::Script script;
+        int runs;
+        size_t errors;
+        const char* mark;
+    } cases[] = {
+        {"database back at the third run", failing(2), 3, 0, "<result>0</result>"},
+        {"database never back", failing(1000), 11, 2, "<result>1</result>"},
+        {"success despite an error",
+         [](ResultDocument& r, int) {
+             r.addError(kInvalidValue);
+             r.setCompletionMark(true);
+         },
+         1, 1, "<result>0</result>"},
+        {"failure without an error", [](ResultDocument& r, int) { r.setCompletionMark(false); }, 1, 0,
+         "<result>1</result>"},
     };
     for (const auto& c : cases) {
-        ScriptedCommand command("<command><id>4</id><data><resetModules/></data></command>", c.first);
+        SCOPED_TRACE(c.what);
+        rctest::TestEnv env("");
+        ScriptedCommand command(env, "<command><id>4</id><data><resetModules/></data></command>", c.script);
         command.run();
-        EXPECT_NE(std::string::npos, command.result().print().find(c.second)) << "case " << &c - cases;
+        EXPECT_EQ(c.runs, command.runs);
+        EXPECT_EQ(std::vector<unsigned>(c.runs - 1, 1), env.sleeps());
+        EXPECT_EQ(c.errors, command.result().errors().size());
+        const std::string text = command.result().print(env);
+        EXPECT_NE(std::string::npos, text.find(c.mark)) << text;
+        EXPECT_EQ(text.find("<resetModulesResult/>"), text.rfind("<resetModulesResult")) << "one output, not one a run";
     }
 }
 

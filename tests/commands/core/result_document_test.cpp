@@ -1,41 +1,20 @@
 // The commandResult document: what the server reads back for every command.
 #include "commands/core/result_document.h"
-#include "server/settings.h"
-#include "support/headend_root.h"
-#include "support/log_capture.h"
+#include "support/test_env.h"
 
 #include <gtest/gtest.h>
 
 namespace dorel_remote_control {
 namespace {
 
-class ResultDocumentTest : public ::testing::Test {
-protected:
-    void SetUp() override { settings() = Settings(); }
-};
-
-TEST_F(ResultDocumentTest, FreshResultCarriesTheIdentityAndReportsFailure) {
-    rctest::HeadendRoot root({"--hostname", "hd-7", "--serial", "SN-77", "--mac", "00:11:22:33:44:55"});
-    root.setConfig("identificacion_contrato", "CT-9");
-    settings().load();
-    ResultDocument result;
-    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-              "<commandResult>\n"
-              "\t<id>hd-7</id>\n\t<mac>00:11:22:33:44:55</mac>\n\t<serialNumber>SN-77</serialNumber>\n"
-              "\t<zatContractId>CT-9</zatContractId>\n"
-              "\t<commandId>1</commandId>\n\t<result>1</result>\n\t<errors/>\n\t<data/>\n"
-              "</commandResult>\n",
-              result.print());
-}
-
-TEST_F(ResultDocumentTest, ErrorsGoOutInCodeOrderAndAreLoggedOncePerPrint) {
-    rctest::LogCapture log;
+TEST(ResultDocument, ErrorsGoOutInCodeOrderAndAreLoggedOncePerPrint) {
+    rctest::TestEnv env_("");
     ResultDocument result;
     result.addError(702);
     result.addError(103, "bad 'port' value");
     result.addError(702, "checksum of fw.bin");  // replaces the first 702
     result.addError(100);
-    const std::string text = result.print();
+    const std::string text = result.print(env_);
     EXPECT_NE(std::string::npos,
               text.find("\t<errors>\n"
                         "\t\t<error>\n\t\t\t<id>100</id>\n\t\t\t<text>Unknown Error</text>\n\t\t</error>\n"
@@ -43,48 +22,33 @@ TEST_F(ResultDocumentTest, ErrorsGoOutInCodeOrderAndAreLoggedOncePerPrint) {
                         "\t\t<error>\n\t\t\t<id>702</id>\n\t\t\t<text>checksum of fw.bin</text>\n\t\t</error>\n"
                         "\t</errors>\n"))
         << text;
-    EXPECT_EQ(text, result.print()) << "printing again does not add the errors twice";
-    EXPECT_EQ(6, log.count("Command error: ")) << log.dump();
-    EXPECT_EQ(2, log.count("Command error: 103 bad 'port' value"));
+    EXPECT_EQ(text, result.print(env_)) << "printing again does not add the errors twice";
+    EXPECT_EQ(6, env_.count("Command error: ")) << env_.dump();
+    EXPECT_EQ(2, env_.count("Command error: 103 bad 'port' value"));
 }
 
 // A written output must print exactly as the same output built as a tree,
-// wherever the errors and other children of data put it.
-TEST_F(ResultDocumentTest, WrittenOutputPrintsAsTheSameTree) {
-    const auto writeOutput = [](ResultDocument& result) {
-        XmlWriter out = ResultDocument::dataWriter();
-        out.open("bigResult");
-        out.element("name", "a <b> & 'c'");
-        out.element("empty");
-        result.setDataText(out.finish());
-    };
-    const auto buildOutput = [](ResultDocument& result) {
-        XmlNode* output = appendElement(result.doc(), result.data(), "bigResult");
-        appendElement(result.doc(), output, "name", "a <b> & 'c'");
-        appendElement(result.doc(), output, "empty");
-    };
-    for (const bool withErrors : {false, true}) {
-        SCOPED_TRACE(withErrors ? "with errors" : "without errors");
-        ResultDocument written, built;
-        for (ResultDocument* r : {&written, &built}) {
-            r->setCommandId(12);
-            if (withErrors) r->addError(102, "database <locked>");
-            appendElement(r->doc(), r->data(), "first", "tree child");
-        }
-        writeOutput(written);
-        buildOutput(built);
-        EXPECT_EQ(built.print(), written.print());
-        EXPECT_EQ(built.print(), written.print()) << "printing again gives the same text";
+// after the errors and the tree's own children of data; a retried command
+// starts again without it.
+TEST(ResultDocument, WrittenOutputPrintsAsTheSameTreeUntilCleared) {
+    rctest::TestEnv env_("");
+    ResultDocument written, built;
+    for (ResultDocument* r : {&written, &built}) {
+        r->addError(102, "database <locked>");
+        appendElement(r->doc(), r->data(), "first", "tree child");
     }
-}
-
-TEST_F(ResultDocumentTest, RetriedCommandDropsItsWrittenOutput) {
-    ResultDocument result;
     XmlWriter out = ResultDocument::dataWriter();
-    out.element("partial", "1");
-    result.setDataText(out.finish());
-    result.clear();
-    EXPECT_NE(std::string::npos, result.print().find("\t<data/>\n")) << result.print();
+    out.open("bigResult");
+    out.element("name", "a <b> & 'c'");
+    out.element("empty");
+    written.setDataText(out.finish());
+    XmlNode* output = appendElement(built.doc(), built.data(), "bigResult");
+    appendElement(built.doc(), output, "name", "a <b> & 'c'");
+    appendElement(built.doc(), output, "empty");
+    EXPECT_EQ(built.print(env_), written.print(env_));
+    EXPECT_EQ(built.print(env_), written.print(env_)) << "printing again gives the same text";
+    written.clear();
+    EXPECT_NE(std::string::npos, written.print(env_).find("\t<data/>\n"));
 }
 
 }  // namespace
