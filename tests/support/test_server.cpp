@@ -2,7 +2,6 @@
 #include "support/test_server.h"
 
 #include "support/headend_root.h"
-#include "common/shell.h"
 #include "support/process_helpers.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <cstdlib>
 #include <sys/wait.h>
@@ -37,6 +37,7 @@ void stopChild(int pid) {
 // logged as events without a method and are left out.
 const char* const kFlattenLog = R"(
 import json, sys
+out = open(sys.argv[2], "w", encoding="utf-8")
 for line in open(sys.argv[1], encoding="utf-8"):
     if not line.strip():
         continue
@@ -47,7 +48,7 @@ for line in open(sys.argv[1], encoding="utf-8"):
     fields = [r["method"], r["path"], r.get("body", ""), h.get("content-type", ""), h.get("accept", ""),
               r.get("client_subject") or "", r.get("user") or "", "1" if r.get("auth_ok") else "0",
               str(r.get("status", 0))]
-    sys.stdout.write("\x1f".join(fields) + "\x1e")
+    out.write("\x1f".join(fields) + "\x1e")
 )";
 
 std::vector<std::string> split(const std::string& text, char separator) {
@@ -110,11 +111,12 @@ std::string TestServer::baseUrl() const {
 void TestServer::configureAgent() const { root_.setConfig("servidorZAT_direccion", baseUrl()); }
 
 std::vector<RecordedRequest> TestServer::requests() const {
-    dorel_remote_control::ReadPipe pipe("python3 -c " + dorel_remote_control::shellQuote(kFlattenLog) + " " +
-                                        dorel_remote_control::shellQuote(dir_ + "/requests.jsonl"));
-    std::string flat, chunk;
-    while (pipe.readLine(chunk, 65536)) flat += chunk;
-    if (pipe.close() != 0) ADD_FAILURE() << "the request log could not be read";
+    const std::string flatFile = dir_ + "/requests.flat";
+    if (runProcess({"python3", "-c", kFlattenLog, dir_ + "/requests.jsonl", flatFile}) != 0) {
+        ADD_FAILURE() << "the request log could not be read";
+    }
+    std::ifstream in(flatFile, std::ios::binary);
+    const std::string flat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 
     std::vector<RecordedRequest> out;
     std::vector<std::string> records = split(flat, '\x1e');
