@@ -1,7 +1,7 @@
 // Output services and their PID orders. The dev kit's module 1 carries
 // services 101 and 103 on output 1 and 102 on output 2 (keys 1, 2, 3), each
 // with a video PID (stream 16s+257) and a Spanish audio PID (16s+258).
-#include "commands/setconfig/modules_fixture.h"
+#include "commands/setconfig/setconfig_fixture.h"
 
 namespace rctest {
 namespace {
@@ -28,9 +28,7 @@ const char kPidState[] =
 const Rows kStoredServices = {
     {"1", "1", "101", "1", "0"}, {"2", "2", "102", "1", "0"}, {"3", "1", "103", "1", "0"}};
 
-class OutputServices : public ModulesTest {};
-
-TEST_F(OutputServices, IdentifiesServicesAndChecksTheirValues) {
+TEST_P(ModulesTest, IdentifiesServicesAndChecksTheirValues) {
     struct Case {
         const char* name;
         std::string list;
@@ -57,7 +55,7 @@ TEST_F(OutputServices, IdentifiesServicesAndChecksTheirValues) {
     };
     for (const Case& c : cases) EXPECT_EQ(c.expected, applyModules({{1, c.list}})) << c.name;
     EXPECT_EQ((Rows{{"2", "65535", "0", "1", "0", "0", "", "0"}}),
-              rows("SELECT fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado, LCN, SSU, NombreEntrada, "
+              query("SELECT fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado, LCN, SSU, NombreEntrada, "
                    "idEPG FROM ServiciosSalidaGlobal WHERE OSID = '65535'"))
         << "a new service has every number 0 and no names (the later lists without it withdrew it)";
     EXPECT_EQ("65535", value("SELECT SID FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
@@ -67,7 +65,7 @@ TEST_F(OutputServices, IdentifiesServicesAndChecksTheirValues) {
         << "a stored LCN 0 may be sent back";
 }
 
-TEST_F(OutputServices, EveryValueReachesItsColumn) {
+TEST_P(ModulesTest, EveryValueReachesItsColumn) {
     EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>7</lcn><olcn>8</olcn><forcedLcn>1</forcedLcn>"
                                                     "<simulcastLcn>9</simulcastLcn><inputId>2</inputId>"
                                                     "<inputSid>4242</inputSid><inputName>In'); DROP TABLE x; --</inputName>"
@@ -77,17 +75,17 @@ TEST_F(OutputServices, EveryValueReachesItsColumn) {
                                                     "<cloned>1</cloned><decrypt>1</decrypt><transcoding>1</transcoding>"
                                                     "<videoPeakBitrate>9000</videoPeakBitrate><serviceStatus>x</serviceStatus>")}}));
     EXPECT_EQ((Rows{{"7", "8", "1", "9", "2", "4242", "In'); DROP TABLE x; --", "1", "Out  d", "5", "25", "3", "2", "1", "1", "1", "9000"}}),
-              rows("SELECT LCN, OLCN, LCNForzado, SimulcastLCN, fk_idEntrada, SID, NombreEntrada, NombreForzado, "
+              query("SELECT LCN, OLCN, LCNForzado, SimulcastLCN, fk_idEntrada, SID, NombreEntrada, NombreForzado, "
                    "NombreSalida, idEPG, Service_Type, Tipo, VideoFormat, DuplicadoClonado, Descifrar, Transcoding, "
                    "Video_peak_bitrate FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
 }
 
-TEST_F(OutputServices, ServicesLeftOutAreWithdrawnWithTheirPidsAndComeBackWhenListedAgain) {
+TEST_P(ModulesTest, ServicesLeftOutAreWithdrawnWithTheirPidsAndComeBackWhenListedAgain) {
     EXPECT_EQ(Errors{}, applyModules({{1, "<services>" + service(1, 101) + service(1, 103) + "</services>"}}));
     EXPECT_EQ((Rows{{"1", "1", "101", "1", "0"}, {"2", "2", "102", "0", "1"}, {"3", "1", "103", "1", "0"}}),
-              rows(kServiceState));
+              query(kServiceState));
     EXPECT_EQ((Rows{{"0", "1"}, {"0", "1"}}),
-              rows("SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'"));
+              query("SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'"));
     EXPECT_EQ("4", value("SELECT COUNT(*) FROM PIDsSalidaGlobal WHERE fk_idSSG IN ('1', '3') AND EstadoPID = '1' "
                          "AND EstadoBorrado = '0'"));
     EXPECT_EQ("3", value("SELECT COUNT(*) FROM ServiciosSalidaGlobal WHERE MAC = '00:1A:2B:00:00:02' AND "
@@ -95,22 +93,22 @@ TEST_F(OutputServices, ServicesLeftOutAreWithdrawnWithTheirPidsAndComeBackWhenLi
         << "another module's services stay";
 
     EXPECT_EQ(Errors{}, applyModules({{1, services("")}}));
-    EXPECT_EQ(kStoredServices, rows(kServiceState));
+    EXPECT_EQ(kStoredServices, query(kServiceState));
     EXPECT_EQ((Rows{{"0", "1"}, {"0", "1"}}),
-              rows("SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'"))
+              query("SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'"))
         << "without pidOrders a service's PIDs stay as they are";
 
     EXPECT_EQ(Errors{}, applyModules({{1, "<services/>"}}));
     EXPECT_EQ("3", value("SELECT COUNT(*) FROM ServiciosSalidaGlobal WHERE EstadoBorrado = '1'"));
 }
 
-TEST_F(OutputServices, SsuCarriersAreNeitherMatchedNorWithdrawn) {
+TEST_P(ModulesTest, SsuCarriersAreNeitherMatchedNorWithdrawn) {
     exec("UPDATE ServiciosSalidaGlobal SET SSU = '1' WHERE idSSG = 2");
     EXPECT_EQ(Errors{}, applyModules({{1, "<services>" + service(1, 101) + service(1, 103) + "</services>"}}));
-    EXPECT_EQ(kStoredServices, rows(kServiceState));
+    EXPECT_EQ(kStoredServices, query(kServiceState));
 }
 
-TEST_F(OutputServices, PidOrdersAreMatchedByStreamInsertedAndDeleted) {
+TEST_P(ModulesTest, PidOrdersAreMatchedByStreamInsertedAndDeleted) {
     const std::string pidOrders =
         "<pidOrders><pidOrder><languageCode>eng</languageCode><streamId>300</streamId><type>4</type><order>1</order>"
         "</pidOrder><pidOrder><streamId>273</streamId><type>2</type><order>2</order></pidOrder></pidOrders>";
@@ -120,13 +118,13 @@ TEST_F(OutputServices, PidOrdersAreMatchedByStreamInsertedAndDeleted) {
                     {"3", "2", "289", "1", "2", "", "1", "0", "00:1A:2B:00:00:01", "2", "2"},
                     {"4", "2", "290", "2", "4", "spa", "1", "0", "00:1A:2B:00:00:01", "2", "2"},
                     {"13", "1", "300", "1", "4", "eng", "1", "0", "00:1A:2B:00:00:01", "1", "1"}}),
-              rows(kPidState));
+              query(kPidState));
 
     EXPECT_EQ(Errors{}, applyModules({{1, services("<pidOrders><pidOrder><streamId>274</streamId><type>4</type>"
                                                     "<order>2</order><languageCode>spa</languageCode></pidOrder>"
                                                     "</pidOrders>")}}));
     EXPECT_EQ((Rows{{"1", "0", "1"}, {"2", "1", "0"}, {"13", "0", "1"}}),
-              rows("SELECT idPSG, EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '1' ORDER BY idPSG"))
+              query("SELECT idPSG, EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '1' ORDER BY idPSG"))
         << "a deleted PID listed again is carried again";
 
     EXPECT_EQ(sectionFailure(kInvalidCommand, "No pidOrder element found"),
@@ -135,23 +133,23 @@ TEST_F(OutputServices, PidOrdersAreMatchedByStreamInsertedAndDeleted) {
               applyModules({{1, services("<pidOrders><pidOrder><streamId>x</streamId></pidOrder></pidOrders>")}}));
 }
 
-TEST_F(OutputServices, MovingAServiceToTheOtherOutputMakesANewServiceThere) {
+TEST_P(ModulesTest, MovingAServiceToTheOtherOutputMakesANewServiceThere) {
     EXPECT_EQ(Errors{}, applyModules({{1, "<services>" + service(2, 101, "<lcn>1</lcn><inputId>1</inputId>") +
                                               service(2, 102) + service(1, 103) + "</services>"}}));
     EXPECT_EQ((Rows{{"1", "1", "101", "0", "1"},
                     {"2", "2", "102", "1", "0"},
                     {"3", "1", "103", "1", "0"},
                     {"7", "2", "101", "1", "0"}}),
-              rows(kServiceState));
+              query(kServiceState));
 }
 
-TEST_F(OutputServices, OnWmbG400AChangedLcnIsForced) {
+TEST_P(ModulesTest, OnWmbG400AChangedLcnIsForced) {
     useModel("WMB-G400");
     EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>1</lcn>", service(1, 104, "<lcn>0</lcn>"))}}));
-    EXPECT_EQ((Rows{{"0"}, {"0"}}), rows("SELECT LCNForzado FROM ServiciosSalidaGlobal WHERE OSID IN ('101', '104')"))
+    EXPECT_EQ((Rows{{"0"}, {"0"}}), query("SELECT LCNForzado FROM ServiciosSalidaGlobal WHERE OSID IN ('101', '104')"))
         << "nothing changed";
     EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>5</lcn>", service(1, 104))}}));
-    EXPECT_EQ((Rows{{"5", "1"}}), rows("SELECT LCN, LCNForzado FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
+    EXPECT_EQ((Rows{{"5", "1"}}), query("SELECT LCN, LCNForzado FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
 }
 
 }  // namespace
