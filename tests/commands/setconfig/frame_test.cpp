@@ -22,7 +22,7 @@ TEST_F(Frame, UnknownSectionsAreLoggedAndSkippedAndAMissingConfigurationIs101) {
     EXPECT_EQ(Errors{}, command->result().errors());
     EXPECT_TRUE(command->result().succeeded());
     EXPECT_TRUE(env().contains("r9::: Unknown configuration setting: colours")) << env().dump();
-    EXPECT_TRUE(followUps().empty()) << "nothing changed, nothing follows";
+    EXPECT_TRUE(root_.stubCalls().empty()) << "nothing changed, nothing follows";
 
     command = run("setConfiguration", "<network><ip>1.2.3.4</ip></network>");
     EXPECT_EQ(only(kInvalidCommand), command->result().errors());
@@ -66,7 +66,7 @@ TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
         {"a missing key is inserted", "DELETE FROM configuracionWebGlobal WHERE nombre = 'network_SecondaryDNS'", 0,
          "<network><dns2>8.8.8.8</dns2></network>", {}, "network_SecondaryDNS", "8.8.8.8", 1},
         {"a failing section", "", 0, "<network><ip>10.2.2.2</ip></network><maintenances><x/></maintenances>",
-         sectionFailure(kInvalidCommand, "No maintenance element found"), "network_IP", "10.1.1.1", 0},
+         failed(kInvalidCommand, "No maintenance element found"), "network_IP", "10.1.1.1", 0},
         {"a failing script, after the commit", "", 3,
          "<network><ip>10.3.3.3</ip></network><regional><country>FR</country></regional>",
          only(kCouldNotApplyNetwork), "network_IP", "10.3.3.3", 1},
@@ -88,16 +88,17 @@ TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
 TEST_F(Frame, TheFollowUpRunsInOrderAndTheKeysAreRegeneratedOnWmbG400Only) {
     const std::string scrambling = "<scramblings><scrambling><name>Quorvex</name></scrambling></scramblings>";
     EXPECT_EQ(Errors{}, applyErrors(scrambling));
-    EXPECT_TRUE(followUps().empty());
+    EXPECT_TRUE(root_.stubCalls().empty());
 
     useModel("WMB-G400");
+    root_.writeFile("/devkit/calls.log", "");
     EXPECT_EQ(Errors{}, applyErrors(scrambling + "<regional><country>PT</country></regional><network><ip>10.0.0.3"
                                                   "</ip></network>"));
     EXPECT_EQ((std::vector<std::string>{kWan, std::string(kTimeOffsets) + " 0 Europe/Lisbon Atlantic/Madeira "
                                                                           "Atlantic/Azores",
                                         "/etc/init.d/S60crond restart",
                                         "/dorel/bin/QuorKey " + root_.rooted("/dorel/datosWeb/ScramblingKeys/quorkeys.txt")}),
-              followUps())
+              root_.stubCalls())
         << "the scrambling section asks for new keys even when it changed nothing";
 
     failStub("QuorKey", 1);
@@ -113,7 +114,7 @@ TEST_F(Frame, AFailingSectionRollsBackEverySectionBeforeItAndTellsTheCollector) 
     env().clearLog();
     auto command = apply("<identification><location>x</location></identification><lnb><oscLowFreq>1</oscLowFreq>"
                          "</lnb><maintenances><hour>3</hour></maintenances><network><ip>10.1.1.1</ip></network>");
-    EXPECT_EQ(sectionFailure(kInvalidCommand, "No maintenance element found"), command->result().errors());
+    EXPECT_EQ(failed(kInvalidCommand, "No maintenance element found"), command->result().errors());
     EXPECT_FALSE(command->result().succeeded());
     EXPECT_EQ(before, configRows());
     std::vector<std::string> lines;
@@ -127,7 +128,7 @@ TEST_F(Frame, AFailingSectionRollsBackEverySectionBeforeItAndTellsTheCollector) 
 
 TEST_F(Frame, AKeyThatCannotBeWrittenFailsItsSectionNamingIt) {
     exec("CREATE TRIGGER readOnly BEFORE UPDATE ON configuracionWebGlobal BEGIN SELECT RAISE(ABORT, 'no'); END");
-    EXPECT_EQ(sectionFailure(kCouldNotAccessDatabase, "Could not set value"),
+    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
               applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
     EXPECT_TRUE(env().contains("r9::: Error 102, Could not set Network/IP")) << env().dump();
     EXPECT_TRUE(callsOf(kWan).empty());

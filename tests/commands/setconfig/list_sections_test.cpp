@@ -164,10 +164,10 @@ TEST_F(ListSections, ABadElementRollsBackTheWholeDocument) {
     const auto before = configRows();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.section);
-        EXPECT_EQ(sectionFailure(c.code, c.detail), applyErrors(earlier + c.section));
+        EXPECT_EQ(failed(c.code, c.detail), applyErrors(earlier + c.section));
         EXPECT_EQ(before, configRows());
     }
-    EXPECT_TRUE(followUps().empty()) << "no follow-up after a rollback";
+    EXPECT_TRUE(root_.stubCalls().empty()) << "no follow-up after a rollback";
 }
 
 }  // namespace

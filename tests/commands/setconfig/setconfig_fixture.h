@@ -5,24 +5,20 @@
 #include "db/tables.h"
 #include "support/command_test.h"
 
-#include <cstdio>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace rctest {
 
 // A failed section's two entries: the handler's own, then 202.
-inline Errors sectionFailure(int code, const std::string& detail) {
+inline Errors failed(int code, const std::string& detail) {
     return {{code, detail}, {dorel_remote_control::kCouldNotSetConfiguration, "Could not set configuration"}};
 }
 
-// The dev kit's MAC of module m (1-based).
-inline std::string moduleMac(int m) {
-    char text[32];
-    std::snprintf(text, sizeof text, "00:1A:2B:00:%02X:%02X", (m >> 8) & 0xFF, m & 0xFF);
-    return text;
-}
+// The dev kit's MAC of module m (1 to 9).
+inline std::string moduleMac(int m) { return "00:1A:2B:00:00:0" + std::to_string(m); }
 inline std::string moduleElement(int m, const std::string& children = "") {
     return "<module><mac>" + moduleMac(m) + "</mac>" + children + "</module>";
 }
@@ -33,9 +29,20 @@ inline std::string modulesSection(int count, const std::map<int, std::string>& c
     return "<modules>" + modules + "</modules>";
 }
 
+// One row of values separated by blanks: row("11000 1250 0").
+inline Rows row(const std::string& values) {
+    std::istringstream in(values);
+    std::vector<std::string> columns;
+    for (std::string value; in >> value;) columns.push_back(value);
+    return {columns};
+}
+
 class SetConfigTest : public CommandTest {
 protected:
-    explicit SetConfigTest(const std::vector<std::string>& headendArgs = {"--no-certs"}) : CommandTest(headendArgs) {}
+    // The stand-ins' calls from here on are the follow-up programs' (loading the settings ran the identity's).
+    explicit SetConfigTest(const std::vector<std::string>& headendArgs = {"--no-certs"}) : CommandTest(headendArgs) {
+        root_.writeFile("/devkit/calls.log", "");
+    }
 
     std::shared_ptr<dorel_remote_control::Command> apply(const std::string& sections) {
         return run("setConfiguration", "<configuration>" + sections + "</configuration>");
@@ -44,21 +51,7 @@ protected:
     Errors applyModules(const std::map<int, std::string>& children) { return applyErrors(modulesSection(2, children)); }
 
     void exec(const std::string& sql) const { root_.exec(kConfigDb, sql); }
-    std::string value(const std::string& sql) const {
-        const Rows rows = query(sql);
-        return rows.empty() || rows[0].empty() ? "<none>" : rows[0][0];
-    }
-    // The follow-up programs' calls in order (without the identity scripts that loading the settings runs).
-    std::vector<std::string> followUps() const {
-        std::vector<std::string> calls;
-        for (const std::string& line : root_.stubCalls()) {
-            for (const char* program : {"/dorel/script/WAN_from_DB.sh", "/dorel/script/get_time_offsets.sh",
-                                        "/etc/init.d/S60crond", "/dorel/bin/QuorKey"}) {
-                if (line.rfind(program, 0) == 0) calls.push_back(line);
-            }
-        }
-        return calls;
-    }
+    std::string value(const std::string& sql) const { return query(sql).at(0).at(0); }
     // Every row of every table of config_global.
     std::map<std::string, Rows> configRows() const {
         std::map<std::string, Rows> all;
@@ -90,6 +83,21 @@ inline std::string headendName(const testing::TestParamInfo<Headend>& info) { re
 class ModulesTest : public SetConfigTest, public testing::WithParamInterface<Headend> {
 protected:
     ModulesTest() : SetConfigTest(GetParam().args) {}
+
+    struct ModuleCase {
+        std::string module1;   // module 1's children
+        Errors expected;
+        Rows rows;             // what the test's query reads afterwards (empty: not read)
+    };
+    void runCases(const std::vector<ModuleCase>& cases, const std::string& sql) {
+        for (const ModuleCase& c : cases) {
+            SCOPED_TRACE(c.module1);
+            EXPECT_EQ(c.expected, applyModules({{1, c.module1}}));
+            if (!c.rows.empty()) {
+                EXPECT_EQ(c.rows, query(sql));
+            }
+        }
+    }
 };
 
 }  // namespace rctest
