@@ -24,19 +24,18 @@ TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
     applyRegional("ES", "Europe/Madrid");
     EXPECT_TRUE(root_.stubCalls().empty()) << "the stored values again change nothing";
 
-    struct Case {
+    const struct {
         const char* country;
         const char* zone;
         const char* localtime;
         const char* zones;   // get_time_offsets.sh's arguments after the mode
         const char* totCountry;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"ES", "Atlantic/Canary", "Atlantic/Canary", "Europe/Madrid Africa/Ceuta Atlantic/Canary", "ES"},
         {"zw", "Europe/Madrid", "Africa/Harare", "Africa/Harare", "zw"},   // the table's last country
         {"ZZ\nES", "Mars/Olympus\nPhobos", "Mars/Olympus", "No", "ZZ"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.country);
         applyRegional(c.country, c.zone);
         EXPECT_EQ(std::string(c.localtime) + "\n", root_.readFile("/dorel/conf/timezone/localtime"));
