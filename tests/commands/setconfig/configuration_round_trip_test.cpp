@@ -1,116 +1,85 @@
-// getConfiguration fed back unchanged through setConfiguration changes no row:
-// the two commands agree on every column, encoding and state value. Also the
-// withdrawn services and dropped PID orders of a setConfiguration are gone
-// from the next getConfiguration.
-#include "commands/query/configuration_document.h"
-#include "commands/setconfig/modules_fixture.h"
+// getConfiguration fed back through setConfiguration changes no row: the two
+// commands agree on every column, encoding and state value. What a
+// setConfiguration withdraws is no longer listed, and stays withdrawn when the
+// document read back is sent again.
+#include "commands/setconfig/setconfig_fixture.h"
+
+#include "common/xml.h"
 
 #include <functional>
+#include <initializer_list>
 
 namespace rctest {
 namespace {
 
 using namespace dorel_remote_control;
 
-// Sections whose two documents cannot agree by their definitions.
-struct Disagreement {
-    const char* section;
-    const char* why;
-};
-const Disagreement kDisagreeing[] = {
-    {"homeChannels", "getConfiguration's homechannel has no \"id\"; setConfiguration requires one"},
-    {"diseqcs", "getConfiguration's diseqc has no \"id\"; setConfiguration requires one"},
-    {"serviceEPGs", "setConfiguration replaces the EPG tables; getConfiguration's serviceEPG has no \"sid\" or \"lcn\""},
-};
+// Sections whose two documents cannot agree by their definitions: getConfiguration's
+// homechannel and diseqc have no "id", which setConfiguration requires; its
+// serviceEPG has no "sid" or "lcn", and setConfiguration replaces the EPG tables.
+const char* const kDisagreeing[] = {"homeChannels", "diseqcs", "serviceEPGs"};
 
-class ConfigurationRoundTrip : public ConfigurationTest {
+XmlNode* at(const XmlNode* node, std::initializer_list<const char*> path) {
+    for (const char* name : path) node = node != nullptr ? childElement(node, name) : nullptr;
+    return const_cast<XmlNode*>(node);
+}
+
+class ConfigurationRoundTrip : public SetConfigTest, public testing::WithParamInterface<Headend> {
 protected:
+    ConfigurationRoundTrip() : SetConfigTest(GetParam().args) {}
+
+    // getConfiguration's "configuration" element, kept in read_.
+    XmlNode* read() {
+        auto command = run("getConfiguration", "");
+        EXPECT_EQ(Errors{}, command->result().errors());
+        read_ = std::make_unique<ParsedXml>(command->result().print(env()));
+        return at(&read_->doc(), {"commandResult", "data", "getConfigurationResult", "configuration"});
+    }
+    // The configuration read, edited, sent back without the sections that cannot agree.
+    Errors sendBack(const std::function<void(XmlNode*)>& edit = nullptr) {
+        XmlNode* configuration = read();
+        if (edit) edit(configuration);
+        for (const char* name : kDisagreeing) {
+            if (XmlNode* section = childElement(configuration, name)) configuration->remove_node(section);
+        }
+        return run("setConfiguration", printXml(*configuration))->result().errors();
+    }
     // Table by table, so that a difference names its table.
     void expectUnchanged(const std::map<std::string, Rows>& before) const {
-        const std::map<std::string, Rows> after = configRowsOf(root_);
+        const std::map<std::string, Rows> after = configRows();
         for (const auto& table : before) {
-            auto found = after.find(table.first);
-            EXPECT_TRUE(found != after.end() && found->second == table.second) << table.first << " changed";
+            EXPECT_TRUE(after.at(table.first) == table.second) << table.first << " changed";
         }
     }
-
-    explicit ConfigurationRoundTrip(const std::vector<std::string>& args = {"--no-certs"}) : ConfigurationTest(args) {}
-
-    // The configuration getConfiguration reports, sent back as it is but for
-    // the sections of kDisagreeing and what `edit` changes.
-    Errors sendBack(const std::function<void(XmlNode*)>& edit = nullptr) {
-        runAs();
-        EXPECT_EQ(Errors{}, errors_);
-        XmlNode* document = configuration();
-        if (edit) edit(document);
-        for (const Disagreement& d : kDisagreeing) {
-            if (XmlNode* section = childElement(document, d.section)) document->remove_node(section);
-        }
-        auto command = createCommand(envelope(6, "setConfiguration", printXml(*document)));
-        command->run();
-        return command->result().errors();
-    }
-    // Output service ids of module m that getConfiguration lists.
-    std::vector<std::string> listedServices(size_t m) {
-        runAs();
-        std::vector<std::string> sids;
-        const XmlNode* services = at(module(m), {"services"});
-        for (const XmlNode* s = childElement(services, "service"); s != nullptr; s = s->next_sibling("service")) {
-            sids.push_back(textAt(s, {"outputSid"}));
-        }
-        return sids;
-    }
+    std::unique_ptr<ParsedXml> read_;
 };
 
-TEST_F(ConfigurationRoundTrip, TheSmallHeadendComesBackUnchanged) {
-    const auto before = configRowsOf(root_);
+INSTANTIATE_TEST_SUITE_P(Headends, ConfigurationRoundTrip,
+                         testing::Values(Headend{"small", {"--no-certs"}},
+                                         Headend{"large", {"--no-certs", "--modules", "48", "--services", "60",
+                                                           "--pids", "8"}}),
+                         headendName);
+
+TEST_P(ConfigurationRoundTrip, TheHeadendComesBackUnchangedAndWhatIsLeftOutStaysOut) {
+    const auto before = configRows();
     EXPECT_EQ(Errors{}, sendBack());
     expectUnchanged(before);
-}
 
-TEST_F(ConfigurationRoundTrip, WithdrawnServicesAreNoLongerListed) {
-    ASSERT_EQ((std::vector<std::string>{"101", "102", "103"}), listedServices(0));
-    auto command = createCommand(envelope(
-        6, "setConfiguration",
-        "<configuration>" +
-            modulesSection(2, {{1, "<services><service><outputId>1</outputId><outputSid>101</outputSid></service>"
-                                   "<service><outputId>1</outputId><outputSid>103</outputSid></service></services>"}}) +
-            "</configuration>"));
-    command->run();
-    EXPECT_EQ(Errors{}, command->result().errors());
-    EXPECT_EQ((std::vector<std::string>{"101", "103"}), listedServices(0));
-}
-
-// A dropped PID order stays in its table marked deleted; were it listed
-// again, the document read back would revive it.
-TEST_F(ConfigurationRoundTrip, ADroppedPidOrderIsNotListedAndStaysDropped) {
-    const std::vector<const char*> firstOrders = {"modules", "module", "services", "service", "pidOrders"};
-    EXPECT_EQ(Errors{}, sendBack([&](XmlNode* document) {
-        XmlNode* orders = at(document, firstOrders);
-        ASSERT_EQ("pidOrder pidOrder", childNames(orders));
-        orders->remove_node(nth(orders, "pidOrder", 1));
+    // Without the first service's second PID order and the second service, the first module's services come
+    // back from getConfiguration as they were sent.
+    std::string sent;
+    EXPECT_EQ(Errors{}, sendBack([&sent](XmlNode* configuration) {
+        XmlNode* services = at(configuration, {"modules", "module", "services"});
+        XmlNode* orders = at(services, {"service", "pidOrders"});
+        orders->remove_node(orders->first_node("pidOrder")->next_sibling("pidOrder"));
+        services->remove_node(services->first_node("service")->next_sibling("service"));
+        sent = printXml(*services);
     }));
-    EXPECT_EQ((Rows{{"1", "0"}, {"0", "1"}}),
-              root_.query(kConfig, "SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '1' "
-                                   "ORDER BY idPSG"));
-    runAs();
-    EXPECT_EQ("pidOrder", childNames(at(configuration(), firstOrders)));
+    EXPECT_EQ(sent, printXml(*at(read(), {"modules", "module", "services"})));
 
-    const auto before = configRowsOf(root_);
+    const auto withdrawn = configRows();
     EXPECT_EQ(Errors{}, sendBack());
-    expectUnchanged(before);
-}
-
-class LargeConfigurationRoundTrip : public ConfigurationRoundTrip {
-protected:
-    LargeConfigurationRoundTrip()
-        : ConfigurationRoundTrip({"--no-certs", "--modules", "48", "--services", "60", "--pids", "8"}) {}
-};
-
-TEST_F(LargeConfigurationRoundTrip, FortyEightModulesComeBackUnchanged) {
-    const auto before = configRowsOf(root_);
-    EXPECT_EQ(Errors{}, sendBack());
-    expectUnchanged(before);
+    expectUnchanged(withdrawn);
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-// The setConfiguration frame: the transaction, the section table, the change
-// set and the follow-up after the commit.
+// The setConfiguration frame: one transaction for the whole document, the
+// section table, the key sections, the change set and the follow-up after the
+// commit.
 #include "commands/setconfig/setconfig_fixture.h"
 
-#include "commands/core/result_codes.h"
 #include "commands/setconfig/section_context.h"
-#include "db/access.h"
-#include "support/log_capture.h"
 
 #include <sqlite3.h>
 
@@ -15,171 +13,120 @@ namespace {
 using namespace dorel_remote_control;
 
 const char kWan[] = "/dorel/script/WAN_from_DB.sh";
-const char kTimeOffsets[] = "/dorel/script/get_time_offsets.sh";
-const Errors kSectionFailed = {{kCouldNotSetConfiguration, "Could not set configuration"}};
-
-// The stored network keys of a fresh headend (devkit rows), sent back as they are.
-const char kStoredNetwork[] =
-    "<network><internet>1</internet><dhcp>0</dhcp><ip>192.168.1.10</ip><netmask>255.255.255.0</netmask>"
-    "<gateway>192.168.1.1</gateway><dns1>192.168.1.1</dns1></network>";
 
 class Frame : public SetConfigTest {};
 
-TEST_F(Frame, AnEmptyConfigurationCommitsAndSucceedsWithoutFollowUp) {
-    LogCapture log;
-    auto command = apply("");
-    EXPECT_EQ(Errors{}, command->result().errors());
-    EXPECT_TRUE(command->result().succeeded());
-    EXPECT_TRUE(root_.stubCalls().empty()) << "no follow-up program may run";
-}
+TEST_F(Frame, KeySectionsInAnyLetterCaseStoreTheirKeysAndUnknownSectionsAreSkipped) {
+    EXPECT_EQ(Errors{}, applyErrors("<NETWORK><IP>10.0.0.1</IP></NETWORK><Identification><HEADENDNAME>Roof"
+                                    "</HEADENDNAME><installer/></Identification><colours><red>1</red></colours>"
+                                    "<maturityrating>18</maturityrating><regional><language>fr</language><country>FR"
+                                    "</country><timezone>Europe/Paris</timezone></regional><lnb><oscHighFreq>10700"
+                                    "</oscHighFreq></lnb><remoteControl><interval>5</interval></remoteControl>"
+                                    "<network><ip>10.0.0.2</ip></network>"));
+    EXPECT_EQ((Rows{{"LNB_fa", "10700"}, {"MaturityRating", "18"}, {"codtimezone", "fr"},
+                    {"identificacion_cabecera", "Roof"}, {"identificacion_instalador", ""}, {"idtimezone", "FR"},
+                    {"network_IP", "10.0.0.2"}, {"servidorZAT_intervalo", "5"}, {"subtimezone", "Europe/Paris"}}),
+              query("SELECT nombre, valor FROM configuracionWebGlobal WHERE nombre IN ('codtimezone', 'idtimezone', "
+                    "'subtimezone', 'LNB_fa', 'servidorZAT_intervalo', 'network_IP', 'identificacion_cabecera', "
+                    "'identificacion_instalador', 'MaturityRating') ORDER BY nombre"));
+    EXPECT_TRUE(env().contains("r9::: Unknown configuration setting: colours")) << env().dump();
 
-TEST_F(Frame, AMissingConfigurationIsAnInvalidCommand) {
-    auto command = run(envelope(5, "setConfiguration", "<network><ip>1.2.3.4</ip></network>"));
-    EXPECT_EQ((Errors{{kInvalidCommand, "Invalid command"}}), command->result().errors());
+    auto command = run("setConfiguration", "<network><ip>1.2.3.4</ip></network>");
+    EXPECT_EQ(only(kInvalidCommand), command->result().errors()) << "no configuration element";
     EXPECT_FALSE(command->result().succeeded());
-    EXPECT_EQ("192.168.1.10", root_.config("network_IP"));
-}
-
-TEST_F(Frame, UnknownSectionsAreLoggedAndSkipped) {
-    LogCapture log;
-    EXPECT_EQ(Errors{}, applyErrors("<colours><red>1</red></colours><x/><regional2/>"));
-    EXPECT_TRUE(log.contains("r9::: Unknown configuration setting: colours")) << log.dump();
-    EXPECT_TRUE(log.contains("r9::: Unknown configuration setting: regional2")) << log.dump();
-}
-
-TEST_F(Frame, SectionAndElementNamesInAnyLetterCase) {
-    EXPECT_EQ(Errors{}, applyErrors("<NETWORK><IP>10.0.0.2</IP></NETWORK><Identification><HEADENDNAME>Roof</HEADENDNAME>"
-                                    "</Identification><maturityrating>18</maturityrating>"));
     EXPECT_EQ("10.0.0.2", root_.config("network_IP"));
-    EXPECT_EQ("Roof", root_.config("identificacion_cabecera"));
-    EXPECT_EQ("18", root_.config("MaturityRating"));
 }
 
-TEST_F(Frame, EveryKeyTableWritesItsKeysAndOnlyChangedKeysRaiseTheirFlag) {
-    EXPECT_EQ(Errors{}, applyErrors(kStoredNetwork));
-    EXPECT_TRUE(callsOf(kWan).empty()) << "stored values again change nothing";
-
-    EXPECT_EQ(Errors{}, applyErrors("<regional><language>fr</language><country>FR</country><timezone>Europe/Paris"
-                                    "</timezone></regional><lnb><oscLowFreq>9750</oscLowFreq><oscHighFreq>10600"
-                                    "</oscHighFreq><oscBandaCFreq>5150</oscBandaCFreq><oscBandaSatelite>1"
-                                    "</oscBandaSatelite></lnb><remoteControl><interval>5</interval></remoteControl>"));
-    const Rows keys = query("SELECT nombre, valor FROM configuracionWebGlobal WHERE nombre IN ('codtimezone', "
-                            "'idtimezone', 'subtimezone', 'LNB_fb', 'LNB_fa', 'LNB_fbandaC', 'LNB_BandaSatelite', "
-                            "'servidorZAT_intervalo') ORDER BY nombre");
-    EXPECT_EQ((Rows{{"LNB_BandaSatelite", "1"}, {"LNB_fa", "10600"}, {"LNB_fb", "9750"}, {"LNB_fbandaC", "5150"},
-                    {"codtimezone", "fr"}, {"idtimezone", "FR"}, {"servidorZAT_intervalo", "5"},
-                    {"subtimezone", "Europe/Paris"}}),
-              keys);
-    EXPECT_TRUE(callsOf(kWan).empty());
-    EXPECT_EQ(1u, callsOf(kTimeOffsets).size()) << "the regional change is applied";
-}
-
-TEST_F(Frame, RepeatedSectionsHugeAndEmptyValues) {
-    const std::string huge(1 << 20, 'x');
-    EXPECT_EQ(Errors{}, applyErrors("<network><ip>10.0.0.1</ip></network><identification><location>" + huge +
-                                    "</location><installer/></identification><network><ip>10.0.0.2</ip></network>"));
-    EXPECT_EQ(huge, root_.config("identificacion_localizacion"));
-    EXPECT_EQ("", root_.config("identificacion_instalador"));
-    EXPECT_EQ("10.0.0.2", root_.config("network_IP")) << "every occurrence is applied, the last one stays";
-    EXPECT_EQ(1u, callsOf(kWan).size());
-}
-
-TEST_F(Frame, StoredSettingsSeeTheDocumentsOwnWrites) {
-    doreldb::DbHandle db = doreldb::openDatabase(root_.rooted(kConfigDb));
-    ResultDocument result;
-    SetConfigContext context(db.get(), result, "KVB-200");
-    std::string value;
-    ASSERT_TRUE(context.storedSetting("LNB_fb", value));
-    EXPECT_EQ("9750", value);
-    ASSERT_TRUE(context.setConfig("LNB_fb", "9751", kChangeNone));
-    ASSERT_TRUE(context.storedSetting("LNB_fb", value));
-    EXPECT_EQ("9751", value);
-    EXPECT_FALSE(context.storedSetting("LNB_f_", value)) << "names are exact, not LIKE patterns";
-    EXPECT_TRUE(context.changes().empty());
-}
-
-TEST_F(Frame, AChangedNetworkRunsTheWanScriptAfterTheCommit) {
-    EXPECT_EQ(Errors{}, applyErrors("<network><ip>10.1.1.1</ip></network>"));
-    EXPECT_EQ((std::vector<std::string>{kWan}), callsOf(kWan));
-}
-
-TEST_F(Frame, AMissingKeyIsInsertedAndCountsAsChanged) {
-    root_.exec(kConfigDb, "DELETE FROM configuracionWebGlobal WHERE nombre = 'network_SecondaryDNS'");
-    EXPECT_EQ(Errors{}, applyErrors("<network><dns2>8.8.8.8</dns2></network>"));
+TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
+    exec("DELETE FROM configuracionWebGlobal WHERE nombre = 'network_SecondaryDNS'");
+    const struct {
+        const char* sections;
+        int wanStatus;
+        Errors expected;
+        const char* ip;
+        size_t wanCalls;
+    } cases[] = {
+        {"<network><internet>1</internet><dhcp>0</dhcp><ip>192.168.1.10</ip><netmask>255.255.255.0</netmask>"
+         "<gateway>192.168.1.1</gateway><dns1>192.168.1.1</dns1></network>", 0, {}, "192.168.1.10", 0},
+        {"<network><ip>10.1.1.1</ip></network>", 0, {}, "10.1.1.1", 1},
+        {"<network><dns2>8.8.8.8</dns2></network>", 0, {}, "10.1.1.1", 1},   // a missing key is inserted
+        {"<network><ip>10.3.3.3</ip></network><regional><country>FR</country></regional>", 3,
+         only(kCouldNotApplyNetwork), "10.3.3.3", 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.sections);
+        failStub("WAN_from_DB.sh", c.wanStatus);
+        const size_t before = callsOf(kWan).size();
+        auto command = apply(c.sections);
+        EXPECT_EQ(c.expected, command->result().errors());
+        EXPECT_EQ(c.expected.empty(), command->result().succeeded());
+        EXPECT_EQ(c.ip, root_.config("network_IP"));
+        EXPECT_EQ(c.wanCalls, callsOf(kWan).size() - before);
+    }
     EXPECT_EQ("8.8.8.8", root_.config("network_SecondaryDNS"));
-    EXPECT_EQ(1u, callsOf(kWan).size());
+    EXPECT_TRUE(callsOf("/dorel/script/get_time_offsets.sh").empty()) << "a failing WAN script skips the rest";
 }
 
-TEST_F(Frame, AFailingWanScriptIs203AndTheConfigurationStaysCommitted) {
-    failStub("WAN_from_DB.sh", 3);
-    auto command = apply("<network><ip>10.1.1.1</ip></network><regional><country>FR</country></regional>");
-    EXPECT_EQ((Errors{{kCouldNotApplyNetwork, "Could not apply network configuration"}}), command->result().errors());
-    EXPECT_FALSE(command->result().succeeded());
-    EXPECT_EQ("10.1.1.1", root_.config("network_IP"));
-    EXPECT_TRUE(callsOf(kTimeOffsets).empty()) << "the later follow-up steps are skipped";
-}
-
-TEST_F(Frame, AFailingSectionRollsBackEverySectionBeforeItAndRunsNoFollowUp) {
-    LogCapture log;
-    const Rows before = table("configuracionWebGlobal");
-    auto command = apply("<network><ip>10.1.1.1</ip></network><regional><country>FR</country></regional>"
-                         "<maintenances><hour>3</hour></maintenances><identification><location>x</location>"
-                         "</identification>");
-    Errors expected = kSectionFailed;
-    expected[kInvalidCommand] = "No maintenance element found";
-    EXPECT_EQ(expected, command->result().errors());
-    EXPECT_FALSE(command->result().succeeded());
-    EXPECT_EQ(before, table("configuracionWebGlobal"));
+TEST_F(Frame, TheFollowUpRunsInOrderAndTheKeysAreRegeneratedOnWmbG400Only) {
+    const std::string scrambling = "<scramblings><scrambling><name>Quorvex</name></scrambling></scramblings>";
+    EXPECT_EQ(Errors{}, applyErrors(scrambling));
     EXPECT_TRUE(root_.stubCalls().empty());
-    EXPECT_TRUE(log.contains("r9::: Error 101, No maintenance element found")) << log.dump();
-    EXPECT_TRUE(log.contains("r9::: Error 202, Could not set configuration")) << log.dump();
+
+    useModel("WMB-G400");
+    root_.writeFile("/devkit/calls.log", "");
+    EXPECT_EQ(Errors{}, applyErrors(scrambling + "<regional><country>PT</country></regional><network><ip>10.0.0.3"
+                                                  "</ip></network>"));
+    const std::string keyFile = root_.rooted("/dorel/datosWeb/ScramblingKeys/quorkeys.txt");
+    EXPECT_EQ((std::vector<std::string>{kWan, "/dorel/script/get_time_offsets.sh 0 Europe/Lisbon Atlantic/Madeira "
+                                              "Atlantic/Azores", "/etc/init.d/S60crond restart",
+                                        "/dorel/bin/QuorKey " + keyFile}),
+              root_.stubCalls())
+        << "the scrambling section asks for new keys even when it changed nothing";
+
+    failStub("QuorKey", 1);
+    auto command = apply(scrambling);
+    EXPECT_EQ(only(kErrorRegeneratingKey), command->result().errors());
+    EXPECT_FALSE(command->result().succeeded());
+}
+
+// The headend's log collector picks up the "r9:::" lines, whatever the debug mask says. (What a failing
+// section rolls back: ListSections.ABadElementRollsBackTheWholeDocument.)
+TEST_F(Frame, AFailingSectionFailsTheCommandAndTellsTheCollector) {
+    env().debugMask() = 0;
+    env().clearLog();
+    auto command = apply("<maintenances><hour>3</hour></maintenances>");
+    EXPECT_EQ(failed(kInvalidCommand, "No maintenance element found"), command->result().errors());
+    EXPECT_FALSE(command->result().succeeded());
+    std::vector<std::string> lines;
+    for (const LogLine& line : env().lines()) {
+        if (line.priority == kCollectorPriority) lines.push_back(line.text);
+    }
+    EXPECT_EQ((std::vector<std::string>{"r9::: Error 101, No maintenance element found",
+                                        "r9::: Error 202, Could not set configuration"}),
+              lines);
 }
 
 TEST_F(Frame, AKeyThatCannotBeWrittenFailsItsSectionNamingIt) {
-    LogCapture log;
-    root_.exec(kConfigDb, "CREATE TRIGGER readOnly BEFORE UPDATE ON configuracionWebGlobal "
-                          "BEGIN SELECT RAISE(ABORT, 'read only'); END");
-    Errors expected = kSectionFailed;
-    expected[kCouldNotAccessDatabase] = "Could not set value";
-    EXPECT_EQ(expected, applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
-    EXPECT_TRUE(log.contains("r9::: Error 102, Could not set Network/IP")) << log.dump();
-    EXPECT_EQ("192.168.1.10", root_.config("network_IP"));
-    EXPECT_TRUE(callsOf(kWan).empty());
-}
-
-TEST_F(Frame, ProgressLinesGoToStandardOutput) {
-    testing::internal::CaptureStdout();
-    apply("<network><ip>10.0.0.9</ip></network><colours/>");
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(std::string::npos, out.find("Processing: network\nsetConfig: network_IP = 10.0.0.9\n"
-                                          "Processing: colours\n"))
-        << out;
-}
-
-TEST_F(Frame, TheCollectorLineIsWrittenWhateverTheDebugMask) {
-    std::vector<LogLine> lines;
-    ScopedLogSink sink([&](int priority, const std::string& line) { lines.push_back({priority, line}); });
-    const unsigned long mask = debugMask;
-    debugMask = 0;
-    apply("<maintenances><x/></maintenances>");
-    debugMask = mask;
-    ASSERT_EQ(2u, lines.size());
-    EXPECT_EQ(kCollectorPriority, lines[0].priority);
-    EXPECT_EQ("r9::: Error 101, No maintenance element found", lines[0].text);
-    EXPECT_EQ("r9::: Error 202, Could not set configuration", lines[1].text);
+    exec("CREATE TRIGGER readOnly BEFORE UPDATE ON configuracionWebGlobal BEGIN SELECT RAISE(ABORT, 'no'); END");
+    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
+              applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
+    EXPECT_TRUE(env().contains("r9::: Error 102, Could not set Network/IP")) << env().dump();
+    // The maintenance keys fail their section the same way.
+    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
+              applyErrors("<maintenances><maintenance><hour>5</hour></maintenance></maintenances>"));
 }
 
 TEST_F(Frame, AFailingCommitRollsBack) {
-    const Rows before = table("configuracionWebGlobal");
+    const auto before = configRows();
     sqlite3* raw = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(root_.rooted(kConfigDb).c_str(), &raw));
-    doreldb::DbHandle reader(raw);
+    std::unique_ptr<sqlite3, int (*)(sqlite3*)> reader(raw, &sqlite3_close);
     // An open read transaction lets the writes in but keeps the commit out.
-    ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "BEGIN; SELECT count(*) FROM configuracionWebGlobal;", nullptr, nullptr, nullptr));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "BEGIN; SELECT 1 FROM DiSEqCGlobal;", nullptr, nullptr, nullptr));
     auto command = apply("<network><ip>10.1.1.1</ip></network>");
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "COMMIT", nullptr, nullptr, nullptr));
     EXPECT_EQ((Errors{{kCouldNotAccessDatabase, "Could not commit transaction"}}), command->result().errors());
-    EXPECT_EQ(before, table("configuracionWebGlobal"));
+    EXPECT_EQ(before, configRows());
     EXPECT_TRUE(callsOf(kWan).empty());
 }
 

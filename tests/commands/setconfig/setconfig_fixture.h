@@ -1,46 +1,102 @@
-// Running setConfiguration documents against a simulated headend and reading
-// back the tables, the keys and the stand-in programs' calls.
+// setConfiguration documents run against a simulated headend; the tests read
+// back the rows of config_global and the stand-in programs' calls.
 #pragma once
 
-#include "commands/query/command_runner.h"
-#include "server/settings.h"
+#include "db/tables.h"
+#include "support/command_test.h"
 
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace rctest {
 
-class SetConfigTest : public StoreTest {
-protected:
-    static constexpr const char* kConfigDb = "/dorel/DB/config_global.sqlite";
+// A failed section's two entries: the handler's own, then 202.
+inline Errors failed(int code, const std::string& detail) {
+    return {{code, detail}, {dorel_remote_control::kCouldNotSetConfiguration, "Could not set configuration"}};
+}
 
-    // Runs <setConfiguration><configuration>SECTIONS</configuration></setConfiguration>.
+// The dev kit's MAC of module m (1 to 9).
+inline std::string moduleMac(int m) { return "00:1A:2B:00:00:0" + std::to_string(m); }
+inline std::string moduleElement(int m, const std::string& children = "") {
+    return "<module><mac>" + moduleMac(m) + "</mac>" + children + "</module>";
+}
+// A "modules" section naming the dev kit's modules 1..count, module m with children.at(m) when given.
+inline std::string modulesSection(int count, const std::map<int, std::string>& children = {}) {
+    std::string modules;
+    for (int m = 1; m <= count; ++m) modules += moduleElement(m, children.count(m) ? children.at(m) : "");
+    return "<modules>" + modules + "</modules>";
+}
+
+// One row of values separated by blanks: row("11000 1250 0").
+inline Rows row(const std::string& values) {
+    std::istringstream in(values);
+    std::vector<std::string> columns;
+    for (std::string value; in >> value;) columns.push_back(value);
+    return {columns};
+}
+
+class SetConfigTest : public CommandTest {
+protected:
+    // The stand-ins' calls from here on are the follow-up programs' (loading the settings ran the identity's).
+    explicit SetConfigTest(const std::vector<std::string>& headendArgs = {"--no-certs"}) : CommandTest(headendArgs) {
+        root_.writeFile("/devkit/calls.log", "");
+    }
+
     std::shared_ptr<dorel_remote_control::Command> apply(const std::string& sections) {
-        return run(envelope(5, "setConfiguration", "<configuration>" + sections + "</configuration>"));
+        return run("setConfiguration", "<configuration>" + sections + "</configuration>");
     }
     Errors applyErrors(const std::string& sections) { return apply(sections)->result().errors(); }
+    Errors applyModules(const std::map<int, std::string>& children) { return applyErrors(modulesSection(2, children)); }
 
-    // A whole table in its rowid order, every column.
-    Rows table(const std::string& name) const { return root_.query(kConfigDb, "SELECT * FROM " + name + " ORDER BY rowid"); }
-    // Rows of a query on config_global.
-    Rows query(const std::string& sql) const { return root_.query(kConfigDb, sql); }
-
-    // The controller model the command sees.
-    void useModel(const std::string& model) {
-        root_.writeFile("/devkit/identity/MODELO", model + "\n");
-        dorel_remote_control::settings() = dorel_remote_control::Settings();
-        dorel_remote_control::settings().load();
-    }
-    // Stand-in calls whose command line starts with the given fixed path.
-    std::vector<std::string> callsOf(const std::string& fixedPath) const {
-        std::vector<std::string> calls;
-        for (const std::string& line : root_.stubCalls()) {
-            if (line.compare(0, fixedPath.size(), fixedPath) == 0) calls.push_back(line);
+    void exec(const std::string& sql) const { root_.exec(kConfigDb, sql); }
+    std::string value(const std::string& sql) const { return query(sql).at(0).at(0); }
+    // Every row of every table of config_global.
+    std::map<std::string, Rows> configRows() const {
+        std::map<std::string, Rows> all;
+        for (const doreldb::TableEntry& entry : doreldb::allTables()) {
+            if (std::string(entry.database) != "config_global") continue;
+            all[entry.table->name()] = query("SELECT * FROM " + entry.table->name() + " ORDER BY rowid");
         }
-        return calls;
+        return all;
     }
-    void failStub(const std::string& name, int status) const {
-        root_.writeFile("/devkit/exit/" + name, std::to_string(status) + "\n");
+    // Makes every write to a table fail, so that a test sees whether one was tried.
+    void forbidWrites(const std::string& table) const {
+        for (const char* event : {"UPDATE", "INSERT"}) {
+            exec(std::string("CREATE TRIGGER no") + event + table + " BEFORE " + event + " ON " + table +
+                 " BEGIN SELECT RAISE(ABORT, 'no writes'); END");
+        }
+    }
+};
+
+// A headend as devkit/make-headend lays it out from these arguments.
+struct Headend {
+    const char* name;
+    std::vector<std::string> args;
+};
+inline void PrintTo(const Headend& headend, std::ostream* out) { *out << headend.name; }
+inline std::string headendName(const testing::TestParamInfo<Headend>& info) { return info.param.name; }
+
+// The modules section reads and writes tables whose layout belongs to the
+// headend's other programs, so its tests run on every layout the dev kit has.
+class ModulesTest : public SetConfigTest, public testing::WithParamInterface<Headend> {
+protected:
+    ModulesTest() : SetConfigTest(GetParam().args) {}
+
+    struct ModuleCase {
+        std::string module1;   // module 1's children
+        Errors expected;
+        Rows rows;             // what the test's query reads afterwards (empty: not read)
+    };
+    void runCases(const std::vector<ModuleCase>& cases, const std::string& sql) {
+        for (const ModuleCase& c : cases) {
+            SCOPED_TRACE(c.module1);
+            EXPECT_EQ(c.expected, applyModules({{1, c.module1}}));
+            if (!c.rows.empty()) {
+                EXPECT_EQ(c.rows, query(sql));
+            }
+        }
     }
 };
 
