@@ -54,7 +54,14 @@ private:
         WalkOutcome outcome;
         if (!applyRules(context_, list_.rules, item, targets, outcome)) return false;
         if (!row.isNull(def_.keyColumn()) && !keys_.insert(row.key()).second) return repeatedKey(item);
-        if (list_.complete != nullptr) list_.complete(row, findByKey(previous_, row));
+        // The row is written anew: what it holds now is the previous row of
+        // its key, against which an empty element for a number is judged.
+        const doreldb::Record* previous = findByKey(previous_, row);
+        for (size_t i = 0; i < list_.rules.count; ++i) {
+            const ValueRule& rule = list_.rules.rules[i];
+            if (outcome.leftAlone[i] && !holdsNoValue(previous, rule.column)) return rejectValue(context_, rule, item);
+        }
+        if (list_.complete != nullptr) list_.complete(row, previous);
         if (list_.logPrefix != nullptr) {
             std::string description = describeRow(list_.rules, targets);
             if (list_.ownValueColumn != ListSection::kNoColumn) description.insert(0, row.text(list_.ownValueColumn));

@@ -57,26 +57,19 @@ const ValueRule* findRule(const RuleTable& table, const XmlNode* child, unsigned
     return nullptr;
 }
 
-// A number for a column that holds none (NULL or empty text): an empty
-// element, or a 0, leaves it as it is. The headend's programs read such a
-// column as 0, and getConfiguration writes it as an empty element or as the
-// code of 0, so a document read from a headend with NULLs comes back without
-// changing a row. An empty element against a stored number is still refused.
-bool holdsNoValue(const ValueRule& rule, const std::vector<doreldb::Record*>& rows) {
-    const doreldb::Record* row = rule.target < rows.size() ? rows[rule.target] : nullptr;
-    return row == nullptr || row->isNull(rule.column) || row->value(rule.column).view().empty();
-}
-
 bool isEmptyElement(const XmlNode* child) { return child->value_size() == 0 && child->first_node() == nullptr; }
 
-// A rule without its own text names the value: "Invalid value for diseqc/id".
-bool reject(SetConfigContext& context, const ValueRule& rule, const XmlNode* element) {
+}  // namespace
+
+bool holdsNoValue(const doreldb::Record* row, size_t column) {
+    return row == nullptr || row->isNull(column) || row->value(column).view().empty();
+}
+
+bool rejectValue(SetConfigContext& context, const ValueRule& rule, const XmlNode* element) {
     const int code = rule.invalidCode != 0 ? rule.invalidCode : kInvalidValue;
     if (rule.invalidText != nullptr) return context.fail(code, rule.invalidText);
     return context.fail(code, "Invalid value for " + nodeName(element) + "/" + rule.element);
 }
-
-}  // namespace
 
 int32_t lenientWholeNumber(const std::string& text) { return atoi32(text.c_str()); }
 
@@ -130,16 +123,21 @@ bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& store
 bool applyRules(SetConfigContext& context, const RuleTable& table, const XmlNode* element,
                 const std::vector<doreldb::Record*>& rows, WalkOutcome& outcome, unsigned selector) {
     outcome.met.assign(table.count, false);
+    outcome.leftAlone.assign(table.count, false);
     for (const XmlNode* child : childElements(element)) {
         size_t index = 0;
         const ValueRule* rule = findRule(table, child, selector, index);
         if (rule == nullptr) continue;
         outcome.met[index] = true;
-        const bool numeric = isNumeric(rule->encoding);
-        if (numeric && isEmptyElement(child) && holdsNoValue(*rule, rows)) continue;
+        // An empty element for a number is no value: a column that holds none
+        // either (getConfiguration wrote its NULL so) is left as it is.
+        if (isNumeric(rule->encoding) && isEmptyElement(child) &&
+            holdsNoValue(rule->target < rows.size() ? rows[rule->target] : nullptr, rule->column)) {
+            outcome.leftAlone[index] = true;
+            continue;
+        }
         std::string stored;
-        if (!decode(*rule, child, rows, stored)) return reject(context, *rule, element);
-        if (numeric && stored == "0" && holdsNoValue(*rule, rows)) continue;
+        if (!decode(*rule, child, rows, stored)) return rejectValue(context, *rule, element);
         if (rule->label != nullptr) outcome.description += rule->label + nodeText(child);
         if (rule->target < rows.size() && rows[rule->target] != nullptr &&
             rows[rule->target]->setIfDifferent(rule->column, stored)) {

@@ -141,7 +141,15 @@ struct WalkOutcome {
     bool changed = false;          // some row received a differing value
     std::string description;       // label + received text of every described value met
     std::vector<bool> met;         // per rule: the element was present
+    std::vector<bool> leftAlone;   // per rule: an empty element for a number the row does not hold
 };
+
+// Whether a row's column holds no value (NULL or empty text; no row at all).
+bool holdsNoValue(const doreldb::Record* row, size_t column);
+
+// Fails with the rule's invalid-value code and text; a rule without its own
+// text names the value: "Invalid value for diseqc/id".
+bool rejectValue(SetConfigContext& context, const ValueRule& rule, const XmlNode* element);
 
 // Applies the children of `element` to `rows` (rule.target indexes it). For
 // each child element in document order: find its rule (skipping rules whose

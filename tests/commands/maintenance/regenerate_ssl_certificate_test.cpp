@@ -174,7 +174,7 @@ public:
 
 protected:
     int renameFile(const std::string& from, const std::string& to) override {
-        if (from == temporary()) return -1;
+        if (from.size() > 4 && from.compare(from.size() - 4, 4, ".tmp") == 0) return -1;
         return ClientCertificateFiles::renameFile(from, to);
     }
 };
