@@ -182,6 +182,18 @@ std::string HeadendRoot::config(const std::string& key) const {
     return text ? reinterpret_cast<const char*>(text) : std::string();
 }
 
+int HeadendRoot::hungProcessesLeft() const {
+    int left = 0;
+    std::ifstream pids(rooted("/devkit/hang/pids"));
+    for (std::string pid; std::getline(pids, pid);) {
+        std::ifstream stat("/proc/" + pid + "/stat");
+        std::string line;
+        // "pid (name) state ...": gone, or a zombie, is not running.
+        if (std::getline(stat, line) && line.find(") Z") == std::string::npos) ++left;
+    }
+    return left;
+}
+
 std::vector<std::string> HeadendRoot::stubCalls() const {
     std::vector<std::string> lines;
     std::ifstream in(rooted("/devkit/calls.log"));

@@ -39,6 +39,10 @@ public:
     // Lines the dev kit's stub programs recorded (their command lines), from
     // <root>/devkit/calls.log.
     std::vector<std::string> stubCalls() const;
+    // How many of the processes the hanging stand-ins started (the stand-in
+    // and its child, listed in <root>/devkit/hang/pids) still run; a zombie
+    // waiting for init counts as gone.
+    int hungProcessesLeft() const;
 
     void writeFile(const std::string& fixedPath, const std::string& contents) const;
     std::string readFile(const std::string& fixedPath) const;

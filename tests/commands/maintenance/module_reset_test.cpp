@@ -24,9 +24,16 @@ std::string macs(std::initializer_list<const char*> list) {
 
 std::string camLine(const std::string& address) { return std::string(kClient) + " " + address + " resetCAM"; }
 
-using ModuleReset = CommandTest;
+// The module's address is read at its place in ModulosCabecera, its MAC by
+// name: both layouts of the dev kit give the same lines.
+struct ModuleReset : CommandTest, ::testing::WithParamInterface<const char*> {
+    ModuleReset() : CommandTest({"--no-certs", "--layout", GetParam()}) {
+        env().setTimeoutMillis(Program::kClienteXmlRpcReset, 300);
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Layouts, ModuleReset, ::testing::Values("default", "shuffled:2"));
 
-TEST_F(ModuleReset, NoMacResetsEveryModuleAndARepeatedMacTwice) {
+TEST_P(ModuleReset, NoMacResetsEveryModuleAndARepeatedMacTwice) {
     EXPECT_EQ(Errors{}, errorsOf("resetCAMModules", "<modules/>"));
     EXPECT_EQ(Errors{}, errorsOf("resetCAMModules", macs({kModule2, kModule2, kModule1})));
     EXPECT_EQ((std::vector<std::string>{camLine("10.9.0.1"), camLine("10.9.0.2"), camLine("10.9.0.2"),
@@ -36,7 +43,7 @@ TEST_F(ModuleReset, NoMacResetsEveryModuleAndARepeatedMacTwice) {
     EXPECT_EQ(std::string(kClient) + " 10.9.0.2 EjecutarScript reboot", callsOf(kClient).back());
 }
 
-TEST_F(ModuleReset, FailuresAreReportedPerModuleAndTheLastOneDecides) {
+TEST_P(ModuleReset, FailuresAreReportedPerModuleAndTheLastOneDecides) {
     struct Case {
         const char* what;
         std::function<void()> prepare;
@@ -57,6 +64,9 @@ TEST_F(ModuleReset, FailuresAreReportedPerModuleAndTheLastOneDecides) {
          "resetCAMModules", macs({kModule1, kModule2}), {{kCouldNotResetCam, kModule1}}},
         {"module reboot fails", [&] { root_.writeFile("/devkit/xmlrpc-EjecutarScript.exit", "1\n"); }, "resetModules",
          macs({kModule1}), {{kCouldNotResetModule, kModule1}}},
+        // Stopped at the client's time-out: a reset that failed.
+        {"client hangs", [&] { root_.writeFile("/devkit/modules/10.9.0.2.hang", ""); }, "resetModules",
+         macs({kModule2}), {{kCouldNotResetModule, kModule2}}},
         {"no temporary database", [&] { unlink(root_.rooted(kTempDb).c_str()); }, "resetCAMModules", "<modules/>",
          only(kCouldNotAccessDatabase)},
     };
@@ -64,6 +74,7 @@ TEST_F(ModuleReset, FailuresAreReportedPerModuleAndTheLastOneDecides) {
         c.prepare();
         EXPECT_EQ(c.expected, errorsOf(c.command, c.modules)) << c.what;
     }
+    EXPECT_EQ(0, root_.hungProcessesLeft());
 }
 
 }  // namespace

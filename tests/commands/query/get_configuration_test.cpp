@@ -165,7 +165,8 @@ TEST_P(ConfigurationDocument, IsTheStoredOne) {
               sections);
 }
 
-INSTANTIATE_TEST_SUITE_P(Layouts, ConfigurationDocument, ::testing::Values(Layout{"default", {}}),
+INSTANTIATE_TEST_SUITE_P(Layouts, ConfigurationDocument,
+                         ::testing::Values(Layout{"default", {}}, Layout{"shuffled", {"--layout", "shuffled:1"}}),
                          [](const ::testing::TestParamInfo<Layout>& info) { return info.param.name; });
 
 // What each model's document holds: its sections, a network's children, the

@@ -12,7 +12,10 @@ namespace {
 
 using namespace dorel_remote_control;
 
-INSTANTIATE_TEST_SUITE_P(Layouts, ModulesTest, testing::Values(Headend{"default", {"--no-certs"}}), headendName);
+INSTANTIATE_TEST_SUITE_P(Layouts, ModulesTest,
+                         testing::Values(Headend{"default", {"--no-certs"}},
+                                         Headend{"shuffled", {"--no-certs", "--layout", "shuffled:3"}}),
+                         headendName);
 
 std::string inputs(int id, int type, const std::string& children) {
     return "<inputs><input><inputId>" + std::to_string(id) + "</inputId><type>" + std::to_string(type) + "</type>" +
