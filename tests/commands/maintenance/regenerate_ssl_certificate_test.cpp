@@ -7,6 +7,7 @@
 #include "commands/maintenance/certificate_check.h"
 #include "server/client_certificate.h"
 #include "server/https_client.h"
+#include "common/errors.h"
 #include "common/fs.h"
 #include "support/json_reader.h"
 
@@ -71,6 +72,34 @@ TEST_F(RegenerateCertificate, RenewedCertificateIsPresentedByTheNextRequestAndTh
     const std::string request = server_->requests().front().body;
     EXPECT_NE(std::string::npos, request.find("<csr>" + root_.readFile(kCsr)));
     EXPECT_NE(std::string::npos, request.find("<serialNumber>SN-0001</serialNumber>"));
+}
+
+// A certificate of the CSR's key from a CA the server does not trust: it
+// passes the check, and the server refuses it at the next handshake, which is
+// the delivery of the renewal's own result.
+TEST_F(RegenerateCertificate, ACertificateTheServerRefusesIsRolledBackOnce) {
+    serve(R"({"sign": "other_ca"})");
+    PollContext context(env());
+    auto renewal = createCommand(env(), envelope(7, "regenerateSSLCertificate"));
+    testing::internal::CaptureStdout();
+    runAndReport(context, *renewal);
+    testing::internal::GetCapturedStdout();
+    const std::string refused = root_.readFile(kCrt + std::string(".refused"));
+    EXPECT_EQ(original_, root_.readFile(kCrt));
+    EXPECT_NE(original_, refused);
+    EXPECT_FALSE(root_.exists(kCrt + std::string(".renewed")));
+    const std::vector<RecordedRequest> requests = server_->requests();
+    ASSERT_FALSE(requests.empty());
+    EXPECT_EQ("/commandResult", requests.back().path);
+    EXPECT_NE(std::string::npos, requests.back().body.find("<id>904</id>\n\t\t\t<text>The server refused the renewed "
+                                                             "certificate; the previous one is back in use</text>"));
+    statusRequest();
+    EXPECT_EQ("/status SN-0001", subjects().back());
+    // Once rolled back, a refusal is not rolled back again.
+    root_.writeFile(kCrt, refused);
+    HttpsClient::instance().dropConnections(env());
+    EXPECT_THROW(statusRequest(), CurlError);
+    EXPECT_EQ(refused, root_.readFile(kCrt));
 }
 
 TEST_F(RegenerateCertificate, MissingCsrIsReportedButTheServerStillAsked) {
