@@ -98,7 +98,7 @@ TEST_F(RegenerateCertificate, ACertificateTheServerRefusesIsRolledBackOnce) {
     // Once rolled back, a refusal is not rolled back again.
     root_.writeFile(kCrt, refused);
     HttpsClient::instance().dropConnections(env());
-    EXPECT_THROW(statusRequest(), CurlError);
+    EXPECT_THROW(HttpsClient::instance().request(env(), server_->baseUrl() + "status", "<status/>"), CurlError);
     EXPECT_EQ(refused, root_.readFile(kCrt));
 }
 
