@@ -174,20 +174,16 @@ void HttpsClient::requireOk(Env& env) {
 
 namespace {
 
-// A handshake the server ended because of the client certificate: an alert
-// about it (TLS 1.3 reports it on the first read, 1.2 during the handshake),
-// or a certificate libcurl could not even load.
-bool refusedClientCertificate(CURLcode code, const char* detail) {
-    if (code == CURLE_SSL_CERTPROBLEM) return true;
-    if (code != CURLE_SSL_CONNECT_ERROR && code != CURLE_RECV_ERROR && code != CURLE_SEND_ERROR) return false;
-    const std::string text(detail);
-    if (text.find("alert") == std::string::npos) return false;
-    for (const char* cause : {"unknown ca", "bad certificate", "certificate unknown", "certificate required",
-                              "certificate expired", "certificate revoked", "unsupported certificate",
-                              "access denied"}) {
-        if (text.find(cause) != std::string::npos) return true;
-    }
-    return false;
+// How a server refuses a client certificate: it ends the handshake (TLS
+// 1.2), or, under TLS 1.3, sends an alert after it and closes, which the
+// client may read or may see as a reset of the connection, or an empty
+// reply; libcurl itself fails when it cannot load the certificate. A
+// connection that was never made (refused, timed out, no route) is none of
+// these. A renewal refused wrongly costs only the previous certificate
+// back; one kept wrongly cuts the controller off.
+bool refusedClientCertificate(CURLcode code) {
+    return code == CURLE_SSL_CERTPROBLEM || code == CURLE_SSL_CONNECT_ERROR || code == CURLE_RECV_ERROR ||
+           code == CURLE_SEND_ERROR || code == CURLE_GOT_NOTHING;
 }
 
 }  // namespace
@@ -202,7 +198,7 @@ ResponseBuffer HttpsClient::request(Env& env, const std::string& url, const char
         }
         return response;
     } catch (const CurlError&) {
-        if (!refusedClientCertificate(lastCode_, errorBuffer_) || !rollBackRenewal(env)) throw;
+        if (!refusedClientCertificate(lastCode_) || !rollBackRenewal(env)) throw;
     }
     std::string replacement;
     if (bodyAfterRollback) {

@@ -66,6 +66,9 @@ protected:
         testing::internal::CaptureStdout();
         command->run();
         testing::internal::GetCapturedStdout();
+        // Whatever the outcome, the result names its command.
+        TestEnv quiet("");
+        EXPECT_NE(std::string::npos, command->result().print(quiet).find("<" + command->name() + "Result"));
         return command;
     }
     std::shared_ptr<dorel_remote_control::Command> run(const std::string& name, const std::string& params) {

@@ -14,6 +14,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace rctest {
 
@@ -183,13 +184,19 @@ std::string HeadendRoot::config(const std::string& key) const {
 }
 
 int HeadendRoot::hungProcessesLeft() const {
+    // A killed process takes a moment to die; give it up to two seconds.
     int left = 0;
-    std::ifstream pids(rooted("/devkit/hang/pids"));
-    for (std::string pid; std::getline(pids, pid);) {
-        std::ifstream stat("/proc/" + pid + "/stat");
-        std::string line;
-        // "pid (name) state ...": gone, or a zombie, is not running.
-        if (std::getline(stat, line) && line.find(") Z") == std::string::npos) ++left;
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        left = 0;
+        std::ifstream pids(rooted("/devkit/hang/pids"));
+        for (std::string pid; std::getline(pids, pid);) {
+            std::ifstream stat("/proc/" + pid + "/stat");
+            std::string line;
+            // "pid (name) state ...": gone, or a zombie, is not running.
+            if (std::getline(stat, line) && line.find(") Z") == std::string::npos) ++left;
+        }
+        if (left == 0) break;
+        usleep(20000);
     }
     return left;
 }
