@@ -14,8 +14,13 @@ fi
 for tool in valgrind sqlite3 python3 /usr/bin/time; do
     command -v "$tool" >/dev/null || { echo "bench: $tool is needed" >&2; exit 1; }
 done
-cmake --build "$build" --target rc-bench-command -j2 >/dev/null
-driver="$build/rc-bench-command"
+# RC_BENCH_DRIVER=path measures another build's driver (built beforehand).
+if [ -n "${RC_BENCH_DRIVER:-}" ]; then
+    driver=$RC_BENCH_DRIVER
+else
+    cmake --build "$build" --target rc-bench-command -j2 >/dev/null
+    driver="$build/rc-bench-command"
+fi
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/rc-bench-XXXXXX")
 trap 'rm -rf "$work"' EXIT INT TERM
@@ -29,4 +34,23 @@ instructions() {
         exit 1
     }
     sed -n 's/^summary: *\([0-9]*\).*/\1/p' "$out"
+}
+
+# Peak RSS (KiB) of a plain run, the least of three.
+peak_rss() {
+    best=
+    for _ in 1 2 3; do
+        /usr/bin/time -f %M -o "$work/time" "$@" >/dev/null 2>&1 </dev/null
+        rss=$(tail -n 1 "$work/time")
+        if [ -z "$best" ] || [ "$rss" -lt "$best" ]; then best=$rss; fi
+    done
+    echo "$best"
+}
+
+# The memory bound of a whole-headend document: the run's peak RSS above the
+# driver's own with a command that holds nothing (settings loaded, factory,
+# result printed: what an empty pass holds), at most twice the document.
+# Prints "above-base-KiB ratio" for PEAK-KiB DOCUMENT-BYTES BASE-KiB.
+above_base() {
+    python3 -c 'import sys; p, d, b = map(int, sys.argv[1:]); print("%d %.2f" % (p - b, (p - b) * 1024 / d))' "$@"
 }

@@ -25,7 +25,9 @@ tables_sql() {
 }
 
 envelope='<command><id>1</id><data><getConfiguration/></data></command>'
-printf '%-8s %14s %14s %8s %10s %12s\n' modules agent sqlite3 ratio growth "peak RSS"
+empty='<command><id>1</id><data><getScheduledCommands/></data></command>'
+printf '%-8s %14s %14s %8s %10s %12s %10s %12s %10s %6s\n' modules agent sqlite3 ratio growth "peak RSS" \
+    "doc bytes" "base RSS" "above" "x doc"
 previous=
 for modules in 12 24 48; do
     root="$work/h$modules"
@@ -37,10 +39,19 @@ for modules in 12 24 48; do
     growth=-
     [ -n "$previous" ] && growth=$(python3 -c "print('%.2fx' % ($agent / $previous))")
     # Peak resident memory of a run without valgrind, in KiB.
-    rss=$(REMOTE_CONTROL_ROOT="$root" /usr/bin/time -f %M "$driver" "$envelope" 2>&1 >/dev/null | tail -n 1)
-    printf '%-8s %14s %14s %8s %10s %9s KiB\n' "$modules" "$agent" "$reader" "$ratio" "$growth" "$rss"
+    rss=$(REMOTE_CONTROL_ROOT="$root" peak_rss "$driver" "$envelope")
+    base=$(REMOTE_CONTROL_ROOT="$root" peak_rss "$driver" "$empty")
+    bytes=$(REMOTE_CONTROL_ROOT="$root" "$driver" "$envelope" | sed 's/ bytes//')
+    read -r above times <<EOF
+$(above_base "$rss" "$bytes" "$base")
+EOF
+    printf '%-8s %14s %14s %8s %10s %9s KiB %10s %8s KiB %6s KiB %6s\n' "$modules" "$agent" "$reader" "$ratio" \
+        "$growth" "$rss" "$bytes" "$base" "$above" "$times"
     previous=$agent
     rm -rf "$root"
 done
 echo "(agent: getConfiguration run and printed, in instructions; sqlite3: every row of the same tables read once;"
-echo " ratio = agent / sqlite3; growth = against the half-size headend; peak RSS of the agent's run)"
+echo " ratio = agent / sqlite3; growth = against the half-size headend; peak RSS of the agent's run, least of"
+echo " three; doc bytes: the printed result; base RSS: the driver running getScheduledCommands on the same headend;"
+echo " above = peak - base; x doc = above / document. Targets: ratio at most 3.00, growth at most 2.00x, x doc at"
+echo " most 2.00)"

@@ -52,8 +52,9 @@ PY
 }
 
 get='<command><id>1</id><data><getConfiguration/></data></command>'
-printf '%-7s %8s %13s %13s %6s %7s %13s %6s %7s %13s %10s\n' modules "doc KiB" "sqlite3 r+w" unchanged ratio growth \
-    renamed ratio growth "sqlite3 read" "peak RSS"
+empty='<command><id>1</id><data><getScheduledCommands/></data></command>'
+printf '%-7s %8s %13s %13s %6s %7s %13s %6s %7s %13s %10s %10s %9s %6s\n' modules "doc KiB" "sqlite3 r+w" unchanged \
+    ratio growth renamed ratio growth "sqlite3 read" "peak RSS" "base RSS" "above" "x doc"
 prev_same=
 prev_renamed=
 for modules in 12 24 48; do
@@ -62,22 +63,28 @@ for modules in 12 24 48; do
     db="$root/dorel/DB/config_global.sqlite"
     REMOTE_CONTROL_ROOT="$root" "$driver" --print "$get" >"$work/get.xml"
     make_documents "$work/get.xml"
-    size=$(( $(wc -c <"$work/unchanged.xml") / 1024 ))
+    bytes=$(wc -c <"$work/unchanged.xml")
+    size=$(( bytes / 1024 ))
 
     same=$(REMOTE_CONTROL_ROOT="$root" instructions "$driver" "@$work/unchanged.xml")
-    rss=$(REMOTE_CONTROL_ROOT="$root" /usr/bin/time -f %M "$driver" "@$work/unchanged.xml" 2>&1 >/dev/null | tail -n 1)
+    rss=$(REMOTE_CONTROL_ROOT="$root" peak_rss "$driver" "@$work/unchanged.xml")
+    base=$(REMOTE_CONTROL_ROOT="$root" peak_rss "$driver" "$empty")
+    read -r above times <<EOF
+$(above_base "$rss" "$bytes" "$base")
+EOF
     read=$(instructions sqlite3 -init "$work/read.sql" "$db" .quit)
     renamed=$(REMOTE_CONTROL_ROOT="$root" instructions "$driver" "@$work/renamed.xml")
     rewrite=$(instructions sqlite3 -init "$work/rewrite.sql" "$db" .quit)
-    python3 - "$modules" "$size" "$rewrite" "$same" "$renamed" "$read" "${prev_same:-0}" "${prev_renamed:-0}" "$rss" <<'PY'
+    python3 - "$modules" "$size" "$rewrite" "$same" "$renamed" "$read" "${prev_same:-0}" "${prev_renamed:-0}" "$rss" \
+        "$base" "$above" "$times" <<'PY'
 import sys
-m, size, rewrite, same, renamed, read, prev_same, prev_renamed, rss = sys.argv[1:]
+m, size, rewrite, same, renamed, read, prev_same, prev_renamed, rss, base, above, times = sys.argv[1:]
 rewrite, same, renamed, read = int(rewrite), int(same), int(renamed), int(read)
 prev_same, prev_renamed = int(prev_same), int(prev_renamed)
 growth = lambda now, before: "%.2fx" % (now / before) if before else "-"
-print("%-7s %8s %13d %13d %6.2f %7s %13d %6.2f %7s %13d %6s KiB" % (
+print("%-7s %8s %13d %13d %6.2f %7s %13d %6.2f %7s %13d %6s KiB %6s KiB %5s KiB %6s" % (
     m, size, rewrite, same, same / rewrite, growth(same, prev_same),
-    renamed, renamed / rewrite, growth(renamed, prev_renamed), read, rss))
+    renamed, renamed / rewrite, growth(renamed, prev_renamed), read, rss, base, above, times))
 PY
     prev_same=$same
     prev_renamed=$renamed
@@ -86,4 +93,6 @@ done
 echo "(sqlite3 r+w: the section's tables read whole, then every service row rewritten one by one in a"
 echo " transaction; unchanged: the headend's own getConfiguration sent back, nothing to write; renamed: every"
 echo " service renamed, one row write each; ratio = agent / sqlite3 r+w; growth = against the half-size"
-echo " headend; sqlite3 read: the reads alone; peak RSS of the unchanged run)"
+echo " headend; sqlite3 read: the reads alone; peak RSS of the unchanged run, least of three; base RSS: the"
+echo " driver running getScheduledCommands on the same headend; above = peak - base; x doc = above / document"
+echo " size. Targets: ratios at most 3.00, growth at most 2.00x, x doc at most 2.00)"
