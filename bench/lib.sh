@@ -16,10 +16,10 @@ bench_cleanup() {
 trap bench_cleanup EXIT
 
 # Installs what the benchmarks use when missing (bench/needs.sh) and builds
-# the targets named.
+# the targets named, unless RC_AGENT names an agent built beforehand.
 bench_setup() {
     if command -v dpkg-query >/dev/null; then "$BENCH_DIR/needs.sh" valgrind curl sqlite3 time python3; fi
-    RC_BUILD_DIR="$BUILD_DIR" bash "$SOURCE_DIR/scripts/setup.sh" "$@" >/dev/null
+    [ -n "${RC_AGENT:-}" ] || RC_BUILD_DIR="$BUILD_DIR" bash "$SOURCE_DIR/scripts/setup.sh" "$@" >/dev/null
 }
 
 # headend ROOT MAKE-HEADEND-OPTIONS...: lays out an active headend.
