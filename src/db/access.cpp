@@ -34,6 +34,13 @@ SqlText vformat(const std::string& format, va_list args) {
 
 std::string quoted(const char* value) { return checked(sqlite3_mprintf("%Q", value)).get(); }
 
+// A value bound to a statement: text null for SQL NULL, size -1 up to the
+// text's NUL (as %Q would take it).
+struct Bound {
+    const char* text;
+    int size;
+};
+
 // Runs one statement attempt after attempt. `attempt` returns the SQLite code
 // and hands over SQLite's error message (may be null); failureText gives the
 // table's text for a failed attempt with that code.
@@ -64,6 +71,33 @@ int execute(const DbHandle& db, const char* operation, const char* sql,
         db, operation, [&](char** error) { return sqlite3_exec(db.get(), sql, nullptr, nullptr, error); },
         failureText);
 }
+
+// One attempt at a statement with its values bound (not copied: they live
+// through the call), with SQLite's code and message as sqlite3_exec() gives them.
+int runBound(const DbHandle& db, const std::string& sql, const std::vector<Bound>& values, char** error) {
+    sqlite3_stmt* statement = nullptr;
+    int rc = sqlite3_prepare_v2(db.get(), sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
+    for (size_t i = 0; rc == SQLITE_OK && i < values.size(); ++i) {
+        const int at = static_cast<int>(i) + 1;
+        rc = values[i].text == nullptr ? sqlite3_bind_null(statement, at)
+                                       : sqlite3_bind_text(statement, at, values[i].text, values[i].size, SQLITE_STATIC);
+    }
+    if (rc == SQLITE_OK) {
+        rc = sqlite3_step(statement);
+        if (rc == SQLITE_DONE || rc == SQLITE_ROW) rc = SQLITE_OK;
+    }
+    if (rc != SQLITE_OK) *error = sqlite3_mprintf("%s", sqlite3_errmsg(db.get()));
+    sqlite3_finalize(statement);
+    return rc;
+}
+
+int executeBound(const DbHandle& db, const char* operation, const std::string& sql, const std::vector<Bound>& values,
+                 const std::function<std::string(int)>& failureText) {
+    return withRetry(
+        db, operation, [&](char** error) { return runBound(db, sql, values, error); }, failureText);
+}
+
+Bound boundValue(const tSqlite3parent& value) { return Bound{value.c_str(), -1}; }
 
 // Long enough for another program's short write to finish, short enough that
 // the statement's own retries (1, 2, 3 seconds) stay meaningful.
@@ -227,46 +261,54 @@ int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& ta
 int update(const DbHandle& db, Record& record) {
     const TableDef& table = record.table();
     std::string items;
+    std::vector<Bound> values;
+    std::vector<std::string> replaced;  // texts whose '%' was turned into a blank
+    replaced.reserve(table.knownColumns());
     for (size_t i = 0; i < table.knownColumns(); ++i) {
         if (!record.modified(i)) continue;
-        doreldb::tSqlite3parent value = record.value(i);
-        if (!value.isNull()) {
-            // Older readers of these tables fed the values through printf;
-            // the headend still expects at most the first '%' turned into a blank.
-            std::string text = value.str();
-            size_t percent = text.find('%');
-            if (percent != std::string::npos) {
-                text[percent] = ' ';
-                value = tSqlite3parent(text);
-                // "[DEBUG_DB]update: sustituido caracter % por espacio" is not logged.
-            }
+        const tSqlite3parent& value = record.value(i);
+        Bound bound = boundValue(value);
+        // Older readers of these tables fed the values through printf; the
+        // headend still expects at most the first '%' turned into a blank.
+        if (!value.isNull() && strchr(value.c_str(), '%') != nullptr) {
+            replaced.emplace_back(value.c_str());
+            replaced.back()[replaced.back().find('%')] = ' ';
+            bound = Bound{replaced.back().c_str(), -1};
+            // "[DEBUG_DB]update: sustituido caracter % por espacio" is not logged.
         }
         if (!items.empty()) items += ",";
-        items += " " + table.columns()[i] + " = " + quoted(value.c_str()) + " ";
+        items += " " + table.columns()[i] + " = ? ";
+        values.push_back(bound);
     }
     if (items.empty()) return SQLITE_OK;
-    const std::string sql = "UPDATE " + table.name() + " SET" + items + " WHERE " + table.keyName() + " = " +
-                            quoted(record.value(table.keyColumn()).c_str());
+    const std::string sql = "UPDATE " + table.name() + " SET" + items + " WHERE " + table.keyName() + " = ?";
+    values.push_back(boundValue(record.value(table.keyColumn())));
     const std::string failure = "Error actualizando datos registro en tabla " + table.name() + " . intento: ";
-    int rc = execute(db, "update", sql.c_str(), [&](int) { return failure; });
+    int rc = executeBound(db, "update", sql, values, [&](int) { return failure; });
     if (rc == SQLITE_OK) record.clearModified();
     return rc;
 }
 
-int insert(const DbHandle& db, Record& record) {
+int insert(const DbHandle& db, Record& record, const BorrowedText* borrowed) {
     const TableDef& table = record.table();
     std::string columns;
-    std::string values;
+    std::string marks;
+    std::vector<Bound> values;
     for (size_t i = 0; i < table.knownColumns(); ++i) {
         if (i > 0) {
             columns += ", ";
-            values += ", ";
+            marks += ", ";
         }
         columns += table.columns()[i];
-        values += quoted(record.value(i).c_str());
+        marks += "?";
+        if (borrowed != nullptr && borrowed->column == i) {
+            values.push_back(Bound{borrowed->text.data(), static_cast<int>(borrowed->text.size())});
+        } else {
+            values.push_back(boundValue(record.value(i)));
+        }
     }
-    const std::string sql = "INSERT INTO " + table.name() + " (" + columns + ")  VALUES (" + values + " )";
-    int rc = execute(db, "insert", sql.c_str(), [&](int code) {
+    const std::string sql = "INSERT INTO " + table.name() + " (" + columns + ")  VALUES (" + marks + " )";
+    int rc = executeBound(db, "insert", sql, values, [&](int code) {
         return "Error (" + std::to_string(code) + ") inserting register in table " + table.name() + " . Attempt: ";
     });
     if (rc == SQLITE_OK) {

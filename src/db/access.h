@@ -1,7 +1,10 @@
 // Reading and writing table rows, with the retry rule every statement obeys:
 // three attempts, sleeping 1, 2 and 3 seconds after the failures, each failure
-// logged with "[ERROR_DB]", the operation and the table's failure text. All SQL
-// is built with SQLite's printf and %Q, so every value is quoted and NULL-safe.
+// logged with "[ERROR_DB]", the operation and the table's failure text. Selects
+// and deletes are built with SQLite's printf and %Q, so every value is quoted
+// and NULL-safe; inserts and updates bind their values as parameters instead,
+// since SQLite copies a quoted literal several times on its way into the row
+// and a value may be a whole command or result of several megabytes.
 //
 // A select finds the columns of its table by their names in the table as it
 // is (see tables.def), so a record holds its values in the agent's order
@@ -13,6 +16,7 @@
 #include <sqlite3.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace dorel_remote_control {
@@ -65,15 +69,22 @@ std::vector<Record> doSelect(const DbHandle& db, const TableDef& table, const ch
 // fills rows and returns the SQLite code of the last attempt (0 on success).
 int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* whereFormat, ...);
 
-// "UPDATE <table> SET" with an item " <column> = %Q " per modified column and
-// " WHERE <key> = %Q". The first '%' of each modified text is replaced by a
+// "UPDATE <table> SET" with an item " <column> = ? " per modified column and
+// " WHERE <key> = ?". The first '%' of each modified text is replaced by a
 // blank first. Lowers the flags on success. Returns the SQLite code of the last
 // attempt (0 on success, and 0 without a statement when nothing is modified).
 int update(const DbHandle& db, Record& record);
 
-// "INSERT INTO <table> (<known columns>)  VALUES (%Q, ... %Q )". A record whose
+// A text bound straight from the caller's memory instead of the record's value
+// of that column, so that a large one is not copied into a record first.
+struct BorrowedText {
+    size_t column;
+    std::string_view text;
+};
+
+// "INSERT INTO <table> (<known columns>)  VALUES (?, ... ? )". A record whose
 // key is NULL gets the new row id. Returns the SQLite code of the last attempt.
-int insert(const DbHandle& db, Record& record);
+int insert(const DbHandle& db, Record& record, const BorrowedText* borrowed = nullptr);
 
 // "DELETE FROM <table> WHERE <key> = %Q" with the record's key.
 int deleteId(const DbHandle& db, const Record& record);

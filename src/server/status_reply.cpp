@@ -2,10 +2,11 @@
 // command. One bad command is logged and skipped; a malformed document ends
 // the intake but keeps the commands already taken, which are stored by then.
 //
-// A reply may carry thousands of commands, so it is never parsed whole: a flat
-// walk finds where each command lies, each one is parsed on its own when it is
-// stored, and only its row id is kept; the command object is made again when
-// its turn comes.
+// A reply may carry thousands of commands, or one of many megabytes, so it is
+// never parsed whole: a flat walk finds where each command lies, each one is
+// checked by another walk and stored straight from the reply's text, and only
+// its row id is kept; the command object is made from its row when its turn
+// comes.
 #include "server/status_reply.h"
 
 #include "commands/core/command.h"
@@ -18,6 +19,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace dorel_remote_control {
@@ -103,19 +105,23 @@ ReplyLayout layoutOf(const char* text) {
     }
 }
 
-// Makes each command of the reply with the factory and hands it to take, in
-// document order; a command the factory refuses is logged and skipped. A
-// command whose text does not parse ends the walk (logged), keeping those
-// taken before.
+// Checks each command of the reply as the factory would (its envelope and its
+// name) and hands its text and id to take, in document order, without making
+// it: a command's text goes from the reply into the store once, and the
+// command is made from its row when it runs. A command the factory would
+// refuse is logged and skipped. A command whose text does not parse ends the
+// walk (logged), keeping those taken before.
 template <class Take>
 void forEachCommand(Env& env, const char* text, const ReplyLayout& layout, Take take) {
     try {
         for (const auto& range : layout.commands) {
             env.log(7, "New command");
+            const std::string_view envelope(text + range.first, range.second - range.first);
             try {
-                std::shared_ptr<Command> command =
-                    createCommand(env, std::string(text + range.first, range.second - range.first));
-                take(*command);
+                const EnvelopeLayout parts(envelope);
+                if (!knownCommand(parts.element.name)) throw InvalidCommandError(std::string(parts.element.name));
+                env.log(7, "New command id: %d", parts.commandId);
+                take(envelope, parts.commandId);
             } catch (const CommandParsingError& e) {
                 env.log(3, "Command parsing error: %s", e.what());
             } catch (const InvalidCommandError& e) {
@@ -132,12 +138,11 @@ void forEachCommand(Env& env, const char* text, const ReplyLayout& layout, Take 
 std::vector<QueuedCommand> storeCommands(Env& env, const char* text, const ReplyLayout& layout) {
     std::vector<QueuedCommand> taken;
     StoreBatch batch(env);
-    forEachCommand(env, text, layout, [&](Command& command) {
+    forEachCommand(env, text, layout, [&](std::string_view envelope, int commandId) {
         QueuedCommand queued;
-        if (batch.write(command)) {
-            queued.rowId = command.id();
-        } else {
-            queued.envelope = command.envelopeText();
+        if (!batch.writeReceived(envelope, commandId, queued.rowId)) {
+            queued.rowId = 0;
+            queued.envelope = std::string(envelope);
         }
         taken.push_back(std::move(queued));
     });
@@ -145,8 +150,9 @@ std::vector<QueuedCommand> storeCommands(Env& env, const char* text, const Reply
 
     env.log(3, "Could not store the commands of the reply; running them unstored");
     taken.clear();
-    forEachCommand(env, text, layout,
-                   [&](Command& command) { taken.push_back(QueuedCommand{0, command.envelopeText()}); });
+    forEachCommand(env, text, layout, [&](std::string_view envelope, int) {
+        taken.push_back(QueuedCommand{0, std::string(envelope)});
+    });
     return taken;
 }
 

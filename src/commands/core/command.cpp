@@ -6,8 +6,11 @@
 #include "common/errors.h"
 #include "common/numbers.h"
 
+#include "common/xml_tokens.h"
+
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 
 namespace dorel_remote_control {
 namespace {
@@ -19,24 +22,136 @@ constexpr int kDatabaseRetries = 10;
 
 }  // namespace
 
-XmlNode* envelopeCommandElement(const XmlNode* envelope) {
-    XmlNode* data = envelope != nullptr ? childElement(envelope, "data") : nullptr;
-    if (data == nullptr) throw CommandParsingError("'command' has no 'data'");
-    for (XmlNode* child = data->first_node(); child != nullptr; child = child->next_sibling()) {
-        if (child->type() == rapidxml::node_element) return child;
+namespace {
+
+bool blankOutsideRoots(const char* text, const XmlToken& token) {
+    size_t i = token.begin;
+    if (i == 0 && token.end >= 3 && memcmp(text, "\xEF\xBB\xBF", 3) == 0) i = 3;
+    for (; i < token.end; ++i) {
+        if (!strchr(" \t\r\n", text[i])) return false;
     }
-    throw CommandParsingError("'data' has no command");
+    return true;
 }
 
-Command::Command(Env& env, const std::string& envelopeText, const char* canonicalName)
-    : env_(env), envelope_(envelopeText), name_(canonicalName), result_(std::make_unique<ResultDocument>()) {
-    // Whatever the root is called, it is the envelope: the server has never
-    // been strict about the name and neither are we.
-    root_ = envelope_.doc().first_node();
-    XmlNode* id = root_ != nullptr ? childElement(root_, "id") : nullptr;
-    if (id == nullptr) throw CommandParsingError("'command' has no 'id'");
-    commandId_ = atoi32(nodeText(id).c_str());
-    commandElement_ = envelopeCommandElement(root_);
+bool named(const XmlToken& token, const char* name) {
+    return token.nameLength == strlen(name) && memcmp(token.name, name, token.nameLength) == 0;
+}
+
+// An element the layout walk looks for, by offsets into the text.
+struct Found {
+    bool found = false;
+    XmlToken start;
+    size_t contentEnd = 0;
+    size_t end = 0;
+};
+
+XmlElement elementOf(std::string_view text, const Found& found, int depth) {
+    XmlElement element;
+    element.name = std::string_view(found.start.name, found.start.nameLength);
+    element.text = text.substr(found.start.begin, found.end - found.start.begin);
+    element.content = text.substr(found.start.end, found.contentEnd - found.start.end);
+    element.depth = depth;
+    return element;
+}
+
+}  // namespace
+
+EnvelopeLayout::EnvelopeLayout(std::string_view text) {
+    // One walk over the whole text: it refuses what the parser refuses, and
+    // on the way notes the first root, its first id and data, and the first
+    // element in that data.
+    const char* base = text.data();
+    XmlTokens tokens(base, text.size());
+    Found root, id, data, command;
+    Found* open[4] = {nullptr, nullptr, nullptr, nullptr};  // the noted element open at each depth
+    int depth = 0;
+    for (bool more = true; more;) {
+        const XmlToken token = tokens.next();
+        switch (token.kind) {
+        case XmlToken::End:
+            if (depth > 0) throw rapidxml::parse_error("unexpected end of data", const_cast<char*>(base + token.begin));
+            more = false;
+            break;
+        case XmlToken::Malformed:
+            throw rapidxml::parse_error("malformed markup", const_cast<char*>(base + token.begin));
+        case XmlToken::Text:
+            if (depth == 0 && !blankOutsideRoots(base, token)) {
+                throw rapidxml::parse_error("expected <", const_cast<char*>(base + token.begin));
+            }
+            break;
+        case XmlToken::EndTag:
+            if (depth == 0) throw rapidxml::parse_error("expected element name", const_cast<char*>(base + token.begin));
+            if (depth < 4 && open[depth] != nullptr) {
+                open[depth]->contentEnd = token.begin;
+                open[depth]->end = token.end;
+            }
+            --depth;
+            break;
+        case XmlToken::StartTag:
+        case XmlToken::EmptyTag: {
+            Found* noted = nullptr;
+            if (depth == 0 && !root.found) {
+                noted = &root;
+            } else if (depth == 1 && open[1] == &root) {
+                if (!id.found && named(token, "id")) noted = &id;
+                if (!data.found && named(token, "data")) noted = &data;
+            } else if (depth == 2 && open[2] == &data && !command.found) {
+                noted = &command;
+            }
+            if (noted != nullptr) {
+                noted->found = true;
+                noted->start = token;
+                noted->contentEnd = noted->end = token.end;
+            }
+            if (token.kind == XmlToken::StartTag) {
+                if (++depth > kMaxXmlDepth) {
+                    throw rapidxml::parse_error("document nested too deep", const_cast<char*>(base + token.begin));
+                }
+                if (depth < 4) open[depth] = noted;
+            }
+            break;
+        }
+        }
+    }
+    if (!id.found) throw CommandParsingError("'command' has no 'id'");
+    if (!data.found) throw CommandParsingError("'command' has no 'data'");
+    if (!command.found) throw CommandParsingError("'data' has no command");
+    // The id is a few bytes: parsed alone it gives the value the parser would.
+    const XmlElement idElement = elementOf(text, id, 2);
+    ParsedXml idTree(idElement.text.data(), idElement.text.size());
+    commandId = atoi32(nodeText(idTree.doc().first_node()).c_str());
+    element = elementOf(text, command, 3);
+}
+
+Envelope::Envelope(std::string text) : text_(std::move(text)) {
+    const EnvelopeLayout layout(text_);
+    const char* base = text_.data();
+    commandId_ = layout.commandId;
+    nameAt_ = static_cast<size_t>(layout.element.name.data() - base);
+    nameSize_ = layout.element.name.size();
+    elementAt_ = static_cast<size_t>(layout.element.text.data() - base);
+    elementSize_ = layout.element.text.size();
+    contentAt_ = static_cast<size_t>(layout.element.content.data() - base);
+    contentSize_ = layout.element.content.size();
+    depth_ = layout.element.depth;
+}
+
+XmlElement Envelope::element() const {
+    const std::string_view text(text_);
+    XmlElement element;
+    element.name = text.substr(nameAt_, nameSize_);
+    element.text = text.substr(elementAt_, elementSize_);
+    element.content = text.substr(contentAt_, contentSize_);
+    element.depth = depth_;
+    return element;
+}
+
+Command::Command(Env& env, Envelope envelope, const char* canonicalName)
+    : env_(env),
+      envelope_(std::move(envelope)),
+      name_(canonicalName),
+      commandId_(envelope_.commandId()),
+      result_(std::make_unique<ResultDocument>()) {
     result_->setCommandId(commandId_);
     env_.log(7, "New command id: %d", commandId_);
 }
@@ -65,8 +180,12 @@ void Command::run() {
     if (!result_->markSet()) result_->setCompletionMark(!result_->hasErrors());
 }
 
-std::string Command::envelopeText() const {
-    return printXml(*root_);
+XmlNode* Command::commandElement() const {
+    if (!tree_) {
+        const XmlElement element = envelope_.element();
+        tree_ = std::make_unique<ParsedXml>(element.text.data(), element.text.size());
+    }
+    return tree_->doc().first_node();
 }
 
 XmlNode* Command::startResult() {
@@ -84,11 +203,30 @@ XmlWriter Command::startWrittenResult() {
 void Command::finishWrittenResult(XmlWriter& writer) { result_->setDataText(writer.finish()); }
 
 XmlNode* Command::parameter(const char* name) const {
-    return childElement(commandElement_, name);
+    if (tree_) return childElement(commandElement(), name);
+    for (const auto& parsed : parameters_) {
+        XmlNode* node = parsed->doc().first_node();
+        if (nodeName(node) == name) return node;
+    }
+    XmlChildren children(envelope_.element());
+    while (children.next()) {
+        if (children.child().name != name) continue;
+        const std::string_view text = children.child().text;
+        parameters_.push_back(std::make_unique<ParsedXml>(text.data(), text.size()));
+        return parameters_.back()->doc().first_node();
+    }
+    return nullptr;
+}
+
+bool Command::hasParameters() const {
+    XmlChildren children(envelope_.element());
+    return children.next();
 }
 
 XmlNode* Command::requiredParameter(const char* name, const char* missing) {
-    return requiredChild(commandElement_, name, missing);
+    XmlNode* node = parameter(name);
+    if (node == nullptr) fail(kInvalidCommand, missing, "%s", missing);
+    return node;
 }
 
 XmlNode* Command::requiredChild(const XmlNode* parent, const char* name, const char* missing) {

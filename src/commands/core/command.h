@@ -10,15 +10,55 @@
 #include "commands/core/result_document.h"
 #include "common/env.h"
 #include "common/xml.h"
+#include "common/xml_stream.h"
 #include "db/access.h"
 
 #include <ctime>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace dorel_remote_control {
 
 class StoreBatch;
+
+// Where the parts of a command envelope lie in its text, found in one walk
+// over the markup without building a tree. The walk refuses exactly what the
+// parser would refuse in the whole text (throwing rapidxml::parse_error), then
+// throws CommandParsingError "'command' has no 'id'", "'command' has no
+// 'data'" or "'data' has no command". Whatever the root is called, it is the
+// envelope: the server has never been strict about the name.
+struct EnvelopeLayout {
+    explicit EnvelopeLayout(std::string_view text);
+
+    int commandId = 0;
+    XmlElement element;  // the command element: first element child of data (views into the text)
+};
+
+// A command's text, held once, with its layout. The text is the envelope as
+// the server sent it (a stored one may begin with a declaration). Offsets, not
+// views, are kept, so that the text can move with its owner.
+class Envelope {
+public:
+    // Takes the text over and reads its layout (throws as EnvelopeLayout).
+    Envelope(std::string text);  // NOLINT: a text is an envelope wherever one is made
+    Envelope(Envelope&&) noexcept = default;
+    Envelope& operator=(Envelope&&) noexcept = default;
+
+    const std::string& text() const { return text_; }
+    int commandId() const { return commandId_; }
+    // The command element, as a walk over the text would give it.
+    XmlElement element() const;
+
+private:
+    std::string text_;
+    int commandId_ = 0;
+    size_t nameAt_ = 0, nameSize_ = 0;
+    size_t elementAt_ = 0, elementSize_ = 0;
+    size_t contentAt_ = 0, contentSize_ = 0;
+    int depth_ = 0;
+};
 
 enum CommandStatus : int {
     kStatusReceived = 0,
@@ -30,11 +70,10 @@ enum CommandStatus : int {
 
 class Command {
 public:
-    // Parses the envelope text (a printed command element). canonicalName is
-    // the command's name as the factory table spells it. Throws
-    // CommandParsingError for an incomplete envelope and rapidxml::parse_error
-    // for malformed XML. env is the outside world the command works in.
-    Command(Env& env, const std::string& envelopeText, const char* canonicalName);
+    // canonicalName is the command's name as the factory table spells it; env
+    // is the outside world the command works in. The envelope is read (and
+    // refused) when it is made, see Envelope.
+    Command(Env& env, Envelope envelope, const char* canonicalName);
     virtual ~Command();
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
@@ -55,10 +94,13 @@ public:
     const std::string& schedule() const { return schedule_; }
     void setSchedule(const std::string& schedule) { schedule_ = schedule; }
 
-    // The envelope element as printed, for storing.
-    std::string envelopeText() const;
-    // The command's own element (first child of data).
-    XmlNode* commandElement() const { return commandElement_; }
+    // The text the command was made from, as it is stored.
+    const std::string& envelopeText() const { return envelope_.text(); }
+    // The command's own element (first child of data), parsed on first use:
+    // most commands need only a parameter or two (see parameter()), and a
+    // large one is better walked (commandXml()) than parsed whole.
+    XmlNode* commandElement() const;
+    XmlElement commandXml() const { return envelope_.element(); }
     ResultDocument& result() { return *result_; }
     Env& env() const { return env_; }
 
@@ -79,8 +121,11 @@ protected:
     // the result.
     XmlWriter startWrittenResult();
     void finishWrittenResult(XmlWriter& writer);
-    // A parameter: the first child of the command element with that name.
+    // A parameter: the first child of the command element with that name,
+    // parsed alone (the rest of the element stays text).
     XmlNode* parameter(const char* name) const;
+    // Whether the command element has any child element.
+    bool hasParameters() const;
     // A parameter the command cannot do without: when it is missing, logs
     // `missing`, records error 101 with it as the text and returns null.
     XmlNode* requiredParameter(const char* name, const char* missing);
@@ -104,8 +149,9 @@ protected:
 
 private:
     Env& env_;
-    ParsedXml envelope_;
-    XmlNode* commandElement_ = nullptr;
+    Envelope envelope_;
+    mutable std::unique_ptr<ParsedXml> tree_;                     // the whole command element
+    mutable std::vector<std::unique_ptr<ParsedXml>> parameters_;  // parameters parsed alone
     std::string name_;
     int commandId_ = 0;
     int id_ = 0;
@@ -113,12 +159,6 @@ private:
     long nextTime_ = 0;
     std::string schedule_;
     std::unique_ptr<ResultDocument> result_;
-    XmlNode* root_ = nullptr;   // the envelope element
 };
-
-// The command element of an envelope: the first element among the children of
-// its data. Throws CommandParsingError "'command' has no 'data'" or "'data' has
-// no command".
-XmlNode* envelopeCommandElement(const XmlNode* envelope);
 
 }  // namespace dorel_remote_control

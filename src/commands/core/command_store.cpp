@@ -6,12 +6,11 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 namespace dorel_remote_control {
 
 namespace col = doreldb::RCCommand;
-
-const char* const kStoredCommandPrefix = "<?xml version\"1.0\" encoding=\"utf-8\"?>";
 
 namespace {
 
@@ -25,26 +24,39 @@ bool deleteRow(const doreldb::DbHandle& db, const Command& command) {
     return true;
 }
 
-// Insert or update of the command's row inside an open transaction.
-bool writeRow(const doreldb::DbHandle& db, Command& command) {
+// Inserts a new row (the database assigns its id) or, when id is above 0,
+// updates every column of that row but the command's text, which never
+// changes once stored. The text is written from where it is, not copied.
+bool writeRow(const doreldb::DbHandle& db, int& id, int commandId, std::string_view text, const std::string& result,
+              int status, long nextTime, const std::string& schedule) {
     db.env().log(7, "Saving command to DB");
-    const bool isNew = command.id() < 1;
+    const bool isNew = id < 1;
     doreldb::Record row(col::table());
     if (isNew) {
         row.set(col::id, doreldb::tSqlite3parent());  // NULL: the database assigns it
     } else {
-        row.setInt(col::id, static_cast<long>(command.id()));
+        row.setInt(col::id, static_cast<long>(id));
     }
-    row.setInt(col::commandId, static_cast<long>(command.commandId()));
-    row.set(col::command, kStoredCommandPrefix + command.envelopeText());
-    row.set(col::result, command.result().print(command.env()));
-    row.setInt(col::status, static_cast<long>(command.status()));
-    row.setInt(col::nextTime, command.nextTime());
-    row.set(col::schedule, command.schedule());
+    row.setInt(col::commandId, static_cast<long>(commandId));
+    row.set(col::result, result);
+    row.setInt(col::status, static_cast<long>(status));
+    row.setInt(col::nextTime, nextTime);
+    row.set(col::schedule, schedule);
 
-    const int rc = isNew ? doreldb::insert(db, row) : doreldb::update(db, row);
+    const doreldb::BorrowedText command{col::command, text};
+    const int rc = isNew ? doreldb::insert(db, row, &command) : doreldb::update(db, row);
     if (rc != SQLITE_OK) return false;
-    if (isNew) command.setId(row.toInt(col::id));
+    if (isNew) id = row.toInt(col::id);
+    return true;
+}
+
+bool writeRow(const doreldb::DbHandle& db, Command& command) {
+    int id = command.id();
+    if (!writeRow(db, id, command.commandId(), command.envelopeText(), command.result().print(command.env()),
+                  command.status(), command.nextTime(), command.schedule())) {
+        return false;
+    }
+    command.setId(id);
     return true;
 }
 
@@ -68,6 +80,18 @@ bool StoreBatch::write(Command& command) {
     if (!ok_) return false;
     const bool written =
         command.status() == kStatusDelivered ? deleteRow(db_, command) : writeRow(db_, command);
+    return settle(written);
+}
+
+bool StoreBatch::writeReceived(std::string_view text, int commandId, int& id) {
+    if (!ok_) return false;
+    ResultDocument result;
+    result.setCommandId(commandId);
+    id = 0;
+    return settle(writeRow(db_, id, commandId, text, result.print(db_.env()), kStatusReceived, 0, std::string()));
+}
+
+bool StoreBatch::settle(bool written) {
     // Some failures (a full disk, an I/O error) roll back the whole
     // transaction: what follows would be written outside it, one sync each,
     // and the rows before are gone anyway.

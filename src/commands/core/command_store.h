@@ -7,16 +7,13 @@
 
 #include <ctime>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace dorel_remote_control {
 
 class Command;
 class Env;
-
-// What precedes the printed envelope in the command column. The missing "="
-// is how the headend's stores have always been written; the parser accepts it.
-extern const char* const kStoredCommandPrefix;  // "<?xml version\"1.0\" encoding=\"utf-8\"?>"
 
 // Writes the command's state. Status 3 deletes its row. Returns false when the
 // database cannot be opened or the write failed (and was rolled back).
@@ -39,10 +36,16 @@ public:
     // and holds only once commit() succeeded. A failure that cost the whole
     // transaction ends the batch: every later write and the commit fail.
     bool write(Command& command);
+    // The row of a command just received, written as save() would write the
+    // command made from it (status 0, fresh result) without making it: text
+    // is the envelope as received, written from where it lies. Sets id.
+    bool writeReceived(std::string_view text, int commandId, int& id);
     // Rolled back when the commit fails, and when the batch goes without one.
     bool commit();
 
 private:
+    bool settle(bool written);
+
     doreldb::DbHandle db_;
     std::unique_ptr<doreldb::Transaction> transaction_;
     bool ok_ = false;

@@ -24,8 +24,8 @@ namespace dorel_remote_control {
 namespace {
 
 template <class T>
-std::shared_ptr<Command> make(Env& env, const std::string& envelopeText) {
-    return std::make_shared<T>(env, envelopeText);
+std::shared_ptr<Command> make(Env& env, Envelope&& envelope) {
+    return std::make_shared<T>(env, std::move(envelope));
 }
 
 // In the order the server's protocol lists them; the first match wins.

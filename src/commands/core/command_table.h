@@ -10,10 +10,11 @@ namespace dorel_remote_control {
 
 class Command;
 class Env;
+class Envelope;
 
 struct CommandEntry {
     const char* name;
-    std::shared_ptr<Command> (*create)(Env& env, const std::string& envelopeText);
+    std::shared_ptr<Command> (*create)(Env& env, Envelope&& envelope);
 };
 
 // The row whose name equals name ignoring case, or null.

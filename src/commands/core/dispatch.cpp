@@ -40,16 +40,15 @@ std::shared_ptr<Command> createCommand(Env& env, const XmlNode& commandElement) 
     return createCommand(env, printXml(commandElement));
 }
 
-std::shared_ptr<Command> createCommand(Env& env, const std::string& envelopeText) {
-    std::string name;
-    {
-        ParsedXml parsed(envelopeText);
-        name = nodeName(envelopeCommandElement(parsed.doc().first_node()));
-    }  // the command parses its own copy; this one goes before it is made
+std::shared_ptr<Command> createCommand(Env& env, std::string envelopeText) {
+    Envelope envelope(std::move(envelopeText));
+    const std::string name(envelope.element().name);
     const CommandEntry* entry = findCommand(name.c_str());
     if (entry == nullptr) throw InvalidCommandError(name);
-    return entry->create(env, envelopeText);
+    return entry->create(env, std::move(envelope));
 }
+
+bool knownCommand(std::string_view name) { return findCommand(std::string(name).c_str()) != nullptr; }
 
 std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row) {
     std::shared_ptr<Command> command = createCommand(env, row.text(doreldb::RCCommand::command));

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace dorel_remote_control {
 
@@ -18,9 +19,12 @@ class Env;
 // Creates the command of the class the element's data names, to work in env.
 // Throws CommandParsingError ("'command' has no 'data'", "'data' has no
 // command"), InvalidCommandError (message: the unknown name) or
-// rapidxml::parse_error.
+// rapidxml::parse_error. The text is taken over, not copied.
 std::shared_ptr<Command> createCommand(Env& env, const XmlNode& commandElement);
-std::shared_ptr<Command> createCommand(Env& env, const std::string& envelopeText);
+std::shared_ptr<Command> createCommand(Env& env, std::string envelopeText);
+
+// Whether the factory makes a command of that name (letter case ignored).
+bool knownCommand(std::string_view name);
 
 // Re-creates a stored command and loads its row.
 std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row);

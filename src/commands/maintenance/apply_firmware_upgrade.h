@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdApplyFirmwareUpgrade : public Command {
 public:
-    explicit CmdApplyFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "applyFirmwareUpgrade") {}
+    explicit CmdApplyFirmwareUpgrade(Env& env, Envelope envelope) : Command(env, std::move(envelope), "applyFirmwareUpgrade") {}
 
 protected:
     void execute() override;

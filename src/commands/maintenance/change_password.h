@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdChangePassword : public Command {
 public:
-    explicit CmdChangePassword(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "changePassword") {}
+    explicit CmdChangePassword(Env& env, Envelope envelope) : Command(env, std::move(envelope), "changePassword") {}
 
 protected:
     void execute() override;

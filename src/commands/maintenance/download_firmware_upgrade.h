@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdDownloadFirmwareUpgrade : public Command {
 public:
-    explicit CmdDownloadFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "downloadFirmwareUpgrade") {}
+    explicit CmdDownloadFirmwareUpgrade(Env& env, Envelope envelope) : Command(env, std::move(envelope), "downloadFirmwareUpgrade") {}
 
 protected:
     void execute() override;

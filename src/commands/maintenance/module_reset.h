@@ -21,8 +21,8 @@ struct ModuleResetKind {
 
 class ModuleResetCommand : public Command {
 public:
-    ModuleResetCommand(Env& env, const std::string& envelopeText, const char* name, const ModuleResetKind& kind)
-        : Command(env, envelopeText, name), kind_(kind) {}
+    ModuleResetCommand(Env& env, Envelope envelope, const char* name, const ModuleResetKind& kind)
+        : Command(env, std::move(envelope), name), kind_(kind) {}
 
 protected:
     void execute() override;

@@ -18,7 +18,7 @@ SignedCertificate readSignReply(const std::string& text);
 
 class CmdRegenerateSSLCertificate : public Command {
 public:
-    explicit CmdRegenerateSSLCertificate(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "regenerateSSLCertificate") {}
+    explicit CmdRegenerateSSLCertificate(Env& env, Envelope envelope) : Command(env, std::move(envelope), "regenerateSSLCertificate") {}
 
     // The server refused the certificate this command installed, and the
     // previous one was put back: the result says so.

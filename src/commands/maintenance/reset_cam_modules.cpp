@@ -10,6 +10,6 @@ const ModuleResetKind kResetCAMModules = {"resetCAM", nullptr, kCouldNotResetCam
 
 }  // namespace
 
-CmdResetCAMModules::CmdResetCAMModules(Env& env, const std::string& envelopeText) : ModuleResetCommand(env, envelopeText, "resetCAMModules", kResetCAMModules) {}
+CmdResetCAMModules::CmdResetCAMModules(Env& env, Envelope envelope) : ModuleResetCommand(env, std::move(envelope), "resetCAMModules", kResetCAMModules) {}
 
 }  // namespace dorel_remote_control

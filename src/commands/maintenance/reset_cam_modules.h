@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdResetCAMModules : public ModuleResetCommand {
 public:
-    explicit CmdResetCAMModules(Env& env, const std::string& envelopeText);
+    explicit CmdResetCAMModules(Env& env, Envelope envelope);
 };
 
 }  // namespace dorel_remote_control

@@ -10,6 +10,6 @@ const ModuleResetKind kResetModules = {"EjecutarScript", "reboot", kCouldNotRese
 
 }  // namespace
 
-CmdResetModules::CmdResetModules(Env& env, const std::string& envelopeText) : ModuleResetCommand(env, envelopeText, "resetModules", kResetModules) {}
+CmdResetModules::CmdResetModules(Env& env, Envelope envelope) : ModuleResetCommand(env, std::move(envelope), "resetModules", kResetModules) {}
 
 }  // namespace dorel_remote_control

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdResetModules : public ModuleResetCommand {
 public:
-    explicit CmdResetModules(Env& env, const std::string& envelopeText);
+    explicit CmdResetModules(Env& env, Envelope envelope);
 };
 
 }  // namespace dorel_remote_control

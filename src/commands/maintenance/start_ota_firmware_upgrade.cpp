@@ -40,13 +40,6 @@ bool decodeHex(const std::string& hex, std::vector<unsigned char>& bytes) {
     return true;
 }
 
-bool hasChildElement(const XmlNode* node) {
-    for (const XmlNode* child = node->first_node(); child != nullptr; child = child->next_sibling()) {
-        if (child->type() == rapidxml::node_element) return true;
-    }
-    return false;
-}
-
 uint32_t firstOui(const std::vector<unsigned char>& descriptor) {
     return (uint32_t{descriptor[kOuiOffset]} << 16) | (uint32_t{descriptor[kOuiOffset + 1]} << 8) |
            uint32_t{descriptor[kOuiOffset + 2]};
@@ -74,7 +67,7 @@ bool writeDescriptor(Env& env, const std::string& path, const std::vector<unsign
 void CmdStartOTAFirmwareUpgrade::execute() {
     startResult();
 
-    if (!hasChildElement(commandElement())) {
+    if (!hasParameters()) {
         fail(kInvalidCommand);
         return;
     }

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdStartOTAFirmwareUpgrade : public Command {
 public:
-    explicit CmdStartOTAFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "startOTAFirmwareUpgrade") {}
+    explicit CmdStartOTAFirmwareUpgrade(Env& env, Envelope envelope) : Command(env, std::move(envelope), "startOTAFirmwareUpgrade") {}
 
 protected:
     void execute() override;

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdStopTVCAMOTAFirmwareUpgrade : public Command {
 public:
-    explicit CmdStopTVCAMOTAFirmwareUpgrade(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "stopTVCAMOTAFirmwareUpgrade") {}
+    explicit CmdStopTVCAMOTAFirmwareUpgrade(Env& env, Envelope envelope) : Command(env, std::move(envelope), "stopTVCAMOTAFirmwareUpgrade") {}
 
 protected:
     void execute() override;

@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdGetConfiguration : public Command {
 public:
-    explicit CmdGetConfiguration(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "getConfiguration") {}
+    explicit CmdGetConfiguration(Env& env, Envelope envelope) : Command(env, std::move(envelope), "getConfiguration") {}
 
 protected:
     void execute() override;

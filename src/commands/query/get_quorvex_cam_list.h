@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdGetQuorvexCAMList : public Command {
 public:
-    explicit CmdGetQuorvexCAMList(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "getQuorvexCAMList") {}
+    explicit CmdGetQuorvexCAMList(Env& env, Envelope envelope) : Command(env, std::move(envelope), "getQuorvexCAMList") {}
 
 protected:
     void execute() override;

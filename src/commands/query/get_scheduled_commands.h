@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdGetScheduledCommands : public Command {
 public:
-    explicit CmdGetScheduledCommands(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "getScheduledCommands") {}
+    explicit CmdGetScheduledCommands(Env& env, Envelope envelope) : Command(env, std::move(envelope), "getScheduledCommands") {}
 
 protected:
     void execute() override;

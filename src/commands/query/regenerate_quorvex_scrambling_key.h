@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdRegenerateQuorvexScramblingKey : public Command {
 public:
-    explicit CmdRegenerateQuorvexScramblingKey(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "regenerateQuorvexScramblingKey") {}
+    explicit CmdRegenerateQuorvexScramblingKey(Env& env, Envelope envelope) : Command(env, std::move(envelope), "regenerateQuorvexScramblingKey") {}
 
 protected:
     void execute() override;

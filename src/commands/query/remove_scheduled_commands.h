@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdRemoveScheduledCommands : public Command {
 public:
-    explicit CmdRemoveScheduledCommands(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "removeScheduledCommands") {}
+    explicit CmdRemoveScheduledCommands(Env& env, Envelope envelope) : Command(env, std::move(envelope), "removeScheduledCommands") {}
 
 protected:
     void execute() override;

@@ -9,7 +9,7 @@ namespace dorel_remote_control {
 
 class CmdScheduleCommands : public Command {
 public:
-    explicit CmdScheduleCommands(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "scheduleCommands") {}
+    explicit CmdScheduleCommands(Env& env, Envelope envelope) : Command(env, std::move(envelope), "scheduleCommands") {}
 
 protected:
     void execute() override;

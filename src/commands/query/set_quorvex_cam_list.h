@@ -7,7 +7,7 @@ namespace dorel_remote_control {
 
 class CmdSetQuorvexCAMList : public Command {
 public:
-    explicit CmdSetQuorvexCAMList(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "setQuorvexCAMList") {}
+    explicit CmdSetQuorvexCAMList(Env& env, Envelope envelope) : Command(env, std::move(envelope), "setQuorvexCAMList") {}
 
 protected:
     void execute() override;

@@ -13,7 +13,7 @@ namespace dorel_remote_control {
 
 class CmdSetConfiguration : public Command {
 public:
-    explicit CmdSetConfiguration(Env& env, const std::string& envelopeText) : Command(env, envelopeText, "setConfiguration") {}
+    explicit CmdSetConfiguration(Env& env, Envelope envelope) : Command(env, std::move(envelope), "setConfiguration") {}
 
 protected:
     void execute() override;
