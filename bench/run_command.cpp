@@ -14,8 +14,8 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <fstream>
-#include <sstream>
+#include <string>
+#include <utility>
 
 int main(int argc, char** argv) {
     const bool print = argc == 3 && std::strcmp(argv[1], "--print") == 0;
@@ -25,19 +25,26 @@ int main(int argc, char** argv) {
     }
     std::string envelope = argv[argc - 1];
     if (!envelope.empty() && envelope[0] == '@') {
-        std::ifstream file(envelope.substr(1), std::ios::binary);
-        if (!file) {
+        // Read into one string of the file's size: the agent holds a
+        // command's text once, and so does the driver.
+        FILE* file = fopen(envelope.c_str() + 1, "rb");
+        long size = -1;
+        if (file != nullptr && fseek(file, 0, SEEK_END) == 0) size = ftell(file);
+        if (size < 0 || fseek(file, 0, SEEK_SET) != 0) {
             fprintf(stderr, "cannot read %s\n", envelope.c_str() + 1);
+            if (file != nullptr) fclose(file);
             return 1;
         }
-        std::ostringstream text;
-        text << file.rdbuf();
-        envelope = text.str();
+        std::string text(static_cast<size_t>(size), '\0');
+        const size_t read = fread(&text[0], 1, text.size(), file);
+        fclose(file);
+        text.resize(read);
+        envelope = std::move(text);
     }
     try {
         dorel_remote_control::Env env(dorel_remote_control::Env::rootFromEnvironment());
         dorel_remote_control::settings().load(env);
-        auto command = dorel_remote_control::createCommand(env, envelope);
+        auto command = dorel_remote_control::createCommand(env, std::move(envelope));
         if (!command) {
             fprintf(stderr, "unknown command\n");
             return 1;

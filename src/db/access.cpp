@@ -191,11 +191,13 @@ std::vector<int> columnPlaces(const DbHandle& db, sqlite3_stmt* statement, const
     return places;
 }
 
-// One attempt at a select: every row, or none with SQLite's code and message
-// as sqlite3_exec() gives them. Rows are stepped straight into the records,
-// so each value is copied once.
-int readRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* sql, char** error) {
-    rows.clear();
+// One attempt at a select: every row handed to add, or none with SQLite's
+// code and message as sqlite3_exec() gives them (clear drops what an attempt
+// that failed half-way handed over). Rows are stepped straight into the
+// records, so each value is copied once.
+int readRows(const std::function<void(Record&&)>& add, const std::function<void()>& clear, const DbHandle& db,
+             const TableDef& table, const char* sql, char** error) {
+    clear();
     sqlite3_stmt* prepared = nullptr;
     int rc = sqlite3_prepare_v2(db.get(), sql, -1, &prepared, nullptr);
     Statement statement(prepared);
@@ -207,7 +209,7 @@ int readRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& tabl
                 if (places[i] >= 0 && !readValue(prepared, places[i], values[i])) rc = SQLITE_NOMEM;
             }
             if (rc != SQLITE_ROW) break;
-            rows.emplace_back(table, std::move(values));
+            add(Record(table, std::move(values)));
         }
         if (rc == SQLITE_DONE) {
             rc = SQLITE_OK;
@@ -216,10 +218,18 @@ int readRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& tabl
         }
     }
     if (rc != SQLITE_OK) {
-        rows.clear();
+        clear();
         *error = sqlite3_mprintf("%s", rc == SQLITE_NOMEM ? sqlite3_errstr(rc) : sqlite3_errmsg(db.get()));
     }
     return rc;
+}
+
+int selectWithRetry(const DbHandle& db, const TableDef& table, const char* sql,
+                    const std::function<void(Record&&)>& add, const std::function<void()>& clear) {
+    const std::string failure = "Error leyendo datos tabla " + table.name() + " . intento: ";
+    return withRetry(
+        db, "doSelect", [&](char** error) { return readRows(add, clear, db, table, sql, error); },
+        [&](int) { return failure; });
 }
 
 int vselect(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* whereFormat, va_list args) {
@@ -228,10 +238,8 @@ int vselect(std::vector<Record>& rows, const DbHandle& db, const TableDef& table
     SqlText sql = vformat(format, args);
 
     rows.clear();
-    const std::string failure = "Error leyendo datos tabla " + table.name() + " . intento: ";
-    return withRetry(
-        db, "doSelect", [&](char** error) { return readRows(rows, db, table, sql.get(), error); },
-        [&](int) { return failure; });
+    return selectWithRetry(
+        db, table, sql.get(), [&](Record&& row) { rows.push_back(std::move(row)); }, [&] { rows.clear(); });
 }
 
 // va_end on every path, also when formatting throws.
@@ -256,6 +264,12 @@ int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& ta
     va_start(args, whereFormat);
     VaListEnd end{args};
     return vselect(rows, db, table, whereFormat, args);
+}
+
+int selectEach(const DbHandle& db, const TableDef& table, const std::function<void(Record&&)>& add,
+               const std::function<void()>& clear) {
+    const std::string sql = "SELECT * FROM " + table.name() + " ";
+    return selectWithRetry(db, table, sql.c_str(), add, clear);
 }
 
 int update(const DbHandle& db, Record& record) {

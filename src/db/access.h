@@ -15,6 +15,7 @@
 
 #include <sqlite3.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,6 +69,12 @@ std::vector<Record> doSelect(const DbHandle& db, const TableDef& table, const ch
 // The same select for callers that must tell "no rows" from "could not read":
 // fills rows and returns the SQLite code of the last attempt (0 on success).
 int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* whereFormat, ...);
+
+// The same select of the whole table handing each row to add as it is read,
+// so that a store of any kind fills without a list of every row beside it;
+// clear drops what a failed attempt handed over. Returns as selectRows.
+int selectEach(const DbHandle& db, const TableDef& table, const std::function<void(Record&&)>& add,
+               const std::function<void()>& clear);
 
 // "UPDATE <table> SET" with an item " <column> = ? " per modified column and
 // " WHERE <key> = ?". The first '%' of each modified text is replaced by a

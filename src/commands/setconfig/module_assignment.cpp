@@ -5,6 +5,7 @@
 #include "common/env.h"
 #include "db/tables.h"
 
+#include <cstring>
 #include <strings.h>
 
 #include <unordered_set>
@@ -33,6 +34,26 @@ bool refuse(AssignmentError& error, int code, const std::string& context) {
     return false;
 }
 
+bool sameName(std::string_view name, const char* wanted) {
+    return name.size() == strlen(wanted) && strncasecmp(name.data(), wanted, name.size()) == 0;
+}
+
+// The texts of the first "mac" child and of the first child of each identity
+// check (letter case ignored), each parsed alone; found[i] tells whether there
+// was one.
+void identityTexts(const XmlElement& module, std::string (&texts)[4], bool (&found)[4]) {
+    XmlChildren children(module);
+    while (children.next()) {
+        for (size_t i = 0; i < 4; ++i) {
+            const char* name = i == 0 ? "mac" : kIdentityChecks[i - 1].element;
+            if (found[i] || !sameName(children.child().name, name)) continue;
+            const ParsedXml tree(children.child().text.data(), children.child().text.size());
+            texts[i] = nodeText(tree.doc().first_node());
+            found[i] = true;
+        }
+    }
+}
+
 std::string joined(const std::vector<std::string>& macs) {
     std::string text;
     for (const std::string& mac : macs) text += " " + mac;
@@ -41,25 +62,29 @@ std::string joined(const std::vector<std::string>& macs) {
 
 }  // namespace
 
-bool assignModules(Env& env, ModuleRows& rows, const XmlNode* section, std::vector<AssignedModule>& assigned,
+bool assignModules(Env& env, ModuleRows& rows, const XmlElement& section, std::vector<AssignedModule>& assigned,
                    AssignmentError& error) {
     assigned.clear();
     std::vector<std::string> documentMacs;
     std::unordered_set<const ModuleShare*> seen;
-    for (const XmlNode* child = section->first_node(); child != nullptr; child = child->next_sibling()) {
-        if (child->type() != rapidxml::node_element) continue;
-        if (strcasecmp(nodeName(child).c_str(), "module") != 0) {
+    XmlChildren children(section);
+    while (children.next()) {
+        const XmlElement& child = children.child();
+        if (!sameName(child.name, "module")) {
             error = {kInvalidCommand, "No module element found"};
             return false;
         }
-        const std::string mac = nodeText(childElementNoCase(child, "mac"));
+        std::string texts[4];
+        bool found[4] = {false, false, false, false};
+        identityTexts(child, texts, found);
+        const std::string& mac = texts[0];
         documentMacs.push_back(mac);
         ModuleShare* share = mac.empty() ? nullptr : rows.findModule(mac);
         if (share == nullptr) return refuse(error, kCouldNotFindModule, mac.empty() ? " (no mac)" : " " + mac);
         const doreldb::Record& stored = rows.module(share->module);
-        for (const IdentityCheck& check : kIdentityChecks) {
-            const XmlNode* given = childElementNoCase(child, check.element);
-            if (given != nullptr && lenientWholeNumber(nodeText(given)) != lenientWholeNumber(stored.text(check.column))) {
+        for (size_t i = 0; i < 3; ++i) {
+            const IdentityCheck& check = kIdentityChecks[i];
+            if (found[i + 1] && lenientWholeNumber(texts[i + 1]) != lenientWholeNumber(stored.text(check.column))) {
                 return refuse(error, check.code, " " + mac + check.what);
             }
         }

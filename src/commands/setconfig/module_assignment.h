@@ -7,6 +7,7 @@
 
 #include "commands/setconfig/module_rows.h"
 #include "common/xml.h"
+#include "common/xml_stream.h"
 
 #include <string>
 #include <utility>
@@ -15,7 +16,7 @@
 namespace dorel_remote_control {
 
 struct AssignedModule {
-    const XmlNode* element;
+    XmlElement element;  // the module element's text, still to be parsed
     ModuleShare* share;
 };
 
@@ -26,8 +27,9 @@ struct AssignmentError {
 };
 
 // The module elements of a "modules" section matched to stored modules, in
-// document order. On a mismatch returns false with the error filled.
-bool assignModules(Env& env, ModuleRows& rows, const XmlNode* section, std::vector<AssignedModule>& assigned,
+// document order. On a mismatch returns false with the error filled. Only the
+// few children that identify a module are parsed, each alone.
+bool assignModules(Env& env, ModuleRows& rows, const XmlElement& section, std::vector<AssignedModule>& assigned,
                    AssignmentError& error);
 
 }  // namespace dorel_remote_control

@@ -12,14 +12,13 @@ using doreldb::Record;
 
 namespace {
 
-// One table read into a store; the store's type decides how rows are kept.
+// One table read into a store, row by row (no list of all rows beside it);
+// the store's type decides how rows are kept.
 template <class Store>
 int readInto(Store& store, const doreldb::DbHandle& db, const doreldb::TableDef& table) {
-    std::vector<Record> rows;
-    int rc = doreldb::selectRows(rows, db, table, nullptr);
     store.clear();
-    for (Record& row : rows) store.push_back(std::move(row));
-    return rc;
+    return doreldb::selectEach(
+        db, table, [&](Record&& row) { store.push_back(std::move(row)); }, [&] { store.clear(); });
 }
 
 // A key -> row map of a store; the first row with a key wins, as the first

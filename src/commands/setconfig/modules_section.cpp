@@ -7,7 +7,7 @@
 
 namespace dorel_remote_control {
 
-bool applyModulesSection(SetConfigContext& context, const XmlNode* section) {
+bool applyModulesSection(SetConfigContext& context, const XmlElement& section) {
     // Every per-module table is read once here; the handlers below work on
     // these rows and write back only what changed.
     ModuleRows rows;
@@ -22,8 +22,9 @@ bool applyModulesSection(SetConfigContext& context, const XmlNode* section) {
     if (!assignModules(context.env(), rows, section, assigned, error)) return context.fail(error.code, error.detail);
 
     for (const AssignedModule& module : assigned) {
+        const ParsedXml tree(module.element.text.data(), module.element.text.size());
         ModuleScope scope{context, rows, *module.share, lnb};
-        if (!applyModuleElement(scope, module.element)) return false;
+        if (!applyModuleElement(scope, tree.doc().first_node())) return false;
     }
     return true;
 }

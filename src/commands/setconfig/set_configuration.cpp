@@ -15,34 +15,29 @@ namespace dorel_remote_control {
 
 namespace {
 
-struct SectionEntry {
-    const char* name;
-    SectionHandler handler;
-};
-
 // Tried in this order; the first match wins.
 const SectionEntry kSections[] = {
-    {"identification", &applyIdentificationSection},
-    {"regional", &applyRegionalSection},
-    {"maturityRating", &applyMaturityRatingSection},
-    {"maintenances", &applyMaintenancesSection},
-    {"homeChannels", &applyHomeChannelsSection},
-    {"serviceEPGs", &applyServiceEpgsSection},
-    {"remoteControl", &applyRemoteControlSection},
-    {"network", &applyNetworkSection},
-    {"dvbNetworks", &applyDvbNetworksSection},
-    {"lnb", &applyLnbSection},
-    {"diseqcs", &applyDiseqcsSection},
-    {"preferredLanguages", &applyPreferredLanguagesSection},
-    {"scramblings", &applyScramblingsSection},
-    {"modules", &applyModulesSection},
+    {"identification", &applyIdentificationSection, nullptr},
+    {"regional", &applyRegionalSection, nullptr},
+    {"maturityRating", &applyMaturityRatingSection, nullptr},
+    {"maintenances", &applyMaintenancesSection, nullptr},
+    {"homeChannels", &applyHomeChannelsSection, nullptr},
+    {"serviceEPGs", &applyServiceEpgsSection, nullptr},
+    {"remoteControl", &applyRemoteControlSection, nullptr},
+    {"network", &applyNetworkSection, nullptr},
+    {"dvbNetworks", &applyDvbNetworksSection, nullptr},
+    {"lnb", &applyLnbSection, nullptr},
+    {"diseqcs", &applyDiseqcsSection, nullptr},
+    {"preferredLanguages", &applyPreferredLanguagesSection, nullptr},
+    {"scramblings", &applyScramblingsSection, nullptr},
+    {"modules", nullptr, &applyModulesSection},
 };
 
 }  // namespace
 
-SectionHandler findSection(const std::string& name) {
+const SectionEntry* findSection(const std::string& name) {
     for (const SectionEntry& entry : kSections) {
-        if (strcasecmp(entry.name, name.c_str()) == 0) return entry.handler;
+        if (strcasecmp(entry.name, name.c_str()) == 0) return &entry;
     }
     return nullptr;
 }
@@ -53,16 +48,30 @@ void CmdSetConfiguration::report(int code, const std::string& detail) {
 
 void CmdSetConfiguration::execute() {
     startResult();
-    const XmlNode* configuration = childElementNoCase(commandElement(), "configuration");
-    if (configuration == nullptr) {
+    // The document is never parsed whole (its tree would cost several times
+    // its text): the walk finds the configuration, then each section in turn.
+    // The text was checked when the command was made, so the walk refuses
+    // nothing here.
+    XmlChildren children(commandXml());
+    bool found = false;
+    while (!found && children.next()) {
+        const std::string_view name = children.child().name;
+        found = name.size() == 13 && strncasecmp(name.data(), "configuration", 13) == 0;
+    }
+    if (!found) {
         report(kInvalidCommand);
         return;
     }
+    const XmlElement configuration = children.child();
     doreldb::DbHandle db = doreldb::openDatabase(env(), env().paths().configGlobalDb());
     if (!db) {
         report(kCouldNotAccessDatabase, "Could not open DB");
         return;
     }
+    // The section's tables are read once and kept as rows, so SQLite's own
+    // cache of their pages only doubles what is held; a small one still keeps
+    // a transaction's written pages in memory up to a few hundred services.
+    sqlite3_exec(db.get(), "PRAGMA cache_size = -256", nullptr, nullptr, nullptr);
     SetConfigContext context(db, result(), settings().model());
     doreldb::Transaction transaction(db);
     if (transaction.begin() != SQLITE_OK) {
@@ -84,18 +93,25 @@ void CmdSetConfiguration::execute() {
     runFollowUp(context);
 }
 
-bool CmdSetConfiguration::applySections(SetConfigContext& context, const XmlNode* configuration) {
-    for (const XmlNode* section = configuration->first_node(); section != nullptr; section = section->next_sibling()) {
-        if (section->type() != rapidxml::node_element) continue;
-        const std::string name = nodeName(section);
+bool CmdSetConfiguration::applySections(SetConfigContext& context, const XmlElement& configuration) {
+    XmlChildren sections(configuration);
+    while (sections.next()) {
+        const XmlElement& section = sections.child();
+        const std::string name(section.name);
         SetConfigContext::progress("Processing: " + name);
-        SectionHandler handler = findSection(name);
-        if (handler == nullptr) {
+        const SectionEntry* entry = findSection(name);
+        if (entry == nullptr) {
             env().logAlways(kCollectorPriority, "r9::: Unknown configuration setting: %s", name.c_str());
             env().log(3, "Unknown configuration setting: %s", name.c_str());
             continue;
         }
-        if (!handler(context, section)) return false;
+        if (entry->streamed != nullptr) {
+            if (!entry->streamed(context, section)) return false;
+            continue;
+        }
+        // One section's tree at a time, gone before the next is read.
+        const ParsedXml tree(section.text.data(), section.text.size());
+        if (!entry->handler(context, tree.doc().first_node())) return false;
     }
     return true;
 }

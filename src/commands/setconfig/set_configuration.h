@@ -8,6 +8,7 @@
 
 #include "commands/core/command.h"
 #include "commands/setconfig/section_context.h"
+#include "common/xml_stream.h"
 
 namespace dorel_remote_control {
 
@@ -19,18 +20,26 @@ protected:
     void execute() override;
 
 private:
-    // Applies every section inside the transaction; false when a section
-    // failed (its error entry is recorded) and the document must be rolled
-    // back.
-    bool applySections(SetConfigContext& context, const XmlNode* configuration);
+    // Applies every section inside the transaction, one at a time as the
+    // walk over the document reaches it; false when a section failed (its
+    // error entry is recorded) and the document must be rolled back.
+    bool applySections(SetConfigContext& context, const XmlElement& configuration);
     // The follow-up of a committed document, in its fixed order.
     void runFollowUp(const SetConfigContext& context);
     // Records an error through the same double log line the sections use.
     void report(int code, const std::string& detail = std::string());
 };
 
-// The handler of a section name (ASCII case ignored), or null for a name the
+// How a section is applied: parsed alone into a tree for its handler, or,
+// for the one section that can hold the whole headend, walked as text.
+struct SectionEntry {
+    const char* name;
+    SectionHandler handler;
+    StreamedSectionHandler streamed;
+};
+
+// The entry of a section name (ASCII case ignored), or null for a name the
 // agent does not know.
-SectionHandler findSection(const std::string& name);
+const SectionEntry* findSection(const std::string& name);
 
 }  // namespace dorel_remote_control
