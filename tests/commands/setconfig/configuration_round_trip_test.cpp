@@ -82,5 +82,28 @@ TEST_P(ConfigurationRoundTrip, TheHeadendComesBackUnchangedAndWhatIsLeftOutStays
     expectUnchanged(withdrawn);
 }
 
+// The modules are applied one at a time as the walk over the document reaches them, all in the document's one
+// transaction: a PID order refused at the very end of the last module takes back what every module wrote before.
+TEST_P(ConfigurationRoundTrip, AValueRefusedInTheLastModuleRollsBackEveryEarlierModule) {
+    const auto before = configRows();
+    const auto set = [](XmlNode* element, const char* text) {  // a parsed element prints its text node
+        XmlNode* node = element->first_node() != nullptr ? element->first_node() : element;
+        node->value(text);
+    };
+    const Errors errors = sendBack([&set](XmlNode* configuration) {
+        for (XmlNode* module = at(configuration, {"modules", "module"}); module; module = module->next_sibling()) {
+            set(at(module, {"attenuation"}), "7");
+            for (XmlNode* service = at(module, {"services", "service"}); service; service = service->next_sibling()) {
+                set(at(service, {"outputName"}), "Renamed");
+                if (module->next_sibling() == nullptr && service->next_sibling() == nullptr) {
+                    set(at(service, {"pidOrders"})->last_node("pidOrder")->first_node("streamId"), "x");
+                }
+            }
+        }
+    });
+    EXPECT_EQ(failed(kInvalidValue, "Invalid value for pidOrder/streamId"), errors);
+    expectUnchanged(before);
+}
+
 }  // namespace
 }  // namespace rctest

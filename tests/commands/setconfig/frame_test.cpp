@@ -16,13 +16,19 @@ const char kWan[] = "/dorel/script/WAN_from_DB.sh";
 
 class Frame : public SetConfigTest {};
 
+// The document is walked over its own text, a section at a time (the reader keeps no buffer of its own, so no
+// element can be split across one): what lies between and around the sections is stepped over as the parser
+// of the whole text would.
 TEST_F(Frame, KeySectionsInAnyLetterCaseStoreTheirKeysAndUnknownSectionsAreSkipped) {
-    EXPECT_EQ(Errors{}, applyErrors("<NETWORK><IP>10.0.0.1</IP></NETWORK><Identification><HEADENDNAME>Roof"
-                                    "</HEADENDNAME><installer/></Identification><colours><red>1</red></colours>"
-                                    "<maturityrating>18</maturityrating><regional><language>fr</language><country>FR"
-                                    "</country><timezone>Europe/Paris</timezone></regional><lnb><oscHighFreq>10700"
-                                    "</oscHighFreq></lnb><remoteControl><interval>5</interval></remoteControl>"
-                                    "<network><ip>10.0.0.2</ip></network>"));
+    EXPECT_EQ(Errors{}, applyErrors("<NETWORK><IP>10.0.0.1</IP></NETWORK><!-- <modules/> --><Identification>"
+                                    "<HEADENDNAME>Roof</HEADENDNAME><installer/></Identification><colours><red>1"
+                                    "</red><![CDATA[</colours><modules>]]></colours><maturityrating>18"
+                                    "</maturityrating><Modules><module><MAC>00:1a:2b:00:00:02</MAC></module>" +
+                                    moduleElement(1, "<attenuation>4</attenuation>") + "</Modules><regional>"
+                                    "<language>fr</language><country>FR</country><timezone>Europe/Paris</timezone>"
+                                    "</regional><lnb><oscHighFreq>10700</oscHighFreq></lnb><remoteControl>"
+                                    "<interval>5</interval></remoteControl><network><ip>10.0.0.2</ip></network>"));
+    EXPECT_EQ("4", value("SELECT Atenuacion FROM RedesModulos WHERE MAC = '" + moduleMac(1) + "'"));
     EXPECT_EQ((Rows{{"LNB_fa", "10700"}, {"MaturityRating", "18"}, {"codtimezone", "fr"},
                     {"identificacion_cabecera", "Roof"}, {"identificacion_instalador", ""}, {"idtimezone", "FR"},
                     {"network_IP", "10.0.0.2"}, {"servidorZAT_intervalo", "5"}, {"subtimezone", "Europe/Paris"}}),
