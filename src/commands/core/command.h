@@ -122,7 +122,9 @@ protected:
     XmlWriter startWrittenResult();
     void finishWrittenResult(XmlWriter& writer);
     // A parameter: the first child of the command element with that name,
-    // parsed alone (the rest of the element stays text).
+    // parsed alone (the rest of the element stays text, so the node has no
+    // siblings: a command that reads its children in a row walks
+    // commandElement() instead).
     XmlNode* parameter(const char* name) const;
     // Whether the command element has any child element.
     bool hasParameters() const;

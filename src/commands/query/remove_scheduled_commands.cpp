@@ -43,7 +43,8 @@ void CmdRemoveScheduledCommands::execute() {
 
     bool deleted;
     std::string failedId = "(all)";
-    if (const XmlNode* firstId = parameter("id")) {
+    // The ids that follow the first are its siblings: the whole element is needed.
+    if (const XmlNode* firstId = childElement(commandElement(), "id")) {
         deleted = deleteByIds(db, firstId, failedId);
     } else {
         deleted = doreldb::deleteWhere(db, doreldb::RCCommand::table(), "deleteStatus", "status = %Q",
