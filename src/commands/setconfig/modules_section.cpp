@@ -1,29 +1,30 @@
 #include "commands/setconfig/modules_section.h"
 
 #include "commands/core/result_codes.h"
-#include "commands/setconfig/module_assignment.h"
-#include "commands/setconfig/module_scope.h"
 #include "common/env.h"
 
 namespace dorel_remote_control {
 
-bool applyModulesSection(SetConfigContext& context, const XmlElement& section) {
-    // Every per-module table is read once here; the handlers below work on
-    // these rows and write back only what changed.
-    ModuleRows rows;
-    if (rows.load(context.db()) != SQLITE_OK) {
-        return context.fail(kCouldNotAccessDatabase, "Could not read " + rows.failedTable());
+ModulesSection::ModulesSection(SetConfigContext& context) : context_(context), assigner_(rows_) {
+    if (rows_.load(context.db()) != SQLITE_OK) {
+        readFailure_ = kCouldNotAccessDatabase;
+        readDetail_ = "Could not read " + rows_.failedTable();
+    } else if (!lnb_.load(context)) {
+        readFailure_ = kCouldNotAccessDatabase;
+        readDetail_ = "Could not read configuracionWebGlobal";
     }
-    LnbOscillators lnb;
-    if (!lnb.load(context)) return context.fail(kCouldNotAccessDatabase, "Could not read configuracionWebGlobal");
+}
 
-    std::vector<AssignedModule> assigned;
-    AssignmentError error;
-    if (!assignModules(context.env(), rows, section, assigned, error)) return context.fail(error.code, error.detail);
+void ModulesSection::add(const ModuleOutline& module) {
+    if (readFailure_ == 0) assigner_.add(module);
+}
 
-    for (const AssignedModule& module : assigned) {
+bool ModulesSection::finish() {
+    if (readFailure_ != 0) return context_.fail(readFailure_, readDetail_);
+    if (!assigner_.finish(context_.env())) return context_.fail(assigner_.error().code, assigner_.error().detail);
+    for (const AssignedModule& module : assigner_.assigned()) {
         const ParsedXml tree(module.element.text.data(), module.element.text.size());
-        ModuleScope scope{context, rows, *module.share, lnb};
+        ModuleScope scope{context_, rows_, *module.share, lnb_};
         if (!applyModuleElement(scope, tree.doc().first_node())) return false;
     }
     return true;

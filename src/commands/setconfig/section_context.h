@@ -15,7 +15,6 @@
 #include "commands/core/result_document.h"
 #include "common/env.h"
 #include "common/xml.h"
-#include "common/xml_stream.h"
 #include "db/access.h"
 #include "db/record.h"
 
@@ -98,8 +97,5 @@ void reportSetConfigError(Env& env, ResultDocument& result, int code, const std:
 
 // The contract every section handler follows.
 using SectionHandler = bool (*)(SetConfigContext& context, const XmlNode* section);
-// The same for a section handed over as text (see xml_stream.h), to be walked
-// and parsed a piece at a time.
-using StreamedSectionHandler = bool (*)(SetConfigContext& context, const XmlElement& section);
 
 }  // namespace dorel_remote_control

@@ -4,6 +4,7 @@
 #include "commands/query/quor_key_tool.h"
 #include "commands/setconfig/country_change.h"
 #include "commands/setconfig/modules_section.h"
+#include "common/xml_tokens.h"
 #include "commands/setconfig/sections.h"
 #include "common/env.h"
 #include "db/access.h"
@@ -17,21 +18,48 @@ namespace {
 
 // Tried in this order; the first match wins.
 const SectionEntry kSections[] = {
-    {"identification", &applyIdentificationSection, nullptr},
-    {"regional", &applyRegionalSection, nullptr},
-    {"maturityRating", &applyMaturityRatingSection, nullptr},
-    {"maintenances", &applyMaintenancesSection, nullptr},
-    {"homeChannels", &applyHomeChannelsSection, nullptr},
-    {"serviceEPGs", &applyServiceEpgsSection, nullptr},
-    {"remoteControl", &applyRemoteControlSection, nullptr},
-    {"network", &applyNetworkSection, nullptr},
-    {"dvbNetworks", &applyDvbNetworksSection, nullptr},
-    {"lnb", &applyLnbSection, nullptr},
-    {"diseqcs", &applyDiseqcsSection, nullptr},
-    {"preferredLanguages", &applyPreferredLanguagesSection, nullptr},
-    {"scramblings", &applyScramblingsSection, nullptr},
-    {"modules", nullptr, &applyModulesSection},
+    {"identification", &applyIdentificationSection},
+    {"regional", &applyRegionalSection},
+    {"maturityRating", &applyMaturityRatingSection},
+    {"maintenances", &applyMaintenancesSection},
+    {"homeChannels", &applyHomeChannelsSection},
+    {"serviceEPGs", &applyServiceEpgsSection},
+    {"remoteControl", &applyRemoteControlSection},
+    {"network", &applyNetworkSection},
+    {"dvbNetworks", &applyDvbNetworksSection},
+    {"lnb", &applyLnbSection},
+    {"diseqcs", &applyDiseqcsSection},
+    {"preferredLanguages", &applyPreferredLanguagesSection},
+    {"scramblings", &applyScramblingsSection},
+    {"modules", nullptr},
 };
+
+// Where the first child of the command element named "configuration" (letter
+// case ignored) starts in its content, or npos; the walk stops there.
+size_t configurationStart(std::string_view content) {
+    XmlTokens tokens(content.data(), content.size());
+    int depth = 0;
+    for (;;) {
+        const XmlToken token = tokens.next();
+        switch (token.kind) {
+        case XmlToken::End:
+        case XmlToken::Malformed:
+            return std::string_view::npos;
+        case XmlToken::EndTag:
+            --depth;
+            break;
+        case XmlToken::StartTag:
+        case XmlToken::EmptyTag:
+            if (depth == 0 && token.nameLength == 13 && strncasecmp(token.name, "configuration", 13) == 0) {
+                return token.begin;
+            }
+            if (token.kind == XmlToken::StartTag) ++depth;
+            break;
+        case XmlToken::Text:
+            break;
+        }
+    }
+}
 
 }  // namespace
 
@@ -49,20 +77,15 @@ void CmdSetConfiguration::report(int code, const std::string& detail) {
 void CmdSetConfiguration::execute() {
     startResult();
     // The document is never parsed whole (its tree would cost several times
-    // its text): the walk finds the configuration, then each section in turn.
-    // The text was checked when the command was made, so the walk refuses
-    // nothing here.
-    XmlChildren children(commandXml());
-    bool found = false;
-    while (!found && children.next()) {
-        const std::string_view name = children.child().name;
-        found = name.size() == 13 && strncasecmp(name.data(), "configuration", 13) == 0;
-    }
-    if (!found) {
+    // its text): one walk over it finds the configuration and hands over each
+    // section as it ends. The text was checked when the command was made.
+    const std::string_view content = commandXml().content;
+    const size_t at = configurationStart(content);
+    if (at == std::string_view::npos) {
         report(kInvalidCommand);
         return;
     }
-    const XmlElement configuration = children.child();
+    const std::string_view configuration = content.substr(at);
     doreldb::DbHandle db = doreldb::openDatabase(env(), env().paths().configGlobalDb());
     if (!db) {
         report(kCouldNotAccessDatabase, "Could not open DB");
@@ -93,27 +116,96 @@ void CmdSetConfiguration::execute() {
     runFollowUp(context);
 }
 
-bool CmdSetConfiguration::applySections(SetConfigContext& context, const XmlElement& configuration) {
-    XmlChildren sections(configuration);
-    while (sections.next()) {
-        const XmlElement& section = sections.child();
-        const std::string name(section.name);
-        SetConfigContext::progress("Processing: " + name);
-        const SectionEntry* entry = findSection(name);
-        if (entry == nullptr) {
-            env().logAlways(kCollectorPriority, "r9::: Unknown configuration setting: %s", name.c_str());
-            env().log(3, "Unknown configuration setting: %s", name.c_str());
+bool CmdSetConfiguration::applySections(SetConfigContext& context, std::string_view text) {
+    // Depth 1 is inside the configuration element, 2 inside a section, 3
+    // inside one of the modules section's elements.
+    XmlTokens tokens(text.data(), text.size());
+    int depth = 0;
+    XmlToken section;
+    const SectionEntry* entry = nullptr;
+    std::unique_ptr<ModulesSection> modules;
+    XmlToken child;
+    ModuleOutline outline;
+    XmlToken identityStart;
+    int identity = kIdentities;
+    for (;;) {
+        const XmlToken token = tokens.next();
+        if (token.kind == XmlToken::End || token.kind == XmlToken::Malformed) return true;
+        if (token.kind == XmlToken::Text) continue;
+        const std::string_view name(token.name, token.nameLength);
+        if (token.kind == XmlToken::EndTag) {
+            --depth;
+            if (depth == 0) return true;  // the configuration's end
+            if (depth == 1 && !applySection(context, entry, modules, text.substr(section.begin, token.end - section.begin))) {
+                return false;
+            }
+            if (depth == 2 && modules) {
+                outline.element.text = text.substr(child.begin, token.end - child.begin);
+                outline.element.content = text.substr(child.end, token.begin - child.end);
+                modules->add(outline);
+            }
+            if (depth == 3 && modules && identity != kIdentities) {
+                outline.identity[identity] = text.substr(identityStart.begin, token.end - identityStart.begin);
+                identity = kIdentities;
+            }
             continue;
         }
-        if (entry->streamed != nullptr) {
-            if (!entry->streamed(context, section)) return false;
-            continue;
+        const bool empty = token.kind == XmlToken::EmptyTag;
+        const std::string_view element = text.substr(token.begin, token.end - token.begin);
+        if (depth == 0 && empty) return true;  // an empty configuration
+        if (depth == 1) {
+            section = token;
+            entry = startSection(context, std::string(name), modules);
+            if (empty && !applySection(context, entry, modules, element)) return false;
+        } else if (depth == 2 && modules) {
+            child = token;
+            outline = ModuleOutline();
+            outline.element.name = name;
+            outline.element.depth = commandXml().depth + 3;
+            if (empty) {
+                outline.element.text = element;
+                outline.element.content = text.substr(token.end, 0);
+                modules->add(outline);
+            }
+        } else if (depth == 3 && modules) {
+            const int which = identityOf(name);
+            if (which != kIdentities && outline.identity[which].data() == nullptr) {
+                if (empty) {
+                    outline.identity[which] = element;
+                } else {
+                    identity = which;
+                    identityStart = token;
+                }
+            }
         }
-        // One section's tree at a time, gone before the next is read.
-        const ParsedXml tree(section.text.data(), section.text.size());
-        if (!entry->handler(context, tree.doc().first_node())) return false;
+        if (!empty) ++depth;
     }
-    return true;
+}
+
+const SectionEntry* CmdSetConfiguration::startSection(SetConfigContext& context, const std::string& name,
+                                                      std::unique_ptr<ModulesSection>& modules) {
+    SetConfigContext::progress("Processing: " + name);
+    const SectionEntry* entry = findSection(name);
+    if (entry == nullptr) {
+        env().logAlways(kCollectorPriority, "r9::: Unknown configuration setting: %s", name.c_str());
+        env().log(3, "Unknown configuration setting: %s", name.c_str());
+    } else if (entry->handler == nullptr) {
+        modules = std::make_unique<ModulesSection>(context);
+    }
+    return entry;
+}
+
+bool CmdSetConfiguration::applySection(SetConfigContext& context, const SectionEntry* entry,
+                                       std::unique_ptr<ModulesSection>& modules, std::string_view text) {
+    if (entry == nullptr) return true;
+    if (modules) {
+        const bool applied = modules->finish();
+        modules.reset();
+        return applied;
+    }
+    // One section's tree at a time, gone before the next is read.
+    const ParsedXml tree(text.data(), text.size());
+    return entry->handler(context, tree.doc().first_node());
 }
 
 void CmdSetConfiguration::runFollowUp(const SetConfigContext& context) {

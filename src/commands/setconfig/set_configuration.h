@@ -10,7 +10,13 @@
 #include "commands/setconfig/section_context.h"
 #include "common/xml_stream.h"
 
+#include <memory>
+#include <string_view>
+
 namespace dorel_remote_control {
+
+class ModulesSection;
+struct SectionEntry;
 
 class CmdSetConfiguration : public Command {
 public:
@@ -20,10 +26,18 @@ protected:
     void execute() override;
 
 private:
-    // Applies every section inside the transaction, one at a time as the
-    // walk over the document reaches it; false when a section failed (its
-    // error entry is recorded) and the document must be rolled back.
-    bool applySections(SetConfigContext& context, const XmlElement& configuration);
+    // Applies every section of the configuration element whose text starts
+    // the view, inside the transaction, one at a time as the walk over the
+    // document reaches its end; false when a section failed (its error entry
+    // is recorded) and the document must be rolled back.
+    bool applySections(SetConfigContext& context, std::string_view configuration);
+    // At a section's start tag: its progress line, and its entry (null for an
+    // unknown section, logged); the modules section starts taking modules.
+    const SectionEntry* startSection(SetConfigContext& context, const std::string& name,
+                                     std::unique_ptr<ModulesSection>& modules);
+    // At its end: the section applied (nothing for an unknown one).
+    bool applySection(SetConfigContext& context, const SectionEntry* entry, std::unique_ptr<ModulesSection>& modules,
+                      std::string_view text);
     // The follow-up of a committed document, in its fixed order.
     void runFollowUp(const SetConfigContext& context);
     // Records an error through the same double log line the sections use.
@@ -31,11 +45,11 @@ private:
 };
 
 // How a section is applied: parsed alone into a tree for its handler, or,
-// for the one section that can hold the whole headend, walked as text.
+// for the one section that can hold the whole headend (handler null), taken
+// a module element at a time (modules_section.h).
 struct SectionEntry {
     const char* name;
     SectionHandler handler;
-    StreamedSectionHandler streamed;
 };
 
 // The entry of a section name (ASCII case ignored), or null for a name the
