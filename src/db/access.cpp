@@ -16,6 +16,7 @@ namespace doreldb {
 namespace {
 
 const int kAttempts = 3;
+const size_t kAllColumns = static_cast<size_t>(-1);
 
 // Text from sqlite3_mprintf(), freed with sqlite3_free().
 struct SqlFree {
@@ -168,11 +169,13 @@ bool readValue(sqlite3_stmt* statement, int column, tSqlite3parent& value) {
 // has a column of its name; when it has none, at its own place after all (or
 // nowhere, past the row's end), which is logged once per table and
 // connection. -1 means the column reads as NULL.
-std::vector<int> columnPlaces(const DbHandle& db, sqlite3_stmt* statement, const TableDef& table) {
+std::vector<int> columnPlaces(const DbHandle& db, sqlite3_stmt* statement, const TableDef& table,
+                              size_t leftOut = kAllColumns) {
     const int count = sqlite3_column_count(statement);
     std::vector<int> places(table.knownColumns(), -1);
     std::string missing;
     for (size_t known = 0; known < places.size(); ++known) {
+        if (known == leftOut) continue;
         const int own = static_cast<int>(known);
         if (!table.byPosition(known)) {
             for (int i = 0; i < count && places[known] < 0; ++i) {
@@ -196,13 +199,13 @@ std::vector<int> columnPlaces(const DbHandle& db, sqlite3_stmt* statement, const
 // that failed half-way handed over). Rows are stepped straight into the
 // records, so each value is copied once.
 int readRows(const std::function<void(Record&&)>& add, const std::function<void()>& clear, const DbHandle& db,
-             const TableDef& table, const char* sql, char** error) {
+             const TableDef& table, const char* sql, char** error, size_t leftOut = kAllColumns) {
     clear();
     sqlite3_stmt* prepared = nullptr;
     int rc = sqlite3_prepare_v2(db.get(), sql, -1, &prepared, nullptr);
     Statement statement(prepared);
     if (rc == SQLITE_OK && statement) {
-        const std::vector<int> places = columnPlaces(db, prepared, table);
+        const std::vector<int> places = columnPlaces(db, prepared, table, leftOut);
         while ((rc = sqlite3_step(prepared)) == SQLITE_ROW) {
             std::vector<tSqlite3parent> values(places.size());
             for (size_t i = 0; i < places.size() && rc == SQLITE_ROW; ++i) {
@@ -225,10 +228,11 @@ int readRows(const std::function<void(Record&&)>& add, const std::function<void(
 }
 
 int selectWithRetry(const DbHandle& db, const TableDef& table, const char* sql,
-                    const std::function<void(Record&&)>& add, const std::function<void()>& clear) {
+                    const std::function<void(Record&&)>& add, const std::function<void()>& clear,
+                    size_t leftOut = kAllColumns) {
     const std::string failure = "Error leyendo datos tabla " + table.name() + " . intento: ";
     return withRetry(
-        db, "doSelect", [&](char** error) { return readRows(add, clear, db, table, sql, error); },
+        db, "doSelect", [&](char** error) { return readRows(add, clear, db, table, sql, error, leftOut); },
         [&](int) { return failure; });
 }
 
@@ -249,6 +253,28 @@ struct VaListEnd {
 };
 
 }  // namespace
+
+std::vector<Record> doSelectWithout(const DbHandle& db, const TableDef& table, size_t leftOut,
+                                    const char* whereFormat, ...) {
+    // Named columns, unless some are known only by their place.
+    std::string columns;
+    for (size_t i = 0; i < table.knownColumns() && leftOut != kAllColumns; ++i) {
+        if (table.byPosition(i)) leftOut = kAllColumns;
+        if (i != leftOut) columns += (columns.empty() ? "" : ", ") + table.columns()[i];
+    }
+    if (leftOut == kAllColumns) columns = "*";
+    std::string format = "SELECT " + columns + " FROM " + table.name() + " ";
+    if (whereFormat != nullptr) format += whereFormat;
+    va_list args;
+    va_start(args, whereFormat);
+    VaListEnd end{args};
+    SqlText sql = vformat(format, args);
+    std::vector<Record> rows;
+    selectWithRetry(
+        db, table, sql.get(), [&](Record&& row) { rows.push_back(std::move(row)); }, [&] { rows.clear(); },
+        leftOut);
+    return rows;
+}
 
 std::vector<Record> doSelect(const DbHandle& db, const TableDef& table, const char* whereFormat, ...) {
     std::vector<Record> rows;

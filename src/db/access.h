@@ -66,6 +66,12 @@ DbHandle openDatabase(Env& env, const std::string& path);
 // fails three times returns an empty list.
 std::vector<Record> doSelect(const DbHandle& db, const TableDef& table, const char* whereFormat = nullptr, ...);
 
+// The same select without the column leftOut, which reads as NULL (a caller
+// reads a large value its own way, see command_store.h). A table with columns
+// known only by their place is read whole.
+std::vector<Record> doSelectWithout(const DbHandle& db, const TableDef& table, size_t leftOut,
+                                    const char* whereFormat = nullptr, ...);
+
 // The same select for callers that must tell "no rows" from "could not read":
 // fills rows and returns the SQLite code of the last attempt (0 on success).
 int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& table, const char* whereFormat, ...);

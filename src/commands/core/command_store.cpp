@@ -5,6 +5,7 @@
 #include "db/tables.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -115,6 +116,25 @@ void load(Command& command, const doreldb::Record& row) {
 
 std::vector<doreldb::Record> selectId(const doreldb::DbHandle& db, int id) {
     return doreldb::doSelect(db, col::table(), " WHERE id = %Q ", std::to_string(id).c_str());
+}
+
+std::vector<doreldb::Record> selectIdWithoutText(const doreldb::DbHandle& db, int id) {
+    return doreldb::doSelectWithout(db, col::table(), col::command, " WHERE id = %Q ", std::to_string(id).c_str());
+}
+
+std::string readCommandText(const doreldb::DbHandle& db, int id) {
+    // The id is the row id: the database assigns it on insert.
+    sqlite3_blob* blob = nullptr;
+    std::string text;
+    if (sqlite3_blob_open(db.get(), "main", col::table().name().c_str(), "command", id, 0, &blob) == SQLITE_OK) {
+        text.resize(static_cast<size_t>(sqlite3_blob_bytes(blob)));
+        if (sqlite3_blob_read(blob, &text[0], static_cast<int>(text.size()), 0) != SQLITE_OK) text.clear();
+        if (const void* nul = memchr(text.data(), 0, text.size())) {
+            text.resize(static_cast<size_t>(static_cast<const char*>(nul) - text.data()));
+        }
+    }
+    sqlite3_blob_close(blob);
+    return text;
 }
 
 std::vector<doreldb::Record> selectFinished(const doreldb::DbHandle& db) {

@@ -7,6 +7,7 @@
 
 #include <ctime>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -61,6 +62,14 @@ constexpr long kDueLookAheadSeconds = 70;
 
 // The row with that id (none when it is gone).
 std::vector<doreldb::Record> selectId(const doreldb::DbHandle& db, int id);
+// The same without its command text, which reads as NULL: readCommandText
+// reads that.
+std::vector<doreldb::Record> selectIdWithoutText(const doreldb::DbHandle& db, int id);
+// The stored command text of the row with that id (up to a NUL byte, as a
+// select reads it), read from the database's pages straight into one string:
+// a select would have SQLite copy the whole value once more first. Empty when
+// there is none.
+std::string readCommandText(const doreldb::DbHandle& db, int id);
 // Rows whose result waits for delivery (status 2).
 std::vector<doreldb::Record> selectFinished(const doreldb::DbHandle& db);
 // Rows to run now: status 0, and status 4 due within 70 seconds of now;

@@ -51,7 +51,11 @@ std::shared_ptr<Command> createCommand(Env& env, std::string envelopeText) {
 bool knownCommand(std::string_view name) { return findCommand(std::string(name).c_str()) != nullptr; }
 
 std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row) {
-    std::shared_ptr<Command> command = createCommand(env, row.text(doreldb::RCCommand::command));
+    return createFromRow(env, row, row.text(doreldb::RCCommand::command));
+}
+
+std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row, std::string text) {
+    std::shared_ptr<Command> command = createCommand(env, std::move(text));
     load(*command, row);
     return command;
 }
@@ -91,9 +95,9 @@ namespace {
 // A stored row that cannot be made into a command again stays where it is: it
 // is logged on every pass rather than silently dropped, and it never stops the
 // loop (a damaged table must not take the daemon down on every restart).
-std::shared_ptr<Command> recreate(Env& env, const doreldb::Record& row) {
+std::shared_ptr<Command> recreate(Env& env, const doreldb::Record& row, std::string* text = nullptr) {
     try {
-        return createFromRow(env, row);
+        return text != nullptr ? createFromRow(env, row, std::move(*text)) : createFromRow(env, row);
     } catch (const InvalidCommandError& e) {
         env.log(3, "Invalid command: %s", e.what());
     } catch (const CommandParsingError& e) {
@@ -110,12 +114,22 @@ void runQueued(PollContext& context, const QueuedCommand& queued) {
     Env& env = context.env;
     std::shared_ptr<Command> command;
     if (queued.rowId > 0) {
-        const std::vector<doreldb::Record> rows = readRows(env, selectId, queued.rowId);
+        // The text is read apart from the rest of the row, once: a command
+        // may be megabytes long.
+        std::vector<doreldb::Record> rows;
+        std::string text;
+        {
+            doreldb::DbHandle db = doreldb::openDatabase(env, env.paths().remoteControlDb());
+            if (db) rows = selectIdWithoutText(db, queued.rowId);
+            if (!rows.empty() && rows.front().toInt(doreldb::RCCommand::status) == kStatusReceived) {
+                text = readCommandText(db, queued.rowId);
+            }
+        }  // the command saves itself through its own connection
         if (rows.empty() || rows.front().toInt(doreldb::RCCommand::status) != kStatusReceived) {
             env.log(7, "Queued command %d is no longer waiting", queued.rowId);
             return;
         }
-        command = recreate(env, rows.front());
+        command = recreate(env, rows.front(), &text);
     } else {
         try {
             command = createCommand(env, queued.envelope);

@@ -26,8 +26,10 @@ std::shared_ptr<Command> createCommand(Env& env, std::string envelopeText);
 // Whether the factory makes a command of that name (letter case ignored).
 bool knownCommand(std::string_view name);
 
-// Re-creates a stored command and loads its row.
+// Re-creates a stored command and loads its row; the command's text is the
+// row's, or the one given (read apart from the row, see command_store.h).
 std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row);
+std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row, std::string text);
 
 // run() then sendResult().
 void runAndReport(PollContext& context, Command& command);
