@@ -3,7 +3,7 @@
 # built with AddressSanitizer and UndefinedBehaviorSanitizer in
 # build-sanitize/. A fixed number of runs per target, bounded in time as well;
 # new inputs and crash files go to a temporary directory, never into the
-# repository. fuzz/README.md tells how to run a long campaign.
+# repository. doc/fuzzing.md tells how to run a long campaign.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

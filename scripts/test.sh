@@ -40,7 +40,7 @@ if [ "$status" -eq 0 ] && [ "$selftest" -ne 0 ]; then
 fi
 native_result=$([ "$status" -eq 0 ] && echo passed || echo FAILED)
 
-# ---- hardening: the suite under ASan/UBSan, fuzz smoke runs (fuzz/README.md) ----
+# ---- hardening: the suite under ASan/UBSan, fuzz smoke runs (doc/fuzzing.md) ----
 hardening=0
 bash scripts/test-sanitizers.sh </dev/null || hardening=1
 bash scripts/fuzz-smoke.sh </dev/null || hardening=1

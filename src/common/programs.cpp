@@ -219,6 +219,13 @@ ProgramResult runProgram(Env& env, const ProgramCall& call, unsigned timeoutMill
     for (int signal : {SIGPIPE, SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM}) sigaddset(&signals, signal);
     posix_spawnattr_setsigdefault(&attributes.attributes, &signals);
 
+    // Where exec runs in a forked child (some libcs, qemu-user), a program
+    // that cannot start would come back as exit status 127, the same as one
+    // that ran and answered 127; asking first keeps the two apart.
+    if (path.find('/') != std::string::npos && access(path.c_str(), X_OK) != 0) {
+        env.log(3, "Could not start %s: %s", shownAs().c_str(), strerror(errno));
+        return result;
+    }
     fflush(nullptr);  // keep the agent's buffered output ahead of the program's
     pid_t pid = -1;
     const int spawned = path.find('/') == std::string::npos
