@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
             return 1;
         }
         command->run();
-        const std::string printed = command->result().print(env);
+        const std::string& printed = command->result().print(env);
         if (print) {
             fwrite(printed.data(), 1, printed.size(), stdout);
         } else {

@@ -1,5 +1,6 @@
 #include "common/xml_writer.h"
 
+#include "common/memory.h"
 #include "common/xml_entities.h"
 
 #include <cstring>
@@ -10,6 +11,7 @@ namespace {
 // Below glibc's threshold for mapping a block of its own, so the blocks come
 // from and go back to the heap like any other allocation.
 constexpr size_t kBlockSize = 64 * 1024;
+constexpr size_t kPagesReturnedEvery = 1024 * 1024;
 
 // A value is escaped this many characters at a time, so that the room asked
 // for stays small however long the value is.
@@ -62,14 +64,28 @@ void BlockText::append(char c, size_t count) {
     commit(count);
 }
 
-void BlockText::appendTo(std::string& out) const {
-    out.reserve(out.size() + size_);
-    for (const Block& block : blocks_) out.append(block.data.get(), block.used);
+void BlockText::moveTo(std::string& out) {
+    size_t moved = 0;
+    for (Block& block : blocks_) {
+        out.append(block.data.get(), block.used);
+        block.data.reset();
+        moved += block.used;
+        // The string's pages are touched only as they are filled; the freed
+        // blocks' pages go back as it grows, not all at the end.
+        if (moved >= kPagesReturnedEvery) {
+            returnFreedMemory();
+            moved = 0;
+        }
+    }
+    blocks_.clear();
+    size_ = 0;
+    returnFreedMemory();
 }
 
-std::string BlockText::str() const {
+std::string BlockText::str() && {
     std::string out;
-    appendTo(out);
+    out.reserve(size_);
+    moveTo(out);
     return out;
 }
 

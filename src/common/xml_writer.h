@@ -28,9 +28,11 @@ public:
 
     size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
-    // Appends the whole text to out.
-    void appendTo(std::string& out) const;
-    std::string str() const;
+    // Appends the whole text to out and lets go of it block by block, so that
+    // a large text is held about once while it moves (out should have room
+    // for it already: growing a string copies it).
+    void moveTo(std::string& out);
+    std::string str() &&;
 
 private:
     struct Block {

@@ -252,7 +252,18 @@ struct VaListEnd {
     ~VaListEnd() { va_end(args); }
 };
 
+const BorrowedText* lentFor(std::initializer_list<BorrowedText> borrowed, size_t column) {
+    for (const BorrowedText& lent : borrowed) {
+        if (lent.column == column) return &lent;
+    }
+    return nullptr;
+}
+
 }  // namespace
+
+void keepPageCacheSmall(const DbHandle& db) {
+    sqlite3_exec(db.get(), "PRAGMA cache_size = -256", nullptr, nullptr, nullptr);
+}
 
 std::vector<Record> doSelectWithout(const DbHandle& db, const TableDef& table, size_t leftOut,
                                     const char* whereFormat, ...) {
@@ -298,22 +309,25 @@ int selectEach(const DbHandle& db, const TableDef& table, const std::function<vo
     return selectWithRetry(db, table, sql.c_str(), add, clear);
 }
 
-int update(const DbHandle& db, Record& record) {
+int update(const DbHandle& db, Record& record, std::initializer_list<BorrowedText> borrowed) {
     const TableDef& table = record.table();
     std::string items;
     std::vector<Bound> values;
     std::vector<std::string> replaced;  // texts whose '%' was turned into a blank
     replaced.reserve(table.knownColumns());
     for (size_t i = 0; i < table.knownColumns(); ++i) {
-        if (!record.modified(i)) continue;
+        const BorrowedText* lent = lentFor(borrowed, i);
+        if (lent == nullptr && !record.modified(i)) continue;
         const tSqlite3parent& value = record.value(i);
-        Bound bound = boundValue(value);
+        Bound bound = lent != nullptr ? Bound{lent->text.data(), static_cast<int>(lent->text.size())} : boundValue(value);
         // Older readers of these tables fed the values through printf; the
         // headend still expects at most the first '%' turned into a blank.
-        if (!value.isNull() && strchr(value.c_str(), '%') != nullptr) {
-            replaced.emplace_back(value.c_str());
-            replaced.back()[replaced.back().find('%')] = ' ';
-            bound = Bound{replaced.back().c_str(), -1};
+        const std::string_view text = lent != nullptr ? lent->text : value.isNull() ? std::string_view() : value.c_str();
+        const size_t percent = text.find('%');
+        if (percent != std::string_view::npos) {
+            replaced.emplace_back(text);
+            replaced.back()[percent] = ' ';
+            bound = Bound{replaced.back().c_str(), static_cast<int>(replaced.back().size())};
             // "[DEBUG_DB]update: sustituido caracter % por espacio" is not logged.
         }
         if (!items.empty()) items += ",";
@@ -329,7 +343,7 @@ int update(const DbHandle& db, Record& record) {
     return rc;
 }
 
-int insert(const DbHandle& db, Record& record, const BorrowedText* borrowed) {
+int insert(const DbHandle& db, Record& record, std::initializer_list<BorrowedText> borrowed) {
     const TableDef& table = record.table();
     std::string columns;
     std::string marks;
@@ -341,8 +355,8 @@ int insert(const DbHandle& db, Record& record, const BorrowedText* borrowed) {
         }
         columns += table.columns()[i];
         marks += "?";
-        if (borrowed != nullptr && borrowed->column == i) {
-            values.push_back(Bound{borrowed->text.data(), static_cast<int>(borrowed->text.size())});
+        if (const BorrowedText* lent = lentFor(borrowed, i)) {
+            values.push_back(Bound{lent->text.data(), static_cast<int>(lent->text.size())});
         } else {
             values.push_back(boundValue(record.value(i)));
         }

@@ -16,6 +16,7 @@
 #include <sqlite3.h>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,6 +62,11 @@ private:
 // by another of the headend's programs waits up to 3 seconds for it.
 DbHandle openDatabase(Env& env, const std::string& path);
 
+// For a walk that reads each table once into rows: SQLite's own cache of
+// their pages would only double what is held, so it is kept to a few hundred
+// KiB, enough for a transaction's written pages up to a few hundred services.
+void keepPageCacheSmall(const DbHandle& db);
+
 // "SELECT * FROM <table> " followed by whereFormat (when given), expanded with
 // sqlite3_vmprintf over the remaining const char* arguments. A select that
 // fails three times returns an empty list.
@@ -82,12 +88,6 @@ int selectRows(std::vector<Record>& rows, const DbHandle& db, const TableDef& ta
 int selectEach(const DbHandle& db, const TableDef& table, const std::function<void(Record&&)>& add,
                const std::function<void()>& clear);
 
-// "UPDATE <table> SET" with an item " <column> = ? " per modified column and
-// " WHERE <key> = ?". The first '%' of each modified text is replaced by a
-// blank first. Lowers the flags on success. Returns the SQLite code of the last
-// attempt (0 on success, and 0 without a statement when nothing is modified).
-int update(const DbHandle& db, Record& record);
-
 // A text bound straight from the caller's memory instead of the record's value
 // of that column, so that a large one is not copied into a record first.
 struct BorrowedText {
@@ -95,9 +95,16 @@ struct BorrowedText {
     std::string_view text;
 };
 
+// "UPDATE <table> SET" with an item " <column> = ? " per modified column and
+// " WHERE <key> = ?". The first '%' of each modified text is replaced by a
+// blank first. Lowers the flags on success. Returns the SQLite code of the last
+// attempt (0 on success, and 0 without a statement when nothing is modified).
+// A borrowed text counts as a modified column.
+int update(const DbHandle& db, Record& record, std::initializer_list<BorrowedText> borrowed = {});
+
 // "INSERT INTO <table> (<known columns>)  VALUES (?, ... ? )". A record whose
 // key is NULL gets the new row id. Returns the SQLite code of the last attempt.
-int insert(const DbHandle& db, Record& record, const BorrowedText* borrowed = nullptr);
+int insert(const DbHandle& db, Record& record, std::initializer_list<BorrowedText> borrowed = {});
 
 // "DELETE FROM <table> WHERE <key> = %Q" with the record's key.
 int deleteId(const DbHandle& db, const Record& record);

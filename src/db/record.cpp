@@ -42,4 +42,9 @@ bool Record::anyModified() const {
 
 void Record::clearModified() { modified_.clear(); }
 
+void Record::release() {
+    std::vector<tSqlite3parent>().swap(values_);
+    std::vector<unsigned char>().swap(modified_);
+}
+
 }  // namespace doreldb

@@ -40,6 +40,9 @@ public:
     bool modified(size_t column) const;
     bool anyModified() const;
     void clearModified();
+    // Lets go of every value, for a walk that has written the row and will
+    // not read it again; the row then reads as all NULL.
+    void release();
 
 private:
     const TableDef* table_;

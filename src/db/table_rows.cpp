@@ -1,5 +1,7 @@
 #include "db/table_rows.h"
 
+#include "common/memory.h"
+
 #include "db/access.h"
 #include "db/like.h"
 #include "db/tables.h"
@@ -96,6 +98,15 @@ RowSelection TableRows::where(std::initializer_list<LikeFilter> filters) {
 const Record* TableRows::first(std::initializer_list<LikeFilter> filters) {
     const RowSelection selected = where(filters);
     return selected.empty() ? nullptr : selected.front();
+}
+
+void TableRows::release(const RowSelection& selected) {
+    for (const Record* row : selected) rows_[static_cast<size_t>(row - rows_.data())].release();
+}
+
+HeadendRows::~HeadendRows() {
+    tables_.clear();
+    dorel_remote_control::returnFreedMemory();
 }
 
 TableRows& HeadendRows::table(const TableDef& definition) {

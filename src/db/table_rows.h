@@ -109,6 +109,9 @@ public:
     RowSelection where(std::initializer_list<LikeFilter> filters);
     // The first row the filter selects, or null.
     const Record* first(std::initializer_list<LikeFilter> filters);
+    // Lets go of the values of rows a walk has written and will not select
+    // again (see Record::release); the index stays as it is.
+    void release(const RowSelection& selected);
 
 private:
     // The rows whose filtered columns are all non-NULL, ordered by a hash of
@@ -133,6 +136,10 @@ public:
     // Either handle may be null or closed: its tables then have no rows.
     HeadendRows(const DbHandle* configGlobal, const DbHandle* tempGlobal)
         : configGlobal_(configGlobal), tempGlobal_(tempGlobal) {}
+
+    HeadendRows(const HeadendRows&) = delete;
+    HeadendRows& operator=(const HeadendRows&) = delete;
+    ~HeadendRows();
 
     TableRows& table(const TableDef& definition);
 

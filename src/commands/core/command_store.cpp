@@ -27,8 +27,9 @@ bool deleteRow(const doreldb::DbHandle& db, const Command& command) {
 
 // Inserts a new row (the database assigns its id) or, when id is above 0,
 // updates every column of that row but the command's text, which never
-// changes once stored. The text is written from where it is, not copied.
-bool writeRow(const doreldb::DbHandle& db, int& id, int commandId, std::string_view text, const std::string& result,
+// changes once stored. The texts are written from where they are, not copied:
+// either may be megabytes long.
+bool writeRow(const doreldb::DbHandle& db, int& id, int commandId, std::string_view text, std::string_view result,
               int status, long nextTime, const std::string& schedule) {
     db.env().log(7, "Saving command to DB");
     const bool isNew = id < 1;
@@ -39,13 +40,13 @@ bool writeRow(const doreldb::DbHandle& db, int& id, int commandId, std::string_v
         row.setInt(col::id, static_cast<long>(id));
     }
     row.setInt(col::commandId, static_cast<long>(commandId));
-    row.set(col::result, result);
     row.setInt(col::status, static_cast<long>(status));
     row.setInt(col::nextTime, nextTime);
     row.set(col::schedule, schedule);
 
     const doreldb::BorrowedText command{col::command, text};
-    const int rc = isNew ? doreldb::insert(db, row, &command) : doreldb::update(db, row);
+    const doreldb::BorrowedText printed{col::result, result};
+    const int rc = isNew ? doreldb::insert(db, row, {command, printed}) : doreldb::update(db, row, {printed});
     if (rc != SQLITE_OK) return false;
     if (isNew) id = row.toInt(col::id);
     return true;

@@ -66,7 +66,7 @@ void runAndReport(PollContext& context, Command& command) {
 }
 
 void sendResult(PollContext& context, Command& command) {
-    const std::string text = command.result().print(context.env);
+    const std::string& text = command.result().print(context.env);
     writeToStdout(text);
 
     const std::string url = settings().serverAddress() + "commandResult";

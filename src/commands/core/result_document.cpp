@@ -46,6 +46,8 @@ void ResultDocument::build(const std::string& commandId) {
     loadedCanonical_.clear();
     errors_.clear();
     dataText_ = BlockText();
+    printed_ = std::string();
+    writtenAt_ = writtenSize_ = 0;
     markSet_ = false;
 
     const Settings& identity = settings();
@@ -88,7 +90,7 @@ void ResultDocument::clear() {
     build(nodeText(commandId_));
 }
 
-std::string ResultDocument::render(Env* log) {
+void ResultDocument::render(Env* log) {
     errorsElement_->remove_all_nodes();
     for (const auto& entry : errors_) {
         XmlNode* error = appendElement(doc_->doc(), errorsElement_, "error");
@@ -96,7 +98,10 @@ std::string ResultDocument::render(Env* log) {
         appendElement(doc_->doc(), error, "text", entry.second);
         if (log != nullptr) log->log(3, "Command error: %d %s", entry.first, entry.second.c_str());
     }
-    if (dataText_.empty()) return kXmlDeclaration + printXml(*root_);
+    if (dataText_.empty() && writtenSize_ == 0) {
+        printed_ = kXmlDeclaration + printXml(*root_);
+        return;
+    }
 
     XmlNode* mark = doc_->doc().allocate_node(rapidxml::node_element, kDataTextMark);
     data_->append_node(mark);
@@ -104,22 +109,32 @@ std::string ResultDocument::render(Env* log) {
     data_->remove_node(mark);
     const size_t at = tree.rfind(kDataTextLine);
     const size_t markSize = sizeof kDataTextLine - 1;
-    std::string text;
-    text.reserve(strlen(kXmlDeclaration) + tree.size() - markSize + 1 + dataText_.size());
-    text += kXmlDeclaration;
-    text.append(tree, 0, at + 1);
-    dataText_.appendTo(text);
-    text.append(tree, at + markSize, std::string::npos);
-    return text;
+    const std::string head = kXmlDeclaration + tree.substr(0, at + 1);
+    const std::string tail = tree.substr(at + markSize);
+    if (writtenSize_ == 0) {
+        // Room for the output and for more errors in a later print, so that
+        // neither copies the output.
+        const size_t kSpare = 4096;
+        printed_ = std::string();
+        printed_.reserve(head.size() + dataText_.size() + tail.size() + kSpare);
+        printed_ = head;
+        writtenSize_ = dataText_.size();
+        dataText_.moveTo(printed_);
+        printed_ += tail;
+    } else {
+        printed_.replace(writtenAt_ + writtenSize_, std::string::npos, tail);
+        printed_.replace(0, writtenAt_, head);
+    }
+    writtenAt_ = head.size();
 }
 
-std::string ResultDocument::print(Env& env) {
-    std::string text = render(&env);
+const std::string& ResultDocument::print(Env& env) {
+    render(&env);
     // A reloaded result goes out exactly as it was stored as long as nothing
     // changed it: printing a parsed tree does not reproduce every text (an
     // all-blank value, for one, would lose its blanks).
-    if (!loadedText_.empty() && text == loadedCanonical_) return loadedText_;
-    return text;
+    if (!loadedText_.empty() && printed_ == loadedCanonical_) return loadedText_;
+    return printed_;
 }
 
 void ResultDocument::loadPrinted(const std::string& text) {
@@ -144,12 +159,14 @@ void ResultDocument::loadPrinted(const std::string& text) {
     data_ = childOrAppend(*doc, root, "data");
     errorsElement_ = errorsElement;
     dataText_ = BlockText();
+    writtenSize_ = 0;
     root_ = root;
     doc_ = std::move(parsed);
     errors_ = std::move(errors);
     markSet_ = true;
     loadedText_ = text;
-    loadedCanonical_ = render(nullptr);
+    render(nullptr);
+    loadedCanonical_ = std::move(printed_);
 }
 
 }  // namespace dorel_remote_control

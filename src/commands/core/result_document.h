@@ -54,15 +54,21 @@ public:
     // children, setDataText() takes the finished text, and print() writes it
     // inside data after whatever the tree holds there.
     static XmlWriter dataWriter();
-    void setDataText(BlockText text) { dataText_ = std::move(text); }
+    void setDataText(BlockText text) {
+        dataText_ = std::move(text);
+        writtenSize_ = 0;
+    }
 
     // Drops the error entries, the output and the explicit mark (a retried
     // command starts again from a clean result).
     void clear();
 
     // Declaration, newline and the printed tree. Logs each error as
-    // "Command error: %d %s".
-    std::string print(Env& env);
+    // "Command error: %d %s". The text is the document's own, valid until it
+    // is printed again or cleared: a written output of megabytes moves into
+    // it at the first print and stays there, and a later print rewrites only
+    // what surrounds it.
+    const std::string& print(Env& env);
 
     // Replaces the whole result by a printed one read back from the store, so
     // that it prints again to the same text. Throws rapidxml::parse_error.
@@ -71,8 +77,8 @@ public:
 private:
     void build(const std::string& commandId);
     // Writes the error entries into the tree (logging each when log is
-    // given) and prints it.
-    std::string render(Env* log);
+    // given) and prints it into printed_.
+    void render(Env* log);
 
     std::unique_ptr<ParsedXml> doc_;  // a reloaded text's parse, or a fresh document
     std::string loadedText_;     // a reloaded text, returned as it was while unchanged
@@ -82,7 +88,10 @@ private:
     XmlNode* mark_ = nullptr;
     XmlNode* errorsElement_ = nullptr;
     XmlNode* data_ = nullptr;
-    BlockText dataText_;
+    BlockText dataText_;         // written output not yet printed
+    std::string printed_;        // the last print
+    size_t writtenAt_ = 0;       // where the written output is in printed_
+    size_t writtenSize_ = 0;     // and its size (0: none there)
     std::map<int, std::string> errors_;
     bool markSet_ = false;
 };

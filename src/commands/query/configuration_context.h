@@ -38,6 +38,7 @@ public:
         bool cam = false;          // family 36, model neither 2 nor 13: has a CAM
         bool cloneCapable = false; // family 36, model other than 2
         bool cableRf = false;      // modulates DVB-C (ModoSalidaRF non-zero)
+        bool listedOnce = true;    // no other module row has its MAC
     };
     const Module& module() const { return module_; }
     void setModule(const Module& module) { module_ = module; }

@@ -23,6 +23,8 @@ void CmdGetConfiguration::writeDocument(XmlWriter& out) {
 
     // A database that opened but cannot be read still gives a document: its
     // tables simply contribute nothing.
+    doreldb::keepPageCacheSmall(configGlobal);
+    doreldb::keepPageCacheSmall(tempGlobal);
     doreldb::HeadendRows rows(&configGlobal, &tempGlobal);
     ConfigurationContext context(out, rows, settings().model(), env().paths());
     writeConfiguration(context);

@@ -253,12 +253,17 @@ void addServices(ConfigurationContext& c, const db::tSqlite3parent& mac) {
         addColumns(c, *row, kService);
         addLiveStatus(c, *row, mac);
         c.open("pidOrders");
-        for (const db::Record* pid : pids.where({{db::PIDsSalidaGlobal::fk_idSSG, row->value(db::ServiciosSalidaGlobal::idSSG)}})) {
+        const db::RowSelection orders = pids.where({{db::PIDsSalidaGlobal::fk_idSSG, row->value(db::ServiciosSalidaGlobal::idSSG)}});
+        for (const db::Record* pid : orders) {
             if (!listedPid(*pid)) continue;
             c.open("pidOrder");
             addColumns(c, *pid, kPidOrder);
             c.close();
         }
+        // The PID orders are most of a large headend's rows: each goes once
+        // it is written, so the document grows into the memory they leave
+        // (a module listed twice, from a damaged table, keeps them).
+        if (c.module().listedOnce) pids.release(orders);
         c.close();
         c.close();
     }
@@ -285,8 +290,10 @@ const ColumnElement kModuleNetwork[] = {
     {"dvbNetworkId", db::RedesModulos::RED, nullptr, nullptr},
 };
 
-void addModule(ConfigurationContext& c, const db::Record& row) {
-    c.setModule(moduleKind(row));
+void addModule(ConfigurationContext& c, const db::Record& row, bool listedOnce) {
+    ConfigurationContext::Module kind = moduleKind(row);
+    kind.listedOnce = listedOnce;
+    c.setModule(kind);
     const db::tSqlite3parent& mac = row.value(db::RedesModulos::MAC);
     c.open("module");
     addColumns(c, row, kModuleIdentity);
@@ -307,7 +314,10 @@ void addModule(ConfigurationContext& c, const db::Record& row) {
 }  // namespace
 
 void writeModules(ConfigurationContext& context) {
-    for (const db::Record& row : context.table(db::RedesModulos::table()).all()) addModule(context, row);
+    db::TableRows& modules = context.table(db::RedesModulos::table());
+    for (const db::Record& row : modules.all()) {
+        addModule(context, row, modules.where({{db::RedesModulos::MAC, row.value(db::RedesModulos::MAC)}}).size() == 1);
+    }
 }
 
 }  // namespace dorel_remote_control

@@ -91,10 +91,7 @@ void CmdSetConfiguration::execute() {
         report(kCouldNotAccessDatabase, "Could not open DB");
         return;
     }
-    // The section's tables are read once and kept as rows, so SQLite's own
-    // cache of their pages only doubles what is held; a small one still keeps
-    // a transaction's written pages in memory up to a few hundred services.
-    sqlite3_exec(db.get(), "PRAGMA cache_size = -256", nullptr, nullptr, nullptr);
+    doreldb::keepPageCacheSmall(db);
     SetConfigContext context(db, result(), settings().model());
     doreldb::Transaction transaction(db);
     if (transaction.begin() != SQLITE_OK) {

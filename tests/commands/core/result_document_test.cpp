@@ -47,6 +47,10 @@ TEST(ResultDocument, WrittenOutputPrintsAsTheSameTreeUntilCleared) {
     appendElement(built.doc(), output, "empty");
     EXPECT_EQ(built.print(env_), written.print(env_));
     EXPECT_EQ(built.print(env_), written.print(env_)) << "printing again gives the same text";
+    for (const std::string& detail : {std::string("rolled back"), std::string(5000, 'x'), std::string()}) {
+        for (ResultDocument* r : {&written, &built}) r->addError(904, detail);
+        EXPECT_EQ(built.print(env_), written.print(env_)) << "what surrounds the output changed after it printed";
+    }
     written.clear();
     EXPECT_NE(std::string::npos, written.print(env_).find("\t<data/>\n"));
 }
