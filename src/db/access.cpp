@@ -261,8 +261,9 @@ const BorrowedText* lentFor(std::initializer_list<BorrowedText> borrowed, size_t
 
 }  // namespace
 
-void keepPageCacheSmall(const DbHandle& db) {
-    sqlite3_exec(db.get(), "PRAGMA cache_size = -256", nullptr, nullptr, nullptr);
+void keepPageCacheSmall(const DbHandle& db, int kib) {
+    const std::string pragma = "PRAGMA cache_size = -" + std::to_string(kib);
+    sqlite3_exec(db.get(), pragma.c_str(), nullptr, nullptr, nullptr);
 }
 
 std::vector<Record> doSelectWithout(const DbHandle& db, const TableDef& table, size_t leftOut,

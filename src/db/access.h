@@ -62,10 +62,11 @@ private:
 // by another of the headend's programs waits up to 3 seconds for it.
 DbHandle openDatabase(Env& env, const std::string& path);
 
-// For a walk that reads each table once into rows: SQLite's own cache of
-// their pages would only double what is held, so it is kept to a few hundred
-// KiB, enough for a transaction's written pages up to a few hundred services.
-void keepPageCacheSmall(const DbHandle& db);
+// For a walk that reads each table once into rows, or a write of large rows:
+// SQLite's own cache of their pages would only double what is held, so it is
+// kept to a few hundred KiB, enough for a transaction's written pages up to a
+// few hundred services.
+void keepPageCacheSmall(const DbHandle& db, int kib = 256);
 
 // "SELECT * FROM <table> " followed by whereFormat (when given), expanded with
 // sqlite3_vmprintf over the remaining const char* arguments. A select that

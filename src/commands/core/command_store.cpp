@@ -71,6 +71,10 @@ bool save(Command& command) {
 
 StoreBatch::StoreBatch(Env& env) : db_(doreldb::openDatabase(env, env.paths().remoteControlDb())) {
     if (!db_) return;
+    // A command of megabytes is built into one row by SQLite next to the
+    // reply it comes from; its pages need not be cached on top of that, and
+    // a batch of small commands fits in a few pages.
+    doreldb::keepPageCacheSmall(db_, 64);
     transaction_ = std::make_unique<doreldb::Transaction>(db_);
     ok_ = transaction_->begin() == SQLITE_OK;
 }

@@ -37,5 +37,22 @@ TEST_F(CommandStore, ABatchStoresAllItsCommandsOrNone) {
     EXPECT_EQ((Rows{{"1"}, {"3"}}), query("SELECT commandId FROM RCCommand ORDER BY id", kStoreDb));
 }
 
+// A text of megabytes is written into its row page by page instead of through
+// the statement; what is stored, and what a restart reads back, is the same.
+TEST_F(CommandStore, LongTextsAreStoredAndReadBackAsAnyOther) {
+    const std::string padding(70 * 1024, 'p');
+    auto command = createCommand(env(), "<command><id>7</id><data><changePassword><user>" + padding +
+                                            "</user></changePassword></data></command>");
+    ASSERT_TRUE(save(*command));
+    command->result().addError(kInvalidValue, "100% " + padding);
+    ASSERT_TRUE(save(*command)) << "an update of the row";
+    const Rows stored = query("SELECT command, result FROM RCCommand", kStoreDb);
+    ASSERT_EQ(1u, stored.size());
+    EXPECT_EQ(command->envelopeText(), stored[0][0]);
+    EXPECT_NE(std::string::npos, stored[0][1].find("100  " + padding)) << "an update blanks the first '%'";
+    const doreldb::DbHandle db = doreldb::openDatabase(env(), env().paths().remoteControlDb());
+    EXPECT_EQ(command->envelopeText(), readCommandText(db, command->id()));
+}
+
 }  // namespace
 }  // namespace rctest
