@@ -99,7 +99,7 @@ void ModuleRows::group() {
     indexBy(modulatorByOutput_, modulators_, doreldb::RFOutGlobal::fk_idSalidasLogicasGlobal);
     pidsByService_.clear();
     for (size_t row = 0; row < pids_.size(); ++row) {
-        pidsByService_[pids_[row].text(doreldb::PIDsSalidaGlobal::fk_idSSG)].push_back(row);
+        pidsByService_[pidText(row, doreldb::PIDsSalidaGlobal::fk_idSSG)].push_back(row);
     }
 }
 
@@ -155,8 +155,8 @@ size_t ModuleRows::addService(ModuleShare& share, Record row) {
     return services_.size() - 1;
 }
 
-size_t ModuleRows::addPid(const std::string& serviceKey, Record row) {
-    pids_.push_back(std::move(row));
+size_t ModuleRows::addPid(const std::string& serviceKey, const Record& row) {
+    pids_.push_back(row);
     pidsByService_[serviceKey].push_back(pids_.size() - 1);
     return pids_.size() - 1;
 }

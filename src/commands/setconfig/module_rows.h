@@ -9,6 +9,8 @@
 #include "db/record.h"
 
 #include "db/access.h"
+#include "db/packed_rows.h"
+#include "db/tables.h"
 
 #include <deque>
 #include <string>
@@ -57,10 +59,14 @@ public:
     // Adds a new service row to the module (not yet in the database).
     size_t addService(ModuleShare& share, doreldb::Record row);
 
-    // The PID rows of a service (fk_idSSG = the service's key).
+    // The PID rows of a service (fk_idSSG = the service's key). They are most
+    // of a large headend's rows, so they are kept packed: read one as a
+    // record to change it and put it back with storePid(), or read a value.
     std::vector<size_t>& pidsOf(const std::string& serviceKey) { return pidsByService_[serviceKey]; }
-    doreldb::Record& pid(size_t row) { return pids_[row]; }
-    size_t addPid(const std::string& serviceKey, doreldb::Record row);
+    doreldb::Record pid(size_t row) const { return pids_.at(row); }
+    std::string pidText(size_t row, size_t column) const { return std::string(pids_.text(row, column)); }
+    void storePid(size_t row, const doreldb::Record& record) { pids_.replace(row, record); }
+    size_t addPid(const std::string& serviceKey, const doreldb::Record& row);
 
 private:
     void group();
@@ -71,7 +77,7 @@ private:
     std::vector<doreldb::Record> outputs_;
     std::vector<doreldb::Record> modulators_;
     std::deque<doreldb::Record> services_;   // grows while a document is applied
-    std::deque<doreldb::Record> pids_;
+    doreldb::PackedRows pids_{doreldb::PIDsSalidaGlobal::table()};
     std::vector<doreldb::Record> diseqcs_;
 
     std::vector<ModuleShare> shares_;                                   // one per module row

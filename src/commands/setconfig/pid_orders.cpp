@@ -30,7 +30,8 @@ const ValueRule kPidRules[] = {
 };
 const ValueRule& kStreamRule = kPidRules[1];
 
-bool isDeleted(const doreldb::Record& row) { return lenientWholeNumber(row.text(psg::EstadoBorrado)) > 0; }
+bool isDeleted(const std::string& estadoBorrado) { return lenientWholeNumber(estadoBorrado) > 0; }
+bool isDeleted(const doreldb::Record& row) { return isDeleted(row.text(psg::EstadoBorrado)); }
 
 // The first PID of the service, not yet matched, on that stream: a live one
 // before a deleted one. Returns its position in `pids`.
@@ -42,9 +43,8 @@ bool findPid(ModuleScope& scope, const std::vector<size_t>& pids, const std::vec
     if (std::to_string(number) != stream) return false;
     bool any = false;
     for (size_t i = 0; i < confirmed.size(); ++i) {
-        const doreldb::Record& row = scope.rows.pid(pids[i]);
-        if (confirmed[i] || lenientWholeNumber(row.text(psg::StreamId)) != number) continue;
-        if (!isDeleted(row)) {
+        if (confirmed[i] || lenientWholeNumber(scope.rows.pidText(pids[i], psg::StreamId)) != number) continue;
+        if (!isDeleted(scope.rows.pidText(pids[i], psg::EstadoBorrado))) {
             found = i;
             return true;
         }
@@ -52,6 +52,14 @@ bool findPid(ModuleScope& scope, const std::vector<size_t>& pids, const std::vec
         any = true;
     }
     return any;
+}
+
+// Writes a changed PID row and keeps the store in step with the database.
+bool savePid(ModuleScope& scope, size_t row, doreldb::Record& pid, const char* failureText) {
+    if (!pid.anyModified()) return true;
+    if (!saveRow(scope.context, pid, failureText)) return false;
+    scope.rows.storePid(row, pid);
+    return true;
 }
 
 doreldb::Record newPid(const doreldb::Record& service) {
@@ -79,10 +87,12 @@ bool applyPidOrder(ModuleScope& scope, doreldb::Record& service, const XmlNode* 
     std::vector<size_t>& pids = scope.rows.pidsOf(service.key());
     size_t position = 0;
     doreldb::Record fresh = newPid(service);
+    doreldb::Record stored(psg::table());
     doreldb::Record* row = &fresh;
     if (streamChild != nullptr && findPid(scope, pids, confirmed, stream, position)) {
         confirmed[position] = true;
-        row = &scope.rows.pid(pids[position]);
+        stored = scope.rows.pid(pids[position]);
+        row = &stored;
         if (isDeleted(*row)) {
             row->set(psg::EstadoBorrado, kNotDeleted);
             row->setIfDifferent(psg::EstadoPID, kPidLive);
@@ -95,7 +105,7 @@ bool applyPidOrder(ModuleScope& scope, doreldb::Record& service, const XmlNode* 
 
     WalkOutcome outcome;
     if (!applyRules(scope.context, ruleTable(kPidRules), element, {row}, outcome)) return false;
-    if (row != &fresh) return saveRow(scope.context, *row, "Could not update pidOrder");
+    if (row != &fresh) return savePid(scope, pids[position], stored, "Could not update pidOrder");
     if (doreldb::insert(scope.context.db(), fresh) != SQLITE_OK) {
         return scope.context.fail(kCouldNotAccessDatabase, "Could not insert pidOrder");
     }
@@ -103,11 +113,12 @@ bool applyPidOrder(ModuleScope& scope, doreldb::Record& service, const XmlNode* 
     return true;
 }
 
-bool markDeleted(ModuleScope& scope, doreldb::Record& pid, const char* failureText) {
+bool markDeleted(ModuleScope& scope, size_t row, const char* failureText) {
+    doreldb::Record pid = scope.rows.pid(row);
     if (isDeleted(pid)) return true;
     pid.set(psg::EstadoBorrado, kDeleted);
     pid.setIfDifferent(psg::EstadoPID, kPidDropped);
-    return saveRow(scope.context, pid, failureText);
+    return savePid(scope, row, pid, failureText);
 }
 
 }  // namespace
@@ -122,14 +133,14 @@ bool applyPidOrders(ModuleScope& scope, doreldb::Record& service, const XmlNode*
     }
     const std::vector<size_t>& pids = scope.rows.pidsOf(service.key());
     for (size_t i = 0; i < confirmed.size(); ++i) {
-        if (!confirmed[i] && !markDeleted(scope, scope.rows.pid(pids[i]), "Could not update pidOrder")) return false;
+        if (!confirmed[i] && !markDeleted(scope, pids[i], "Could not update pidOrder")) return false;
     }
     return true;
 }
 
 bool deletePidsOf(ModuleScope& scope, const doreldb::Record& service) {
     for (size_t row : scope.rows.pidsOf(service.key())) {
-        if (!markDeleted(scope, scope.rows.pid(row), "Could not update pidIt")) return false;
+        if (!markDeleted(scope, row, "Could not update pidIt")) return false;
     }
     return true;
 }
