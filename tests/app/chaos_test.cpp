@@ -6,21 +6,16 @@
 #include "agent_process.h"
 #include "support/command_test.h"
 #include "support/headend_root.h"
-#include "support/process_helpers.h"
 #include "support/test_server.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdio>
-#include <csignal>
 #include <ctime>
 #include <map>
 #include <random>
 #include <set>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -59,22 +54,10 @@ class Chaos : public ::testing::Test {
 protected:
     void SetUp() override { root.setConfig("servidorZAT_activo", "1"); }
 
-    pid_t start() const {
-        return rctest::spawnProcess(
-            rctest::agentCommandLine({"--once", "-p", root.rooted("/var/run/remote-control.pid")}));
-    }
-    // Waits for the agent up to `limit`; kills it when it is still running.
-    // True when it ended by itself.
-    static bool finishOrKill(pid_t pid, std::chrono::milliseconds limit) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        int status = 0;
-        while (std::chrono::steady_clock::now() < deadline) {
-            if (waitpid(pid, &status, WNOHANG) == pid) return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        kill(pid, SIGKILL);
-        waitpid(pid, &status, 0);
-        return false;
+    // A pass of the agent, killed (-1) when it still runs after `limit`.
+    int pass(std::chrono::milliseconds limit) const {
+        return rctest::Child(rctest::agentCommandLine({"--once", "-p", root.rooted("/var/run/remote-control.pid")}))
+            .finish(limit);
     }
     // Notes every stored command and fails on a command stored twice.
     void snapshot(const std::string& when) {
@@ -96,18 +79,17 @@ TEST_F(Chaos, KillsAtRandomMomentsLoseNothingAndRepeatNothing) {
     const auto began = std::chrono::steady_clock::now();
 
     // How long one undisturbed pass takes here; the kills fall anywhere in it.
-    const auto passStart = std::chrono::steady_clock::now();
-    ASSERT_TRUE(finishOrKill(start(), std::chrono::seconds(30)));
-    const auto pass =
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - passStart);
+    ASSERT_EQ(0, pass(std::chrono::seconds(30)));
+    const auto onePass =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
     snapshot("after the first pass");
-    std::printf("chaos: one pass takes %ld ms\n", static_cast<long>(pass.count()));
+    std::printf("chaos: one pass takes %ld ms\n", static_cast<long>(onePass.count()));
 
     std::mt19937 random(20261122);
-    std::uniform_int_distribution<long> moment(1, pass.count() * 6 / 5 + 1);
+    std::uniform_int_distribution<long> moment(1, onePass.count() * 6 / 5 + 1);
     int kills = 0;
     for (int attempt = 0; kills < kKills && attempt < 4 * kKills; ++attempt) {
-        if (!finishOrKill(start(), std::chrono::milliseconds(moment(random)))) ++kills;
+        kills += pass(std::chrono::milliseconds(moment(random))) == -1;
         snapshot("after kill " + std::to_string(kills));
     }
     EXPECT_EQ(kKills, kills);
@@ -117,7 +99,7 @@ TEST_F(Chaos, KillsAtRandomMomentsLoseNothingAndRepeatNothing) {
     rctest::TestServer quiet(root, "{}");
     quiet.configureAgent();
     for (int run = 0; run < 4 && !root.query(kDb, "SELECT id FROM RCCommand").empty(); ++run) {
-        ASSERT_TRUE(finishOrKill(start(), std::chrono::seconds(30)));
+        ASSERT_EQ(0, pass(std::chrono::seconds(30)));
         snapshot("in the final passes");
     }
     EXPECT_TRUE(root.query(kDb, "SELECT commandId, status FROM RCCommand WHERE status IN ('0', '1')").empty());

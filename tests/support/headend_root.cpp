@@ -81,7 +81,7 @@ HeadendRoot::HeadendRoot(const std::vector<std::string>& extraArgs) {
     std::vector<std::string> argv = {"python3", devkitDir() + "/make-headend", root_,
                                      "--cert-cache", certCacheDir()};
     argv.insert(argv.end(), extraArgs.begin(), extraArgs.end());
-    int status = runProcess(argv);
+    int status = Child(argv).finish(std::chrono::minutes(5));
     if (status != 0) {
         removeTreeNoShell(root_);
         std::string command;

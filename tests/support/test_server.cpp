@@ -1,36 +1,20 @@
-// The dev kit's HTTPS test server run for one test.
+// The dev kit's HTTPS test server run for one test; its directory is under the
+// root's, and goes with it.
 #include "support/test_server.h"
 
 #include "support/headend_root.h"
-#include "support/process_helpers.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <chrono>
-#include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <cstdlib>
-#include <sys/wait.h>
 #include <thread>
 
 namespace rctest {
 
 namespace {
-
-// The server is up in well under a second; this only bounds a broken start.
-constexpr auto kStartTimeout = std::chrono::seconds(10);
-constexpr auto kPollInterval = std::chrono::milliseconds(20);
-
-void stopChild(int pid) {
-    if (pid <= 0) return;
-    kill(pid, SIGTERM);
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-}
 
 // Flattens the request log into records separated by \x1e with fields
 // separated by \x1f, in RecordedRequest's order. Failed TLS handshakes are
@@ -61,58 +45,31 @@ std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
-bool readPort(const std::string& path, int& port) {
-    std::ifstream in(path);
-    return static_cast<bool>(in >> port) && port > 0;
-}
-
 }  // namespace
 
-TestServer::TestServer(const HeadendRoot& root, const std::string& scriptJson,
-                       const std::string& certSet)
-    : root_(root) {
-    dir_ = makeTempDir("server-", root.rooted("/devkit"));
-    const std::string script = dir_ + "/script.json";
-    const std::string portFile = dir_ + "/port";
-    {
-        std::ofstream out(script);
-        out << scriptJson;
-        if (!out) throw std::runtime_error("cannot write " + script);
-    }
-    pid_ = spawnProcess({"python3", devkitDir() + "/testserver.py", "--root", root.path(),
-                         "--script", script, "--log", dir_ + "/requests.jsonl", "--port-file",
-                         portFile, "--cert-set", certSet, "--idle-exit", "300"});
-    const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
-    while (!readPort(portFile, port_)) {
-        int status = 0;
-        if (waitpid(pid_, &status, WNOHANG) == pid_) {
-            pid_ = -1;
-            throw std::runtime_error("the test server exited at start (bad script or "
-                                     "certificates?); see its message above");
+TestServer::TestServer(const HeadendRoot& root, const std::string& scriptJson, const std::string& certSet)
+    : root_(root), dir_(makeTempDir("server-", root.rooted("/devkit"))) {
+    std::ofstream(dir_ + "/script.json") << scriptJson;
+    server_ = std::make_unique<Child>(std::vector<std::string>{
+        "python3", devkitDir() + "/testserver.py", "--root", root.path(), "--script", dir_ + "/script.json", "--log",
+        dir_ + "/requests.jsonl", "--port-file", dir_ + "/port", "--cert-set", certSet, "--idle-exit", "300"});
+    // The server is up in well under a second; this only bounds a broken start.
+    for (int polls = 0; !(std::ifstream(dir_ + "/port") >> port_) || port_ <= 0; ++polls) {
+        if (!server_->running()) {
+            throw std::runtime_error("the test server exited at start (bad script or certificates?); see above");
         }
-        if (std::chrono::steady_clock::now() > deadline) {
-            stopChild(pid_);
-            pid_ = -1;
-            throw std::runtime_error("the test server did not report its port within 10 s");
-        }
-        std::this_thread::sleep_for(kPollInterval);
+        if (polls == 500) throw std::runtime_error("the test server did not report its port within 10 s");
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
 }
 
-TestServer::~TestServer() {
-    stopChild(pid_);
-    removeTreeNoShell(dir_);
-}
-
-std::string TestServer::baseUrl() const {
-    return "https://127.0.0.1:" + std::to_string(port_) + "/";
-}
+std::string TestServer::baseUrl() const { return "https://127.0.0.1:" + std::to_string(port_) + "/"; }
 
 void TestServer::configureAgent() const { root_.setConfig("servidorZAT_direccion", baseUrl()); }
 
 std::vector<RecordedRequest> TestServer::requests() const {
     const std::string flatFile = dir_ + "/requests.flat";
-    if (runProcess({"python3", "-c", kFlattenLog, dir_ + "/requests.jsonl", flatFile}) != 0) {
+    if (Child({"python3", "-c", kFlattenLog, dir_ + "/requests.jsonl", flatFile}).finish(std::chrono::minutes(1)) != 0) {
         ADD_FAILURE() << "the request log could not be read";
     }
     std::ifstream in(flatFile, std::ios::binary);
@@ -127,7 +84,7 @@ std::vector<RecordedRequest> TestServer::requests() const {
             ADD_FAILURE() << "unreadable request record: " << record;
             continue;
         }
-        out.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[6], f[7] == "1", atoi(f[8].c_str())});
+        out.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[7] == "1", atoi(f[8].c_str())});
     }
     return out;
 }
