@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -16,33 +15,31 @@ namespace rctest {
 
 namespace {
 
-// Flattens the request log into records separated by \x1e with fields
-// separated by \x1f, in RecordedRequest's order. Failed TLS handshakes are
-// logged as events without a method and are left out.
-const char* const kFlattenLog = R"(
-import json, sys
-out = open(sys.argv[2], "w", encoding="utf-8")
-for line in open(sys.argv[1], encoding="utf-8"):
-    if not line.strip():
-        continue
-    r = json.loads(line)
-    if "method" not in r:
-        continue
-    h = {k.lower(): v for k, v in r.get("headers", {}).items()}
-    fields = [r["method"], r["path"], r.get("body", ""), h.get("content-type", ""), h.get("accept", ""),
-              r.get("client_subject") or "", r.get("user") or "", "1" if r.get("auth_ok") else "0",
-              str(r.get("status", 0))]
-    out.write("\x1f".join(fields) + "\x1e")
-)";
-
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    size_t start = 0;
-    for (size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + 1) {
-        parts.push_back(text.substr(start, end - start));
+// The value of "key" in one line of the request log as json.dumps writes it
+// (ensure_ascii off): a string unescaped, anything else as written, "" for
+// null or when absent. A '"' inside a string is always escaped, so only a key
+// can match.
+std::string field(const std::string& line, const std::string& key) {
+    size_t at = line.find("\"" + key + "\": ");
+    if (at == std::string::npos) return "";
+    at += key.size() + 4;
+    if (line[at] != '"') {
+        const std::string value = line.substr(at, line.find_first_of(",}", at) - at);
+        return value == "null" ? "" : value;
     }
-    parts.push_back(text.substr(start));
-    return parts;
+    std::string text;
+    for (size_t i = at + 1; i < line.size() && line[i] != '"'; ++i) {
+        char c = line[i];
+        if (c == '\\' && line[++i] == 'u') {
+            c = static_cast<char>(std::stoi(line.substr(i + 1, 4), nullptr, 16));  // only control characters
+            i += 4;
+        } else if (c == '\\') {
+            c = line[i];
+            c = c == 'n' ? '\n' : c == 'r' ? '\r' : c == 't' ? '\t' : c == 'b' ? '\b' : c == 'f' ? '\f' : c;
+        }
+        text += c;
+    }
+    return text;
 }
 
 }  // namespace
@@ -68,23 +65,13 @@ std::string TestServer::baseUrl() const { return "https://127.0.0.1:" + std::to_
 void TestServer::configureAgent() const { root_.setConfig("servidorZAT_direccion", baseUrl()); }
 
 std::vector<RecordedRequest> TestServer::requests() const {
-    const std::string flatFile = dir_ + "/requests.flat";
-    if (Child({"python3", "-c", kFlattenLog, dir_ + "/requests.jsonl", flatFile}).finish(std::chrono::minutes(1)) != 0) {
-        ADD_FAILURE() << "the request log could not be read";
-    }
-    std::ifstream in(flatFile, std::ios::binary);
-    const std::string flat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-
     std::vector<RecordedRequest> out;
-    std::vector<std::string> records = split(flat, '\x1e');
-    records.pop_back();  // after the last separator
-    for (const std::string& record : records) {
-        std::vector<std::string> f = split(record, '\x1f');
-        if (f.size() != 9) {
-            ADD_FAILURE() << "unreadable request record: " << record;
-            continue;
-        }
-        out.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[7] == "1", atoi(f[8].c_str())});
+    std::ifstream log(dir_ + "/requests.jsonl");
+    for (std::string line; std::getline(log, line);) {
+        if (line.find("\"method\": ") == std::string::npos) continue;  // a failed TLS handshake
+        out.push_back({field(line, "method"), field(line, "path"), field(line, "body"), field(line, "Content-Type"),
+                       field(line, "Accept"), field(line, "client_subject"), field(line, "auth_ok") == "true",
+                       std::atoi(field(line, "status").c_str())});
     }
     return out;
 }
