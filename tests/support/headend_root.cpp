@@ -82,8 +82,7 @@ void HeadendRoot::exec(const std::string& dbFixedPath, const std::string& sql) c
     sqlite3_free(error);
 }
 
-std::vector<std::vector<std::string>> HeadendRoot::query(const std::string& dbFixedPath,
-                                                         const std::string& sql) const {
+std::vector<std::vector<std::string>> HeadendRoot::query(const std::string& dbFixedPath, const std::string& sql) const {
     std::vector<std::vector<std::string>> rows;
     const auto db = openExisting(rooted(dbFixedPath));
     sqlite3_stmt* raw = nullptr;

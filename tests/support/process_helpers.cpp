@@ -25,12 +25,18 @@ std::string makeTempDir(const std::string& prefix, const std::string& parent) {
     return pattern;
 }
 
+namespace {
+
+int removeEntry(const char* path, const struct stat*, int type, struct FTW*) {
+    return (type == FTW_DP ? rmdir(path) : unlink(path)) == 0 || errno == ENOENT ? 0 : -1;
+}
+
+}  // namespace
+
 bool removeTreeNoShell(const std::string& path) {
     struct stat st;
     if (lstat(path.c_str(), &st) != 0) return errno == ENOENT;
-    return nftw(path.c_str(), [](const char* entry, const struct stat*, int type, struct FTW*) {
-        return (type == FTW_DP ? rmdir(entry) : unlink(entry)) == 0 || errno == ENOENT ? 0 : -1;
-    }, 16, FTW_DEPTH | FTW_PHYS) == 0;
+    return nftw(path.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS) == 0;
 }
 
 Child::Child(const std::vector<std::string>& argv, const std::string& out, const std::string& err) {

@@ -18,11 +18,11 @@ struct RecordedRequest {
     std::string method;
     std::string path;
     std::string body;
-    std::string contentType;     // "" when absent
-    std::string accept;          // "" when absent
-    std::string clientSubject;   // subject of the client certificate
+    std::string contentType;    // "" when absent
+    std::string accept;         // "" when absent
+    std::string clientSubject;  // subject of the client certificate
     bool authOk = false;
-    int status = 0;              // what the server answered
+    int status = 0;  // what the server answered
 };
 
 class TestServer {
