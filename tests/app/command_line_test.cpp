@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <regex>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -60,12 +59,10 @@ TEST_F(CommandLine, BadOptionsPointToHelpAndPositionalArgumentsChangeNothing) {
 }
 
 TEST_F(CommandLine, ALivePidFileRefusesASecondInstanceAndAStaleOneIsTakenOver) {
-    pid_t dead = fork();
-    if (dead == 0) _exit(0);
-    waitpid(dead, nullptr, 0);
+    const std::string dead = std::to_string(runAgent({"-h"}).pid) + "\n";  // ended, and reaped
     // A live process (this test) holds the pid file.
     const std::string live = std::to_string(getpid()) + "\n";
-    for (const std::string& held : {live, std::to_string(dead) + "\n", std::string("garbage"), std::string("")}) {
+    for (const std::string& held : {live, dead, std::string("garbage"), std::string("")}) {
         root.writeFile("/var/run/remote-control.pid", held);
         AgentRun run = runAgent({"-o", "-p", pidFile()});
         EXPECT_EQ(held == live ? 1 : 0, run.exitCode) << held << run.err;

@@ -2,32 +2,26 @@
 // server: what the server receives and what the headend holds afterwards.
 #include "agent_process.h"
 #include "support/command_test.h"
-#include "support/headend_root.h"
-#include "support/test_server.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ctime>
 
 namespace {
 
 using rctest::envelope;
-using rctest::runAgent;
+const char* const kStore = "/dorel/DB/remote_control.sqlite";
 
-std::string reply(const std::string& commands) {
-    return "<?xml version=\\\"1.0\\\" encoding=\\\"utf-8\\\"?><statusReply><commands>" + commands +
-           "</commands></statusReply>";
-}
-
-std::string script(const std::string& statusReply) {
-    return R"({"routes": {"/status": [{"code": 200, "body": ")" + statusReply + R"("}]}})";
+// The answer script: one status reply that carries the commands.
+std::string script(const std::string& commands) {
+    return R"({"routes": {"/status": [{"body": "<?xml version=\"1.0\" encoding=\"utf-8\"?><statusReply><commands>)" +
+           commands + R"(</commands></statusReply>"}]}})";
 }
 
 std::vector<rctest::RecordedRequest> onPath(const rctest::TestServer& server, const std::string& path) {
-    std::vector<rctest::RecordedRequest> out;
-    for (const auto& r : server.requests()) {
-        if (r.path == path) out.push_back(r);
-    }
+    std::vector<rctest::RecordedRequest> out = server.requests();
+    out.erase(std::remove_if(out.begin(), out.end(), [&](const auto& r) { return r.path != path; }), out.end());
     return out;
 }
 
@@ -35,13 +29,9 @@ class EndToEnd : public ::testing::Test {
 protected:
     void SetUp() override { root.setConfig("servidorZAT_activo", "1"); }
     int runOnce() {
-        rctest::AgentRun run = runAgent({"--once", "-p", root.rooted("/var/run/remote-control.pid")});
+        rctest::AgentRun run = rctest::runAgent({"--once", "-p", root.rooted("/var/run/remote-control.pid")});
         EXPECT_EQ(0, run.exitCode) << run.err;
         return run.exitCode;
-    }
-    std::vector<std::vector<std::string>> commandRows() const {
-        return root.query("/dorel/DB/remote_control.sqlite",
-                          "SELECT commandId, status, nextTime, schedule FROM RCCommand ORDER BY id");
     }
 
     rctest::HeadendRoot root;
@@ -52,11 +42,11 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
     char due[32];
     strftime(due, sizeof due, "%Y-%m-%dT%H:%M:%S", gmtime(&in1h));
     rctest::TestServer server(
-        root, script(reply(envelope(11, "changePassword", "<username>installer</username><password>pa55</password>") +
-                           envelope(12, "formatDisks") +
-                           envelope(13, "scheduleCommands", "<datetime>" + std::string(due) + "</datetime><commands>" +
-                                                                envelope(14, "stopTVCAMOTAFirmwareUpgrade") +
-                                                                "</commands>"))));
+        root, script(envelope(11, "changePassword", "<username>installer</username><password>pa55</password>") +
+                     envelope(12, "formatDisks") +
+                     envelope(13, "scheduleCommands",
+                              "<datetime>" + std::string(due) + "</datetime><commands>" +
+                                  envelope(14, "stopTVCAMOTAFirmwareUpgrade") + "</commands>")));
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
 
@@ -70,9 +60,8 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
     EXPECT_NE(std::string::npos, results[1].body.find("<scheduleCommandsResult/>"));
 
     // Delivered commands left the table; the scheduled one waits for its time.
-    const auto rows = commandRows();
-    ASSERT_EQ(1u, rows.size());
-    EXPECT_EQ((std::vector<std::string>{"14", "4", std::to_string(in1h), due}), rows[0]);
+    EXPECT_EQ((std::vector<std::vector<std::string>>{{"14", "4", std::to_string(in1h), due}}),
+              root.query(kStore, "SELECT commandId, status, nextTime, schedule FROM RCCommand"));
     EXPECT_EQ("pa55", root.query("/dorel/DB/config_local.sqlite",
                                  "SELECT clave FROM usuario WHERE usuario = 'installer'")[0][0]);
     EXPECT_EQ("1", root.config("servidorZAT_conectado"));
@@ -82,7 +71,7 @@ TEST_F(EndToEnd, OnePassRunsTheRepliedCommandsAndDeliversTheirResults) {
 // reboot and ends; the restarted agent delivers the stored result.
 TEST_F(EndToEnd, AControllerResetIsReportedByTheRestartedAgent) {
     const std::string macs = "<modules><mac>00:1A:2B:FF:FF:01</mac><mac>00:1A:2B:00:00:02</mac></modules>";
-    rctest::TestServer server(root, script(reply(envelope(31, "resetModules", macs))));
+    rctest::TestServer server(root, script(envelope(31, "resetModules", macs)));
     server.configureAgent();
     ASSERT_EQ(0, runOnce());
     const auto calls = root.stubCalls();
@@ -98,7 +87,7 @@ TEST_F(EndToEnd, AControllerResetIsReportedByTheRestartedAgent) {
     ASSERT_EQ(1u, results.size());
     EXPECT_NE(std::string::npos, results[0].body.find("<commandId>31</commandId>"));
     EXPECT_NE(std::string::npos, results[0].body.find("<resetModulesResult/>"));
-    EXPECT_TRUE(commandRows().empty());
+    EXPECT_TRUE(root.query(kStore, "SELECT id FROM RCCommand").empty());
 }
 
 }  // namespace

@@ -35,11 +35,10 @@ struct HungPrograms : CommandTest {
 };
 
 TEST_F(HungPrograms, EachIsStoppedAtItsTimeOutAndFailsAsItAlwaysHas) {
-    const std::string apply = "<firmware><filename>fw.bin</filename><md5>663840473143a11ec7047ffcb444aa31</md5>"
-                              "</firmware>";
     auto applyFirmware = [&] {
         root_.writeFile("/dorel/rc_uploads/fw.bin", "package B");
-        return codes("applyFirmwareUpgrade", apply);
+        return codes("applyFirmwareUpgrade",
+                     "<firmware><filename>fw.bin</filename><md5>663840473143a11ec7047ffcb444aa31</md5></firmware>");
     };
     int n = 0;
     auto network = [&] {
@@ -53,9 +52,8 @@ TEST_F(HungPrograms, EachIsStoppedAtItsTimeOutAndFailsAsItAlwaysHas) {
     } cases[] = {
         {"SERIAL",
          [&] {
-             settings() = Settings();
              try {
-                 settings().load(env());
+                 loadSettings();
              } catch (const ReadConfigError& e) {
                  return std::string(e.what());
              }

@@ -17,31 +17,21 @@ extern "C" double __wrap_ceil(double);
 
 namespace {
 
-struct Closer {
-    void operator()(sqlite3* db) const { sqlite3_close(db); }
-};
-
-// The value of `expression`, or "NULL".
+// The value of `expression`, "NULL", or what SQLite says is wrong with it.
 std::string evaluate(sqlite3* db, const std::string& expression) {
-    sqlite3_stmt* statement = nullptr;
+    sqlite3_stmt* raw = nullptr;
     const std::string sql = "SELECT " + expression;
-    if (sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-        return std::string("error: ") + sqlite3_errmsg(db);
-    }
-    std::string value = "no row";
-    if (sqlite3_step(statement) == SQLITE_ROW) {
-        value = sqlite3_column_type(statement, 0) == SQLITE_NULL
-                    ? "NULL"
-                    : std::to_string(sqlite3_column_double(statement, 0));
-    }
-    sqlite3_finalize(statement);
-    return value;
+    if (sqlite3_prepare_v2(db, sql.c_str(), -1, &raw, nullptr) != SQLITE_OK) return sqlite3_errmsg(db);
+    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement(raw, sqlite3_finalize);
+    if (sqlite3_step(raw) != SQLITE_ROW) return "no row";
+    return sqlite3_column_type(raw, 0) == SQLITE_NULL ? "NULL" : std::to_string(sqlite3_column_double(raw, 0));
 }
 
 TEST(SqliteMath, EachFunctionReachesItsOwnImplementation) {
     sqlite3* raw = nullptr;
-    ASSERT_EQ(sqlite3_open(":memory:", &raw), SQLITE_OK);
-    std::unique_ptr<sqlite3, Closer> db(raw);
+    const int opened = sqlite3_open(":memory:", &raw);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> db(raw, sqlite3_close);
+    ASSERT_EQ(SQLITE_OK, opened);
 
     const struct {
         const char* expression;

@@ -42,7 +42,9 @@ public:
     // Time-outs.
     unsigned timeoutMillis(dorel_remote_control::Program program) const override;
     void setTimeoutMillis(dorel_remote_control::Program program, unsigned ms) { timeouts_[program] = ms; }
-    unsigned transferStallSeconds() const override { return stallSeconds_ ? stallSeconds_ : Env::transferStallSeconds(); }
+    unsigned transferStallSeconds() const override {
+        return stallSeconds_ ? stallSeconds_ : Env::transferStallSeconds();
+    }
     unsigned stallSeconds_ = 0;
 
 protected:

@@ -4,6 +4,9 @@
 // goes, also when the test fails.
 #pragma once
 
+#include "support/process_helpers.h"
+
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,12 +18,11 @@ struct RecordedRequest {
     std::string method;
     std::string path;
     std::string body;
-    std::string contentType;     // "" when absent
-    std::string accept;          // "" when absent
-    std::string clientSubject;   // subject of the client certificate
-    std::string user;            // basic-auth user ("" when none)
+    std::string contentType;    // "" when absent
+    std::string accept;         // "" when absent
+    std::string clientSubject;  // subject of the client certificate
     bool authOk = false;
-    int status = 0;              // what the server answered
+    int status = 0;  // what the server answered
 };
 
 class TestServer {
@@ -28,13 +30,8 @@ public:
     // scriptJson: the answer script (see devkit/README.md). certSet "default"
     // uses the server certificate of the root's CA; "other" one from a
     // different CA.
-    TestServer(const HeadendRoot& root, const std::string& scriptJson,
-               const std::string& certSet = "default");
-    ~TestServer();
-    TestServer(const TestServer&) = delete;
-    TestServer& operator=(const TestServer&) = delete;
+    TestServer(const HeadendRoot& root, const std::string& scriptJson, const std::string& certSet = "default");
 
-    int port() const { return port_; }
     // "https://127.0.0.1:<port>/"
     std::string baseUrl() const;
     // Writes the base URL into servidorZAT_direccion of the root.
@@ -44,7 +41,7 @@ public:
 private:
     const HeadendRoot& root_;
     std::string dir_;
-    int pid_ = -1;
+    std::unique_ptr<Child> server_;
     int port_ = 0;
 };
 
