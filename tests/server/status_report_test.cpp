@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -65,8 +63,6 @@ protected:
     rctest::HeadendRoot root_;
     std::string text_, headend_;
 };
-
-struct WmbG400Status : StatusReport { WmbG400Status() : StatusReport({"--model", "WMB-G400"}) {} };
 
 // One object as the module's XML-RPC service serialises it.
 std::string object(const std::string& name, const std::string& value) {
@@ -124,32 +120,23 @@ TEST_F(StatusReport, DocumentOfAHeadendWithAlarms) {
     EXPECT_FALSE(root_.exists("/tmp/PHPserialize.txt"));
 }
 
-TEST_F(WmbG400Status, ModulesCarryNeitherFamilyNorModel) {
-    const auto modules = build();
-    EXPECT_EQ(modules, (Names{"mac=00:1A:2B:00:00:01 serialNumber=MSN-0001 hwVersion=1.1 swVersion=1.50 alarms=",
-                              "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 hwVersion=1.2 swVersion=20190412 "
-                              "CAMSerialNumber=CAM-0002 CAMVersion=7 CardSerialNumber=CARD-0002 alarms="}));
-    EXPECT_EQ(headend_, "alarms= configurationChanged=0 modules=");
-}
-
-struct FourModulesStatus : StatusReport {
-    FourModulesStatus() : StatusReport({"--modules", "4", "--cam-modules", "3"}) {}
+struct WmbG400Status : StatusReport {
+    WmbG400Status() : StatusReport({"--model", "WMB-G400", "--modules", "4", "--cam-modules", "3"}) {}
 };
 
-TEST_F(FourModulesStatus, EmptyColumnsAndCamModulesWithoutCamState) {
+TEST_F(WmbG400Status, NeitherFamilyNorModelEmptyColumnsAndCamModulesWithoutCamState) {
     root_.exec(kConfigDb, "UPDATE RedesModulos SET NumeroSerie = NULL, Familia = NULL, Modelo = NULL, "
                           "HWVersion = NULL WHERE idRedMod = 1");
     root_.exec(kTempDb, "UPDATE ModulosCabecera SET SWVersion = NULL WHERE idModulosCabecera = 1");
     root_.exec(kTempDb, "DELETE FROM CAMInfoGlobal WHERE MAC = '00:1A:2B:00:00:02'");
     root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '2' WHERE idRedMod = 3");
     root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '13' WHERE idRedMod = 4");
-    EXPECT_EQ(build(), (Names{"mac=00:1A:2B:00:00:01 serialNumber= family= model= hwVersion= swVersion=0.00 alarms=",
-                              "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 family=36 model=5 hwVersion=1.2 "
-                              "swVersion=20190412 CAMSerialNumber= CAMVersion= CardSerialNumber= alarms=",
-                              "mac=00:1A:2B:00:00:03 serialNumber=MSN-0003 family=36 model=2 hwVersion=1.3 "
-                              "swVersion=1.50 alarms=",
-                              "mac=00:1A:2B:00:00:04 serialNumber=MSN-0004 family=36 model=13 hwVersion=1.4 "
-                              "swVersion=20190412 alarms="}));
+    EXPECT_EQ(build(), (Names{"mac=00:1A:2B:00:00:01 serialNumber= hwVersion= swVersion=0.00 alarms=",
+                              "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 hwVersion=1.2 swVersion=20190412 "
+                              "CAMSerialNumber= CAMVersion= CardSerialNumber= alarms=",
+                              "mac=00:1A:2B:00:00:03 serialNumber=MSN-0003 hwVersion=1.3 swVersion=1.50 alarms=",
+                              "mac=00:1A:2B:00:00:04 serialNumber=MSN-0004 hwVersion=1.4 swVersion=20190412 alarms="}));
+    EXPECT_EQ(headend_, "alarms= configurationChanged=0 modules=");
 }
 
 TEST(StatusTexts, SoftwareVersions) {
@@ -246,29 +233,23 @@ TEST_P(LargeHeadendStatus, EveryModuleGetsExactlyItsOwnAlarms) {
     std::map<std::string, std::string> expected;  // by MAC as RedesModulos has it: "case: alarms=..."
     for (size_t m = 1; m <= kPlain.size() + kCam.size(); ++m) {
         const Case& c = m <= kPlain.size() ? kPlain[m - 1] : kCam[m - kPlain.size() - 1];
-        char mac[32];
+        char mac[32], spelled[32];
         std::snprintf(mac, sizeof mac, "00:1A:2B:00:00:%02X", static_cast<unsigned>(m));
+        std::snprintf(spelled, sizeof spelled, "00:1a:2b:00:00:%02x", static_cast<unsigned>(m));
         const std::string module = "/devkit/modules/10.9.0." + std::to_string(m) + ".";
         root_.writeFile(module + c.file, c.file == "vars" ? root_.readFile(module + "vars") + c.answer : c.answer);
         std::string sql = c.sql;
         if (c.db) root_.exec(c.db, sql.replace(sql.find("{mac}"), 5, mac));
 
-        std::string spelled = mac;
-        for (char& ch : spelled) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
-        const std::pair<const char*, const char*> tables[] = {
-            {kConfigDb, m % 2 == 0 ? "RedesModulos" : nullptr},
-            {kConfigDb, m % 3 == 0 ? "EntradasGlobal" : nullptr},
-            {kConfigDb, m % 4 == 1 ? "SalidasLogicasGlobal" : nullptr},
-            {kTempDb, m % 5 == 0 ? "ModulosCabecera" : nullptr},
-            {kTempDb, m % 3 == 1 ? "TempNIMGlobal" : nullptr},
-            {kTempDb, "CAMInfoGlobal"},
+        const auto respell = [&](const char* db, const std::string& table, bool when) {
+            if (when) root_.exec(db, "UPDATE " + table + " SET MAC = '" + spelled + "' WHERE MAC = '" + mac + "'");
         };
-        for (const auto& table : tables) {
-            if (table.second) {
-                root_.exec(table.first, std::string("UPDATE ") + table.second + " SET MAC = '" + spelled +
-                                            "' WHERE MAC = '" + mac + "'");
-            }
-        }
+        respell(kConfigDb, "RedesModulos", m % 2 == 0);
+        respell(kConfigDb, "EntradasGlobal", m % 3 == 0);
+        respell(kConfigDb, "SalidasLogicasGlobal", m % 4 == 1);
+        respell(kTempDb, "ModulosCabecera", m % 5 == 0);
+        respell(kTempDb, "TempNIMGlobal", m % 3 == 1);
+        respell(kTempDb, "CAMInfoGlobal", true);
         std::string codes;
         for (int code : c.codes) codes += std::to_string(code) + ";";
         expected[m % 2 == 0 ? spelled : mac] = std::string(c.what) + ": alarms=" + codes;
@@ -279,11 +260,6 @@ TEST_P(LargeHeadendStatus, EveryModuleGetsExactlyItsOwnAlarms) {
         actual[mac] = expected[mac].substr(0, expected[mac].find(':') + 2) + module.substr(module.find("alarms="));
     }
     EXPECT_EQ(expected, actual);
-    const Names calls = root_.stubCalls();
-    EXPECT_EQ(kPlain.size() + kCam.size() - 1,
-              std::count_if(calls.begin(), calls.end(), [](const std::string& call) {
-                  return call.rfind("/dorel/bin/clienteXMLRPC", 0) == 0;
-              })) << "one call per module with an address";
     EXPECT_EQ(0, root_.hungProcessesLeft());
 
     // Each name once for every module whose answer lacked it, as an error.
