@@ -11,8 +11,7 @@
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-#include <memory>
+#include <filesystem>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,11 +36,7 @@ protected:
     // Every file in the upload directory, temporary ones included.
     std::vector<std::string> uploaded() const {
         std::vector<std::string> names;
-        const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(uploads.c_str()), closedir);
-        EXPECT_TRUE(dir) << uploads;
-        while (const dirent* e = dir ? readdir(dir.get()) : nullptr) {
-            if (e->d_name[0] != '.') names.push_back(e->d_name);
-        }
+        for (const auto& entry : std::filesystem::directory_iterator(uploads)) names.push_back(entry.path().filename());
         return names;
     }
 
