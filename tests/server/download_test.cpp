@@ -96,7 +96,7 @@ TEST_F(DownloadTest, FailuresLeaveNoTemporaryFile) {
     }
 }
 
-TEST_F(DownloadTest, Md5CheckTakesOnlyTheWholeSumMd5sumPrintedAndSkipsAnEmptyExpectation) {
+TEST_F(DownloadTest, Md5CheckTakesOnlyTheWholeSumMd5sumPrinted) {
     EXPECT_TRUE(md5Matches(root.env(), firmware, kFirmwareMd5));
     EXPECT_FALSE(md5Matches(root.env(), firmware, std::string(kFirmwareMd5).substr(0, 31)));
     root.writeFile("/tmp/back\\slash", kFirmware);  // md5sum puts a backslash before its sum
@@ -112,9 +112,6 @@ TEST_F(DownloadTest, Md5CheckTakesOnlyTheWholeSumMd5sumPrintedAndSkipsAnEmptyExp
         EXPECT_FALSE(md5Matches(root.env(), firmware, kFirmwareMd5)) << c.first;
         EXPECT_TRUE(root.env().contains(c.second)) << c.first << root.env().dump();
     }
-    replaceMd5sum("touch '" + root.rooted("/tmp/md5sum-ran") + "'\n");
-    EXPECT_TRUE(md5Matches(root.env(), root.rooted("/tmp/does-not-exist"), ""));
-    EXPECT_FALSE(root.exists("/tmp/md5sum-ran")) << "md5sum ran for an empty expectation";
 }
 
 }  // namespace

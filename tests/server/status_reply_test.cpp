@@ -1,7 +1,6 @@
 // Taking the commands of the server's statusReply: all stored with status 0
 // in one transaction and handed over in order as their rows; bad ones logged
 // and skipped.
-#include "commands/core/command.h"
 #include "server/status_reply.h"
 #include "support/command_test.h"
 
