@@ -42,16 +42,13 @@ TEST(ProgramCommandLine, ReadsAsTheHeadendsShellLineAndShowsAnythingElseSingleQu
         {"1024", ProgramArgument::kBare, "1024"},          {"", ProgramArgument::kBare, "''"},
         {"a;b", ProgramArgument::kBare, "'a;b'"},          {"plain", ProgramArgument::kSingle, "'plain'"},
     };
-    for (const auto& c : ordinary) {
+    for (const auto& c : ordinary)
         EXPECT_EQ(std::string("/dorel/bin/QuorKey ") + c.shown,
-                  commandLine(headend, {Program::kQuorKey, {{c.text, c.quoting}}}))
-            << c.text;
-    }
+                  commandLine(headend, {Program::kQuorKey, {{c.text, c.quoting}}})) << c.text;
     for (const char* hostile : {"$(touch x)", "`touch x`", "say \"hi\"", "x\ny", "a\\b"}) {
-        for (Quoting quoting : {ProgramArgument::kBare, ProgramArgument::kDouble, ProgramArgument::kSingle}) {
+        for (Quoting quoting : {ProgramArgument::kBare, ProgramArgument::kDouble, ProgramArgument::kSingle})
             EXPECT_EQ("/dorel/bin/QuorKey '" + std::string(hostile) + "'",
                       commandLine(headend, {Program::kQuorKey, {{hostile, quoting}}}));
-        }
     }
 }
 
@@ -66,17 +63,17 @@ protected:
     }
 
     TempRoot root;
-    rctest::TestEnv env{root.path()};
+    rctest::TestEnv env{root.path};
 };
 
 TEST_F(Programs, EachArgumentReachesTheProgramAsItIsAndNoShellNorDescriptorOfTheAgents) {
     // No close-on-exec, and a number no shell uses for itself.
-    const int opened = open(root.path().c_str(), O_RDONLY);
+    const int opened = open(root.path.c_str(), O_RDONLY);
     const int inherited = dup2(opened, 57);
     close(opened);
     ASSERT_EQ(57, inherited);
     script(Program::kQuorKey, "printf '[%s]' \"$@\"; readlink /proc/$$/fd/0; ls /proc/$$/fd\n");
-    const std::string marker = root.path() + "/marker";
+    const std::string marker = root.path + "/marker";
     const std::string values[] = {"$(touch " + marker + ")", "`touch " + marker + "`", "\"; touch " + marker + "; \"",
                                   "'; touch " + marker + "; '", "x\ntouch " + marker, "a;touch " + marker, "",
                                   "two  words"};
@@ -108,7 +105,7 @@ TEST_F(Programs, OutputIsKeptUpToTheLimitAndTheExitStatusComesBackOrMinusOne) {
     // Without a root, hostname is looked up in PATH, as on the headend.
     script(Program::kHostname, "exit 4\n");
     const std::string path = getenv("PATH");
-    setenv("PATH", (root.path() + "/bin:" + path).c_str(), 1);
+    setenv("PATH", (root.path + "/bin:" + path).c_str(), 1);
     rctest::TestEnv headend("");
     EXPECT_EQ(4, headend.run({Program::kHostname}).exitCode);
     setenv("PATH", path.c_str(), 1);
@@ -119,7 +116,7 @@ TEST_F(Programs, OutputIsKeptUpToTheLimitAndTheExitStatusComesBackOrMinusOne) {
     script(Program::kWanFromDb, "exit 0\n");
     ASSERT_EQ(0, chmod(programPath(env.paths(), Program::kWanFromDb).c_str(), 0644));
     EXPECT_EQ(-1, env.run(call).exitCode);
-    const std::string start = "Could not start " + root.path() + "/dorel/script/WAN_from_DB.sh '$(x)': ";
+    const std::string start = "Could not start " + root.path + "/dorel/script/WAN_from_DB.sh '$(x)': ";
     EXPECT_EQ(1, env.count(start + "No such file or directory")) << env.dump();
     EXPECT_EQ(1, env.count(start + "Permission denied")) << env.dump();
 }
@@ -137,7 +134,7 @@ bool ended(pid_t pid) {
 }
 
 TEST_F(Programs, AHungProgramIsStoppedAtItsTimeOutWithEverythingItStarted) {
-    const std::string pids = root.path() + "/pids";
+    const std::string pids = root.path + "/pids";
     script(Program::kCrond, "sleep 100 &\necho $! $$ > " + pids + "\nwait\n");
     env.setTimeoutMillis(Program::kCrond, 500);
     const auto started = std::chrono::steady_clock::now();
@@ -145,7 +142,7 @@ TEST_F(Programs, AHungProgramIsStoppedAtItsTimeOutWithEverythingItStarted) {
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(3));
     EXPECT_TRUE(result.timedOut);
     EXPECT_EQ(-1, result.exitCode);
-    EXPECT_EQ(1, env.count(root.path() + "/etc/init.d/S60crond restart did not end within its time-out of 0.5 s"))
+    EXPECT_EQ(1, env.count(root.path + "/etc/init.d/S60crond restart did not end within its time-out of 0.5 s"))
         << env.dump();
 
     std::string text;

@@ -42,9 +42,8 @@ TEST(XmlDepth, CountsOnlyWhatTheParserNests) {
         {"a DOCTYPE without blank is no DOCTYPE", "<!DOCTYPEx [>" + deep, true},
         {"nothing after a NUL byte", std::string("<r/>") + '\0' + deep, false},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : cases)
         EXPECT_EQ(xmlDepthExceeded(c.text.data(), c.text.size(), kMaxXmlDepth) >= 0, c.refused) << c.what;
-    }
 }
 
 // Without the guard the recursive parser would run out of stack on this.
