@@ -7,15 +7,14 @@
 #include <cstdlib>
 #include <string>
 
-class TempRoot {
-public:
-    TempRoot() { setenv("REMOTE_CONTROL_ROOT", path_.c_str(), 1); }
+struct TempRoot {
+    TempRoot() { setenv("REMOTE_CONTROL_ROOT", path.c_str(), 1); }
     ~TempRoot() {
         unsetenv("REMOTE_CONTROL_ROOT");
-        rctest::removeTreeNoShell(path_);
+        rctest::removeTreeNoShell(path);
     }
-    const std::string& path() const { return path_; }
+    TempRoot(const TempRoot&) = delete;
+    TempRoot& operator=(const TempRoot&) = delete;
 
-private:
-    const std::string path_ = rctest::makeTempDir("rc-common-");
+    const std::string path = rctest::makeTempDir("rc-common-");
 };

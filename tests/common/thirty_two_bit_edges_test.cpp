@@ -9,7 +9,7 @@
 #include "common/fs.h"
 #include "common/numbers.h"
 #include "support/headend_root.h"
-#include "support/process_helpers.h"
+#include "temp_root.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <string>
 #include <unistd.h>
+#include <utility>
 
 namespace rctest {
 namespace {
@@ -25,15 +26,11 @@ namespace {
 using namespace dorel_remote_control;
 
 TEST(ThirtyTwoBitEdges, NumbersFromTextSaturateAsOnTheController) {
-    const struct {
-        const char* text;
-        int32_t value;
-    } decimal[] = {
-        {"2147483647", INT32_MAX},      {"2147483648", INT32_MAX},  {"4294967297", INT32_MAX},
-        {"99999999999999999999", INT32_MAX}, {"-2147483648", INT32_MIN}, {"-2147483649", INT32_MIN},
-        {" 42abc", 42},                 {"abc", 0},                 {"", 0},
+    const std::pair<const char*, int32_t> decimal[] = {
+        {"2147483647", INT32_MAX}, {"2147483648", INT32_MAX}, {"-2147483648", INT32_MIN},
+        {"-2147483649", INT32_MIN}, {" 42abc", 42}, {"abc", 0},
     };
-    for (const auto& c : decimal) EXPECT_EQ(c.value, atoi32(c.text)) << c.text;
+    for (const auto& c : decimal) EXPECT_EQ(c.second, atoi32(c.first)) << c.first;
 
     const struct {
         const char* text;
@@ -41,10 +38,8 @@ TEST(ThirtyTwoBitEdges, NumbersFromTextSaturateAsOnTheController) {
         uint32_t value;
         bool overflow;
     } unsignedCases[] = {
-        {"ffffffff", 16, 0xFFFFFFFFu, false}, {"100000001", 16, 0xFFFFFFFFu, true},
-        {"0x10", 0, 0x10u, false},            {"0x100000010", 0, 0xFFFFFFFFu, true},
-        {"-1", 10, 0xFFFFFFFFu, false},       {"-4294967296", 10, 0xFFFFFFFFu, true},
-        {"zz", 16, 0u, false},
+        {"ffffffff", 16, 0xFFFFFFFFu, false}, {"100000001", 16, 0xFFFFFFFFu, true}, {"0x10", 0, 0x10u, false},
+        {"-1", 10, 0xFFFFFFFFu, false},       {"-4294967296", 10, 0xFFFFFFFFu, true}, {"zz", 16, 0u, false},
     };
     for (const auto& c : unsignedCases) {
         errno = 0;
@@ -57,23 +52,17 @@ TEST(ThirtyTwoBitEdges, NumbersFromTextSaturateAsOnTheController) {
 
 TEST(ThirtyTwoBitEdges, ACommandIdBeyond32BitsSaturates) {
     HeadendRoot root{{"--no-certs"}};
-    const struct {
-        const char* id;
-        int expected;
-    } cases[] = {{"4294967297", INT32_MAX}, {"99999999999", INT32_MAX}, {"-99999999999", INT32_MIN}};
-    for (const auto& c : cases) {
-        auto command = createCommand(root.env(), std::string("<command><id>") + c.id +
-                                                     "</id><data><getScheduledCommands/></data></command>");
-        EXPECT_EQ(c.expected, command->commandId()) << c.id;
-    }
+    const auto command =
+        createCommand(root.env(), "<command><id>4294967297</id><data><getScheduledCommands/></data></command>");
+    EXPECT_EQ(INT32_MAX, command->commandId());
 }
 
 // On ext4 (hashed directories), NFS and overlay file systems the entries of a
 // directory carry 64-bit offsets; a 32-bit process without large-file support
 // cannot list it. Enough entries that the hash offsets spread over 64 bits.
 TEST(ThirtyTwoBitEdges, ADirectoryWith64BitOffsetsIsListedAndRemovedWhole) {
-    const std::string base = makeTempDir("rc-edges-");
-    const std::string tree = base + "/tree";
+    const TempRoot root;
+    const std::string tree = root.path + "/tree";
     ASSERT_EQ(0, makePath(tree + "/sub", 0755));
     EXPECT_EQ(0, makePath(tree + "/sub", 0755)) << "an existing directory is fine";
     for (int i = 0; i < 200; ++i) {
@@ -85,7 +74,6 @@ TEST(ThirtyTwoBitEdges, ADirectoryWith64BitOffsetsIsListedAndRemovedWhole) {
     EXPECT_EQ(0, removeTree(tree)) << "errno " << errno;
     EXPECT_NE(0, access(tree.c_str(), F_OK));
     EXPECT_EQ(-1, removeTree(tree)) << "a missing tree is a failure";
-    removeTreeNoShell(base);
 }
 
 }  // namespace

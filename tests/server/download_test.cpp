@@ -11,8 +11,7 @@
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-#include <memory>
+#include <filesystem>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,11 +36,7 @@ protected:
     // Every file in the upload directory, temporary ones included.
     std::vector<std::string> uploaded() const {
         std::vector<std::string> names;
-        const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(uploads.c_str()), closedir);
-        EXPECT_TRUE(dir) << uploads;
-        while (const dirent* e = dir ? readdir(dir.get()) : nullptr) {
-            if (e->d_name[0] != '.') names.push_back(e->d_name);
-        }
+        for (const auto& entry : std::filesystem::directory_iterator(uploads)) names.push_back(entry.path().filename());
         return names;
     }
 
@@ -101,7 +96,7 @@ TEST_F(DownloadTest, FailuresLeaveNoTemporaryFile) {
     }
 }
 
-TEST_F(DownloadTest, Md5CheckTakesOnlyTheWholeSumMd5sumPrintedAndSkipsAnEmptyExpectation) {
+TEST_F(DownloadTest, Md5CheckTakesOnlyTheWholeSumMd5sumPrinted) {
     EXPECT_TRUE(md5Matches(root.env(), firmware, kFirmwareMd5));
     EXPECT_FALSE(md5Matches(root.env(), firmware, std::string(kFirmwareMd5).substr(0, 31)));
     root.writeFile("/tmp/back\\slash", kFirmware);  // md5sum puts a backslash before its sum
@@ -117,9 +112,6 @@ TEST_F(DownloadTest, Md5CheckTakesOnlyTheWholeSumMd5sumPrintedAndSkipsAnEmptyExp
         EXPECT_FALSE(md5Matches(root.env(), firmware, kFirmwareMd5)) << c.first;
         EXPECT_TRUE(root.env().contains(c.second)) << c.first << root.env().dump();
     }
-    replaceMd5sum("touch '" + root.rooted("/tmp/md5sum-ran") + "'\n");
-    EXPECT_TRUE(md5Matches(root.env(), root.rooted("/tmp/does-not-exist"), ""));
-    EXPECT_FALSE(root.exists("/tmp/md5sum-ran")) << "md5sum ran for an empty expectation";
 }
 
 }  // namespace

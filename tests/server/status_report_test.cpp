@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -26,7 +24,6 @@ namespace {
 const char kConfigDb[] = "/dorel/DB/config_global.sqlite";
 const char kTempDb[] = "/tmp/temp_global.sqlite";
 using Names = std::vector<std::string>;
-using Codes = std::vector<int>;
 
 // An element as one line: "name=text" per child, alarms as their codes.
 std::string outline(const XmlNode* element) {
@@ -66,16 +63,6 @@ protected:
     std::string text_, headend_;
 };
 
-struct EmptyHeadendStatus : StatusReport { EmptyHeadendStatus() : StatusReport({"--modules", "0"}) {} };
-struct WmbG400Status : StatusReport { WmbG400Status() : StatusReport({"--model", "WMB-G400"}) {} };
-
-// One alarm element as printed at the given depth.
-std::string alarmXml(int depth, const std::string& code, const std::string& text) {
-    const std::string t(depth, '\t');
-    return t + "<alarm>\n" + t + "\t<type>" + code + "</type>\n" + t + "\t<text>" + text + "</text>\n" +
-           t + "</alarm>\n";
-}
-
 // One object as the module's XML-RPC service serialises it.
 std::string object(const std::string& name, const std::string& value) {
     return "i:0;O:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:" + std::to_string(name.size()) + ":\"" + name +
@@ -86,7 +73,7 @@ struct Case {
     const char* what;
     std::string file;  // "vars": lines added to the quiet ones; "raw": the whole answer
     std::string answer;
-    Codes codes;
+    const char* alarms;  // their codes, as the outline lists them
     const char* db = nullptr;  // SQL on the module's rows ({mac} is its MAC)
     std::string sql = {};
 };
@@ -114,64 +101,41 @@ TEST_F(StatusReport, DocumentOfAHeadendWithAlarms) {
     root_.exec(kTempDb, "INSERT INTO CAMInfoGlobal (idCAMInfoGlobal, MAC, RescueMode, CardSerialNumber, "
                         "CAMSerialNumber, CAMVersion) VALUES (9, '00:1A:2B:00:00:02', '0', 'CARD-LAST', "
                         "'CAM-LAST', '511')");
-    build();
-    const std::string modulesHaveAlarms = alarmXml(3, "100", "Modules have alarms");
-    EXPECT_EQ(text_,
-              "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<status>\n"
-              "\t<id>headend-test</id>\n\t<mac>00:1A:2B:FF:FF:01</mac>\n"
-              "\t<serialNumber>SN-0001</serialNumber>\n\t<zatContractId>CONTRACT-1</zatContractId>\n"
-              "\t<headendStatus>\n\t\t<alarms>\n" + modulesHaveAlarms + modulesHaveAlarms + "\t\t</alarms>\n"
-              "\t\t<configurationChanged>0</configurationChanged>\n\t\t<modules>\n"
-              "\t\t\t<module>\n"
-              "\t\t\t\t<mac>00:1A:2B:00:00:01</mac>\n\t\t\t\t<serialNumber>MSN-0001</serialNumber>\n"
-              "\t\t\t\t<family>20</family>\n\t\t\t\t<model>3</model>\n\t\t\t\t<hwVersion>1.1</hwVersion>\n"
-              "\t\t\t\t<swVersion>1.50</swVersion>\n\t\t\t\t<swVersion>2.0.1</swVersion>\n"
-              "\t\t\t\t<alarms>\n" + alarmXml(5, "201", "Hardware alarm") + alarmXml(5, "301", "Input 1 HW alarm") +
-              "\t\t\t\t</alarms>\n\t\t\t</module>\n"
-              "\t\t\t<module>\n"
-              "\t\t\t\t<mac>00:1A:2B:00:00:02</mac>\n\t\t\t\t<serialNumber>MSN-0002</serialNumber>\n"
-              "\t\t\t\t<family>36</family>\n\t\t\t\t<model>5</model>\n\t\t\t\t<hwVersion>1.2</hwVersion>\n"
-              "\t\t\t\t<swVersion>20190412</swVersion>\n\t\t\t\t<CAMSerialNumber>CAM-LAST</CAMSerialNumber>\n"
-              "\t\t\t\t<CAMVersion>255</CAMVersion>\n\t\t\t\t<CardSerialNumber>CARD-LAST</CardSerialNumber>\n"
-              "\t\t\t\t<alarms>\n" + alarmXml(5, "404", "Output 2 overloaded") + alarmXml(5, "502", "CAM not present") +
-              "\t\t\t\t</alarms>\n\t\t\t</module>\n"
-              "\t\t</modules>\n\t</headendStatus>\n</status>\n");
+    EXPECT_EQ(build(), (Names{"mac=00:1A:2B:00:00:01 serialNumber=MSN-0001 family=20 model=3 hwVersion=1.1 "
+                              "swVersion=1.50 swVersion=2.0.1 alarms=201;301;",
+                              "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 family=36 model=5 hwVersion=1.2 "
+                              "swVersion=20190412 CAMSerialNumber=CAM-LAST CAMVersion=255 CardSerialNumber=CARD-LAST "
+                              "alarms=404;502;"}));
+    EXPECT_EQ(headend_, "alarms=100;100; configurationChanged=0 modules=");
+    EXPECT_EQ(0u, text_.find("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<status>\n\t<id>headend-test</id>\n\t<mac>"
+                             "00:1A:2B:FF:FF:01</mac>\n\t<serialNumber>SN-0001</serialNumber>\n\t<zatContractId>"
+                             "CONTRACT-1</zatContractId>\n\t<headendStatus>\n\t\t<alarms>\n\t\t\t<alarm>\n"));
+    for (const char* text :
+         {"Modules have alarms", "Hardware alarm", "Input 1 HW alarm", "Output 2 overloaded", "CAM not present"})
+        EXPECT_NE(std::string::npos, text_.find(std::string("<text>") + text + "</text>")) << text;
     EXPECT_TRUE(env().contains("Executing: " + root_.rooted("/dorel/bin/clienteXMLRPC") +
                               " \"10.9.0.1\" GetTable TempDB alarmasEstado 'WHERE 1'")) << env().dump();
     // The client's answer is consumed, so a stale one can never be read again.
     EXPECT_FALSE(root_.exists("/tmp/PHPserialize.txt"));
 }
 
-TEST_F(EmptyHeadendStatus, NoModulesGiveEmptyModulesAndAlarms) {
-    build();
-    EXPECT_EQ(headend_, "alarms= configurationChanged=0 modules=");
-}
-
-TEST_F(WmbG400Status, ModulesCarryNeitherFamilyNorModel) {
-    const auto modules = build();
-    EXPECT_EQ(modules, (Names{"mac=00:1A:2B:00:00:01 serialNumber=MSN-0001 hwVersion=1.1 swVersion=1.50 alarms=",
-                              "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 hwVersion=1.2 swVersion=20190412 "
-                              "CAMSerialNumber=CAM-0002 CAMVersion=7 CardSerialNumber=CARD-0002 alarms="}));
-}
-
-struct FourModulesStatus : StatusReport {
-    FourModulesStatus() : StatusReport({"--modules", "4", "--cam-modules", "3"}) {}
+struct WmbG400Status : StatusReport {
+    WmbG400Status() : StatusReport({"--model", "WMB-G400", "--modules", "4", "--cam-modules", "3"}) {}
 };
 
-TEST_F(FourModulesStatus, EmptyColumnsAndCamModulesWithoutCamState) {
+TEST_F(WmbG400Status, NeitherFamilyNorModelEmptyColumnsAndCamModulesWithoutCamState) {
     root_.exec(kConfigDb, "UPDATE RedesModulos SET NumeroSerie = NULL, Familia = NULL, Modelo = NULL, "
                           "HWVersion = NULL WHERE idRedMod = 1");
     root_.exec(kTempDb, "UPDATE ModulosCabecera SET SWVersion = NULL WHERE idModulosCabecera = 1");
     root_.exec(kTempDb, "DELETE FROM CAMInfoGlobal WHERE MAC = '00:1A:2B:00:00:02'");
     root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '2' WHERE idRedMod = 3");
     root_.exec(kConfigDb, "UPDATE RedesModulos SET Modelo = '13' WHERE idRedMod = 4");
-    EXPECT_EQ(build(), (Names{"mac=00:1A:2B:00:00:01 serialNumber= family= model= hwVersion= swVersion=0.00 alarms=",
-                              "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 family=36 model=5 hwVersion=1.2 "
-                              "swVersion=20190412 CAMSerialNumber= CAMVersion= CardSerialNumber= alarms=",
-                              "mac=00:1A:2B:00:00:03 serialNumber=MSN-0003 family=36 model=2 hwVersion=1.3 "
-                              "swVersion=1.50 alarms=",
-                              "mac=00:1A:2B:00:00:04 serialNumber=MSN-0004 family=36 model=13 hwVersion=1.4 "
-                              "swVersion=20190412 alarms="}));
+    EXPECT_EQ(build(), (Names{"mac=00:1A:2B:00:00:01 serialNumber= hwVersion= swVersion=0.00 alarms=",
+                              "mac=00:1A:2B:00:00:02 serialNumber=MSN-0002 hwVersion=1.2 swVersion=20190412 "
+                              "CAMSerialNumber= CAMVersion= CardSerialNumber= alarms=",
+                              "mac=00:1A:2B:00:00:03 serialNumber=MSN-0003 hwVersion=1.3 swVersion=1.50 alarms=",
+                              "mac=00:1A:2B:00:00:04 serialNumber=MSN-0004 hwVersion=1.4 swVersion=20190412 alarms="}));
+    EXPECT_EQ(headend_, "alarms= configurationChanged=0 modules=");
 }
 
 TEST(StatusTexts, SoftwareVersions) {
@@ -199,55 +163,55 @@ namespace {
 // their own way, since they are read once for the whole document and grouped
 // by module. Each module must get exactly its own codes.
 const std::vector<Case> kPlain = {
-    {"quiet", "vars", "", {}},
+    {"quiet", "vars", "", ""},
     // Inputs: bit 2 of the word (no other), no sync, bad signal (decimal 1 only).
-    {"input words", "vars", "alarma_procesats_si_input1=2\nestado_procesats_si_input2=3", {201, 301, 304}},
-    {"input words", "vars", "alarma_procesats_si_input2=fe\nestado_procesats_si_input1=1", {201, 302, 303}},
-    {"other input bits", "vars", "alarma_procesats_si_input1=d\nalarma_signal_quality_nim_T1=2", {}},
-    {"bad signal", "vars", "alarma_signal_quality_nim_T1=1\nalarma_signal_quality_nim_T2=1", {305, 306}},
+    {"input words", "vars", "alarma_procesats_si_input1=2\nestado_procesats_si_input2=3", "201;301;304;"},
+    {"input words", "vars", "alarma_procesats_si_input2=fe\nestado_procesats_si_input1=1", "201;302;303;"},
+    {"other input bits", "vars", "alarma_procesats_si_input1=d\nalarma_signal_quality_nim_T1=2", ""},
+    {"bad signal", "vars", "alarma_signal_quality_nim_T1=1\nalarma_signal_quality_nim_T2=1", "305;306;"},
     // Outputs: bit 2 hardware, 1 overload, 4 temperature.
-    {"outputs", "vars", "alarma_rfout_1=7\nalarma_rfout_2=1", {201, 202, 401, 403, 404}},
-    {"output hardware", "vars", "alarma_rfout_2=2", {201, 402}},
+    {"outputs", "vars", "alarma_rfout_1=7\nalarma_rfout_2=1", "201;202;401;403;404;"},
+    {"output hardware", "vars", "alarma_rfout_2=2", "201;402;"},
     // System word and hardware flags (only the text "1" raises a flag).
-    {"system hardware bit", "vars", "alarma_procesats_system=8", {201}},
-    {"system bits", "vars", "alarma_procesats_system=283f", {201, 203, 204, 205, 206}},
-    {"bits of no alarm", "vars", "alarma_procesats_system=1080\nalarma_diseqc=01", {}},
-    {"a tuner's flag", "vars", "alarma_i2c_nim_T2=1", {201}},
+    {"system hardware bit", "vars", "alarma_procesats_system=8", "201;"},
+    {"system bits", "vars", "alarma_procesats_system=283f", "201;203;204;205;206;"},
+    {"bits of no alarm", "vars", "alarma_procesats_system=1080\nalarma_diseqc=01", ""},
+    {"a tuner's flag", "vars", "alarma_i2c_nim_T2=1", "201;"},
     {"values that are no numbers", "vars",
-     "alarma_procesats_system=zz\nalarma_rfout_1=\nestado_cam=not hex\nalarma_signal_quality_nim_T1=x", {502}},
-    {"a tuner in standby", "vars", "estado_procesats_si_input2=1", {}, kTempDb,
+     "alarma_procesats_system=zz\nalarma_rfout_1=\nestado_cam=not hex\nalarma_signal_quality_nim_T1=x", "502;"},
+    {"a tuner in standby", "vars", "estado_procesats_si_input2=1", "", kTempDb,
      "UPDATE TempNIMGlobal SET Standby = '1' WHERE Entrada = '2' AND MAC = '{mac}'"},
-    {"an inactive input", "vars", "estado_procesats_si_input1=1", {}, kConfigDb,
+    {"an inactive input", "vars", "estado_procesats_si_input1=1", "", kConfigDb,
      "UPDATE EntradasGlobal SET Activo = '0' WHERE fk_idEntrada = '1' AND MAC = '{mac}'"},
-    {"an inactive output", "vars", "alarma_rfout_2=7", {}, kConfigDb,
+    {"an inactive output", "vars", "alarma_rfout_2=7", "", kConfigDb,
      "UPDATE SalidasLogicasGlobal SET Activo = '0' WHERE fk_idSalidasLogicas = '2' AND MAC = '{mac}'"},
     // A tuner row without its input number asks for a variable no module has.
-    {"a tuner without input", "vars", "alarma_procesats_si_input1=2", {}, kTempDb,
+    {"a tuner without input", "vars", "alarma_procesats_si_input1=2", "", kTempDb,
      "UPDATE TempNIMGlobal SET Entrada = NULL WHERE MAC = '{mac}'"},
-    {"no answer", "exit", "3", {200}},
+    {"no answer", "exit", "3", "200;"},
     // Stopped at its time-out, with everything it started; the pass goes on.
-    {"hangs", "hang", "", {200}},
-    {"no live row, so no address to ask", "vars", "", {200}, kTempDb,
+    {"hangs", "hang", "", "200;"},
+    {"no live row, so no address to ask", "vars", "", "200;", kTempDb,
      "DELETE FROM ModulosCabecera WHERE MAC = '{mac}'"},
     // Each variable the rules read is missing (and logged).
-    {"no variables", "raw", "a:0:{}\n", {}},
+    {"no variables", "raw", "a:0:{}\n", ""},
     // Read line by line: a damaged object ends its line, the next line is
     // read, the later value wins, an object cut short at the end is dropped.
     {"damaged objects", "raw",
      "a:2:{" + object("estado_cam", "0") + object("alarma_diseqc", "1") + "}\na:3:{" + object("estado_cam", "1f") +
          "i:1;O:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:1:\"x\";s:6:\"fvalor\";s:1\n" +
          object("alarma_rfout_1", "4") + "\nO:15:\"tAlarmasEstadoE\":2:{s:7:\"fnombre\";s:4:\"half\n",
-     {201, 202}},
+     "201;202;"},
     {"a value across lines, NUL bytes", "raw",
-     object("estado_cam", "0\n1") + std::string(1, '\0') + object("alarma_diseqc", "1"), {201}},
-    {"only the head of a huge answer", "raw", huge(), {201, 502}},
+     object("estado_cam", "0\n1") + std::string(1, '\0') + object("alarma_diseqc", "1"), "201;"},
+    {"only the head of a huge answer", "raw", huge(), "201;502;"},
 };
 const std::vector<Case> kCam = {
-    {"quiet CAM", "vars", "", {}},
-    {"CAM alarms", "vars", "alarma_cam_i2c_cimax=1\nalarma_procesats_system=340", {501, 504, 505, 506}},
+    {"quiet CAM", "vars", "", ""},
+    {"CAM alarms", "vars", "alarma_cam_i2c_cimax=1\nalarma_procesats_system=340", "501;504;505;506;"},
     // Without a CAM its load bits mean nothing.
-    {"no CAM", "vars", "estado_cam=0\nalarma_procesats_system=340", {502}},
-    {"rescue mode", "vars", "", {503}, kTempDb, "UPDATE CAMInfoGlobal SET RescueMode = '1' WHERE MAC = '{mac}'"},
+    {"no CAM", "vars", "estado_cam=0\nalarma_procesats_system=340", "502;"},
+    {"rescue mode", "vars", "", "503;", kTempDb, "UPDATE CAMInfoGlobal SET RescueMode = '1' WHERE MAC = '{mac}'"},
 };
 
 // The headend's own column order, and one that moves every column the
@@ -268,32 +232,24 @@ TEST_P(LargeHeadendStatus, EveryModuleGetsExactlyItsOwnAlarms) {
     std::map<std::string, std::string> expected;  // by MAC as RedesModulos has it: "case: alarms=..."
     for (size_t m = 1; m <= kPlain.size() + kCam.size(); ++m) {
         const Case& c = m <= kPlain.size() ? kPlain[m - 1] : kCam[m - kPlain.size() - 1];
-        char mac[32];
+        char mac[32], spelled[32];
         std::snprintf(mac, sizeof mac, "00:1A:2B:00:00:%02X", static_cast<unsigned>(m));
+        std::snprintf(spelled, sizeof spelled, "00:1a:2b:00:00:%02x", static_cast<unsigned>(m));
         const std::string module = "/devkit/modules/10.9.0." + std::to_string(m) + ".";
         root_.writeFile(module + c.file, c.file == "vars" ? root_.readFile(module + "vars") + c.answer : c.answer);
         std::string sql = c.sql;
         if (c.db) root_.exec(c.db, sql.replace(sql.find("{mac}"), 5, mac));
 
-        std::string spelled = mac;
-        for (char& ch : spelled) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
-        const std::pair<const char*, const char*> tables[] = {
-            {kConfigDb, m % 2 == 0 ? "RedesModulos" : nullptr},
-            {kConfigDb, m % 3 == 0 ? "EntradasGlobal" : nullptr},
-            {kConfigDb, m % 4 == 1 ? "SalidasLogicasGlobal" : nullptr},
-            {kTempDb, m % 5 == 0 ? "ModulosCabecera" : nullptr},
-            {kTempDb, m % 3 == 1 ? "TempNIMGlobal" : nullptr},
-            {kTempDb, "CAMInfoGlobal"},
+        const auto respell = [&](const char* db, const std::string& table, bool when) {
+            if (when) root_.exec(db, "UPDATE " + table + " SET MAC = '" + spelled + "' WHERE MAC = '" + mac + "'");
         };
-        for (const auto& table : tables) {
-            if (table.second) {
-                root_.exec(table.first, std::string("UPDATE ") + table.second + " SET MAC = '" + spelled +
-                                            "' WHERE MAC = '" + mac + "'");
-            }
-        }
-        std::string codes;
-        for (int code : c.codes) codes += std::to_string(code) + ";";
-        expected[m % 2 == 0 ? spelled : mac] = std::string(c.what) + ": alarms=" + codes;
+        respell(kConfigDb, "RedesModulos", m % 2 == 0);
+        respell(kConfigDb, "EntradasGlobal", m % 3 == 0);
+        respell(kConfigDb, "SalidasLogicasGlobal", m % 4 == 1);
+        respell(kTempDb, "ModulosCabecera", m % 5 == 0);
+        respell(kTempDb, "TempNIMGlobal", m % 3 == 1);
+        respell(kTempDb, "CAMInfoGlobal", true);
+        expected[m % 2 == 0 ? spelled : mac] = std::string(c.what) + ": alarms=" + c.alarms;
     }
     std::map<std::string, std::string> actual;
     for (const std::string& module : build()) {
@@ -301,11 +257,6 @@ TEST_P(LargeHeadendStatus, EveryModuleGetsExactlyItsOwnAlarms) {
         actual[mac] = expected[mac].substr(0, expected[mac].find(':') + 2) + module.substr(module.find("alarms="));
     }
     EXPECT_EQ(expected, actual);
-    const Names calls = root_.stubCalls();
-    EXPECT_EQ(kPlain.size() + kCam.size() - 1,
-              std::count_if(calls.begin(), calls.end(), [](const std::string& call) {
-                  return call.rfind("/dorel/bin/clienteXMLRPC", 0) == 0;
-              })) << "one call per module with an address";
     EXPECT_EQ(0, root_.hungProcessesLeft());
 
     // Each name once for every module whose answer lacked it, as an error.
