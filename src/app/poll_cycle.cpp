@@ -6,15 +6,12 @@
 #include "common/dorelcommon.h"
 #include "common/env.h"
 #include "common/errors.h"
+#include "common/memory.h"
 #include "server/https_client.h"
 #include "server/pass_databases.h"
 #include "server/settings.h"
 #include "server/status_reply.h"
 #include "server/status_report.h"
-
-#if defined(__GLIBC__) && !defined(__UCLIBC__)
-#include <malloc.h>
-#endif
 
 namespace dorel_remote_control {
 
@@ -32,25 +29,6 @@ struct PassScope {
     PollContext& context_;
 };
 
-// Hands the pages that the pass freed back to the system. glibc keeps freed
-// memory for the next allocation, and returns the top of its heap only when
-// the free space there passes its trim threshold: a small block that outlives
-// the pass (the client's connection, a queued command) pins everything freed
-// below it, and as free space fragments the heap's extent creeps up over the
-// first hundreds of passes (80 KiB from pass 16 to 300 at 8 modules). The
-// daemon sleeps most of every minute, so what it keeps between passes should
-// be what it holds: trimming costs about 25 K instructions per pass against
-// 4.5 M for the pass itself (bench/steady_state.sh), plus re-faulting the
-// pages the next pass touches. The blocks glibc caches per thread (up to 7
-// of each small size) are not trimmed; that cache fills over the first couple
-// of hundred passes and then stays (40-64 KiB more from pass 16 on). Other
-// C libraries have no such call (uClibc claims to be glibc); their
-// allocators decide for themselves.
-void releaseFreedMemory() {
-#if defined(__GLIBC__) && !defined(__UCLIBC__)
-    malloc_trim(0);
-#endif
-}
 
 }  // namespace
 
@@ -85,7 +63,7 @@ int sendStatus(PollContext& context, const std::string& statusText) {
 void PollLoop::runPass() {
     // After the pass's databases are closed and its documents gone.
     passBody();
-    releaseFreedMemory();
+    returnFreedMemory();
 }
 
 void PollLoop::passBody() {
