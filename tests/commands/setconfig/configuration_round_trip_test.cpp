@@ -1,5 +1,5 @@
-// getConfiguration fed back through setConfiguration changes no row: the two
-// commands agree on every column, encoding and state value. What a
+// getConfiguration fed back through setConfiguration changes no row, NULLs
+// included: the two commands agree on every column, encoding and state value. What a
 // setConfiguration withdraws is no longer listed, and stays withdrawn when the
 // document read back is sent again.
 #include "commands/setconfig/setconfig_fixture.h"
@@ -55,7 +55,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Headends, ConfigurationRoundTrip,
-                         testing::Values(Headend{"small", {"--no-certs"}},
+                         testing::Values(Headend{"nulls", {"--no-certs", "--nulls"}},
                                          Headend{"large", {"--no-certs", "--modules", "48", "--services", "60",
                                                            "--pids", "8"}}),
                          headendName);

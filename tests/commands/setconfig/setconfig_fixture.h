@@ -87,7 +87,7 @@ protected:
     struct ModuleCase {
         std::string module1;   // module 1's children
         Errors expected;
-        Rows rows;             // what the test's query reads afterwards (empty: not read)
+        Rows rows = {};        // what the test's query reads afterwards (empty: not read)
     };
     void runCases(const std::vector<ModuleCase>& cases, const std::string& sql) {
         for (const ModuleCase& c : cases) {
