@@ -25,11 +25,7 @@ TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
     EXPECT_TRUE(root_.stubCalls().empty()) << "the stored values again change nothing";
 
     const struct {
-        const char* country;
-        const char* zone;
-        const char* localtime;
-        const char* zones;   // get_time_offsets.sh's arguments after the mode
-        const char* totCountry;
+        const char *country, *zone, *localtime, *zones, *totCountry;  // zones: get_time_offsets.sh's, after the mode
     } cases[] = {
         {"ES", "Atlantic/Canary", "Atlantic/Canary", "Europe/Madrid Africa/Ceuta Atlantic/Canary", "ES"},
         {"zw", "Europe/Madrid", "Africa/Harare", "Africa/Harare", "zw"},   // the table's last country

@@ -45,13 +45,8 @@ TEST_F(Frame, KeySectionsInAnyLetterCaseStoreTheirKeysAndUnknownSectionsAreSkipp
 
 TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
     exec("DELETE FROM configuracionWebGlobal WHERE nombre = 'network_SecondaryDNS'");
-    const struct {
-        const char* sections;
-        int wanStatus;
-        Errors expected;
-        const char* ip;
-        size_t wanCalls;
-    } cases[] = {
+    // The sections, the WAN script's exit status, the errors, the IP stored and how often the WAN script ran.
+    const std::tuple<const char*, int, Errors, const char*, size_t> cases[] = {
         {"<network><internet>1</internet><dhcp>0</dhcp><ip>192.168.1.10</ip><netmask>255.255.255.0</netmask>"
          "<gateway>192.168.1.1</gateway><dns1>192.168.1.1</dns1></network>", 0, {}, "192.168.1.10", 0},
         {"<network><ip>10.1.1.1</ip></network>", 0, {}, "10.1.1.1", 1},
@@ -59,15 +54,15 @@ TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
         {"<network><ip>10.3.3.3</ip></network><regional><country>FR</country></regional>", 3,
          only(kCouldNotApplyNetwork), "10.3.3.3", 1},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.sections);
-        failStub("WAN_from_DB.sh", c.wanStatus);
+    for (const auto& [sections, wanStatus, expected, ip, wanRuns] : cases) {
+        SCOPED_TRACE(sections);
+        failStub("WAN_from_DB.sh", wanStatus);
         const size_t before = callsOf(kWan).size();
-        auto command = apply(c.sections);
-        EXPECT_EQ(c.expected, command->result().errors());
-        EXPECT_EQ(c.expected.empty(), command->result().succeeded());
-        EXPECT_EQ(c.ip, root_.config("network_IP"));
-        EXPECT_EQ(c.wanCalls, callsOf(kWan).size() - before);
+        auto command = apply(sections);
+        EXPECT_EQ(expected, command->result().errors());
+        EXPECT_EQ(expected.empty(), command->result().succeeded());
+        EXPECT_EQ(ip, root_.config("network_IP"));
+        EXPECT_EQ(wanRuns, callsOf(kWan).size() - before);
     }
     EXPECT_EQ("8.8.8.8", root_.config("network_SecondaryDNS"));
     EXPECT_TRUE(callsOf("/dorel/script/get_time_offsets.sh").empty()) << "a failing WAN script skips the rest";

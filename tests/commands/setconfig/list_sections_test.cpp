@@ -95,11 +95,7 @@ TEST_F(ListSections, ABadElementRollsBackTheWholeDocument) {
         "</active><mode>odd</mode></scrambling></scramblings><network><ip>1.1.1.1</ip></network><maintenances>"
         "<maintenance><hour>9</hour></maintenance></maintenances>";
     const char kLcn[] = "LCN value must be a value between [1-65535]";
-    const struct {
-        std::string section;
-        int code;
-        const char* detail;
-    } cases[] = {
+    const std::tuple<std::string, int, const char*> cases[] = {  // section, code, detail
         {dvbNetwork("<id>1</id><nitPatron>2</nitPatron>"), kInvalidValue, "nitPatron not allowed value detected"},
         {dvbNetwork("<id>1</id><nitPatron>7</nitPatron><tipoNITPatron>1</tipoNITPatron>"), kInvalidValue,
          "nitPatron not allowed value detected"},
@@ -137,9 +133,9 @@ TEST_F(ListSections, ABadElementRollsBackTheWholeDocument) {
          "No maintenance element found"},
     };
     const auto before = configRows();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.section);
-        EXPECT_EQ(failed(c.code, c.detail), applyErrors(earlier + c.section));
+    for (const auto& [section, code, detail] : cases) {
+        SCOPED_TRACE(section);
+        EXPECT_EQ(failed(code, detail), applyErrors(earlier + section));
         EXPECT_EQ(before, configRows());
     }
     EXPECT_TRUE(root_.stubCalls().empty()) << "no follow-up after a rollback";

@@ -39,10 +39,7 @@ Errors badOutput(const std::string& element) {
 
 TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderAndRefusesEverythingElse) {
     const std::string m1 = moduleElement(1), m2 = moduleElement(2);
-    const struct {
-        std::string modules;
-        Errors expected;
-    } cases[] = {
+    const std::pair<std::string, Errors> cases[] = {
         {m2 + m1, {}},
         {"<module><mac>00:1a:2b:00:00:01</mac></module>" + m2, {}},
         {moduleElement(1, "<family>20</family><model>3</model><isMaster>1</isMaster>") +
@@ -64,9 +61,9 @@ TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderAndRefusesEverythingElse) {
          failed(kCouldNotFindModule, "Could not find module 00:1A:2B:00:00:02 (isMaster differs)")},
     };
     const auto before = configRows();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.modules);
-        EXPECT_EQ(c.expected, applyErrors("<modules>" + c.modules + "</modules>"));
+    for (const auto& [modules, expected] : cases) {
+        SCOPED_TRACE(modules);
+        EXPECT_EQ(expected, applyErrors("<modules>" + modules + "</modules>"));
     }
     EXPECT_EQ(before, configRows()) << "module elements without settings change nothing";
     EXPECT_TRUE(env().contains("headendAssignedModules: 00:1A:2B:00:00:01 00:1A:2B:00:00:02")) << env().dump();
@@ -74,21 +71,18 @@ TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderAndRefusesEverythingElse) {
 
 // Whole, optionally signed, nothing around them, within 32 bits on every build (the controller's long).
 TEST_P(ModulesTest, ModuleSettingsAreStrictNumbersWrittenOnlyWhenTheyDiffer) {
-    const struct {
-        const char* text;
-        const char* stored;   // null: refused
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {  // text, stored (null: refused)
         {"-42", "-42"}, {"+7", "7"}, {"2147483647", "2147483647"}, {"-2147483648", "-2147483648"},
         {"12abc", nullptr}, {" 12", nullptr}, {"", nullptr}, {"-", nullptr}, {"2147483648", nullptr},
         {"4294967296", nullptr}, {"-2147483649", nullptr}, {"99999999999999999999", nullptr},
     };
-    const std::string stored = "SELECT Atenuacion FROM RedesModulos WHERE MAC = '" + moduleMac(1) + "'";
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        const std::string before = value(stored);
-        EXPECT_EQ(c.stored ? Errors{} : failed(kInvalidValue, "Invalid value for module/attenuation"),
-                  applyModules({{1, std::string("<attenuation>") + c.text + "</attenuation>"}}));
-        EXPECT_EQ(c.stored ? c.stored : before, value(stored));
+    const std::string attenuation = "SELECT Atenuacion FROM RedesModulos WHERE MAC = '" + moduleMac(1) + "'";
+    for (const auto& [text, stored] : cases) {
+        SCOPED_TRACE(text);
+        const std::string before = value(attenuation);
+        EXPECT_EQ(stored ? Errors{} : failed(kInvalidValue, "Invalid value for module/attenuation"),
+                  applyModules({{1, std::string("<attenuation>") + text + "</attenuation>"}}));
+        EXPECT_EQ(stored ? stored : before, value(attenuation));
     }
     // And they are written only when they differ.
     forbidWrites("RedesModulos");
