@@ -92,9 +92,8 @@ TEST_F(Frame, TheFollowUpRunsInOrderAndTheKeysAreRegeneratedOnWmbG400Only) {
 
 // The headend's log collector picks up the "r9:::" lines, whatever the debug mask says. (What a failing
 // section rolls back: ListSections.ABadElementRollsBackTheWholeDocument.)
-TEST_F(Frame, AFailingSectionFailsTheCommandAndTellsTheCollector) {
+TEST_F(Frame, AFailingSectionOrKeyFailsTheCommandAndTellsTheCollector) {
     env().debugMask() = 0;
-    env().clearLog();
     auto command = apply("<maintenances><hour>3</hour></maintenances>");
     EXPECT_EQ(failed(kInvalidCommand, "No maintenance element found"), command->result().errors());
     EXPECT_FALSE(command->result().succeeded());
@@ -105,9 +104,7 @@ TEST_F(Frame, AFailingSectionFailsTheCommandAndTellsTheCollector) {
     EXPECT_EQ((std::vector<std::string>{"r9::: Error 101, No maintenance element found",
                                         "r9::: Error 202, Could not set configuration"}),
               lines);
-}
 
-TEST_F(Frame, AKeyThatCannotBeWrittenFailsItsSectionNamingIt) {
     exec("CREATE TRIGGER readOnly BEFORE UPDATE ON configuracionWebGlobal BEGIN SELECT RAISE(ABORT, 'no'); END");
     EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
               applyErrors("<Network><IP>10.9.9.9</IP></Network>"));

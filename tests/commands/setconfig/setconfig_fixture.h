@@ -5,6 +5,7 @@
 #include "db/tables.h"
 #include "support/command_test.h"
 
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -33,9 +34,7 @@ inline std::string modulesSection(int count, const std::map<int, std::string>& c
 // One row of values separated by blanks: row("11000 1250 0").
 inline Rows row(const std::string& values) {
     std::istringstream in(values);
-    std::vector<std::string> columns;
-    for (std::string value; in >> value;) columns.push_back(value);
-    return {columns};
+    return {std::vector<std::string>(std::istream_iterator<std::string>(in), {})};
 }
 
 class SetConfigTest : public CommandTest {
@@ -94,9 +93,8 @@ protected:
         for (const ModuleCase& c : cases) {
             SCOPED_TRACE(c.module1);
             EXPECT_EQ(c.expected, applyModules({{1, c.module1}}));
-            if (!c.rows.empty()) {
-                EXPECT_EQ(c.rows, query(sql));
-            }
+            if (c.rows.empty()) continue;
+            EXPECT_EQ(c.rows, query(sql));
         }
     }
 };
