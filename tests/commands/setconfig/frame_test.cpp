@@ -37,9 +37,8 @@ TEST_F(Frame, KeySectionsInAnyLetterCaseStoreTheirKeysAndUnknownSectionsAreSkipp
                     "'identificacion_instalador', 'MaturityRating') ORDER BY nombre"));
     EXPECT_TRUE(env().contains("r9::: Unknown configuration setting: colours")) << env().dump();
 
-    auto command = run("setConfiguration", "<network><ip>1.2.3.4</ip></network>");
-    EXPECT_EQ(only(kInvalidCommand), command->result().errors()) << "no configuration element";
-    EXPECT_FALSE(command->result().succeeded());
+    EXPECT_EQ(only(kInvalidCommand), errorsOf("setConfiguration", "<network><ip>1.2.3.4</ip></network>"))
+        << "no configuration element";
     EXPECT_EQ("10.0.0.2", root_.config("network_IP"));
 }
 
@@ -58,9 +57,7 @@ TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
         SCOPED_TRACE(sections);
         failStub("WAN_from_DB.sh", wanStatus);
         const size_t before = callsOf(kWan).size();
-        auto command = apply(sections);
-        EXPECT_EQ(expected, command->result().errors());
-        EXPECT_EQ(expected.empty(), command->result().succeeded());
+        EXPECT_EQ(expected, applyErrors(sections));
         EXPECT_EQ(ip, root_.config("network_IP"));
         EXPECT_EQ(wanRuns, callsOf(kWan).size() - before);
     }
@@ -85,18 +82,15 @@ TEST_F(Frame, TheFollowUpRunsInOrderAndTheKeysAreRegeneratedOnWmbG400Only) {
         << "the scrambling section asks for new keys even when it changed nothing";
 
     failStub("QuorKey", 1);
-    auto command = apply(scrambling);
-    EXPECT_EQ(only(kErrorRegeneratingKey), command->result().errors());
-    EXPECT_FALSE(command->result().succeeded());
+    EXPECT_EQ(only(kErrorRegeneratingKey), applyErrors(scrambling));
 }
 
 // The headend's log collector picks up the "r9:::" lines, whatever the debug mask says. (What a failing
 // section rolls back: ListSections.ABadElementRollsBackTheWholeDocument.)
 TEST_F(Frame, AFailingSectionOrKeyFailsTheCommandAndTellsTheCollector) {
     env().debugMask() = 0;
-    auto command = apply("<maintenances><hour>3</hour></maintenances>");
-    EXPECT_EQ(failed(kInvalidCommand, "No maintenance element found"), command->result().errors());
-    EXPECT_FALSE(command->result().succeeded());
+    EXPECT_EQ(failed(kInvalidCommand, "No maintenance element found"),
+              applyErrors("<maintenances><hour>3</hour></maintenances>"));
     std::vector<std::string> lines;
     for (const LogLine& line : env().lines()) {
         if (line.priority == kCollectorPriority) lines.push_back(line.text);
@@ -121,9 +115,9 @@ TEST_F(Frame, AFailingCommitRollsBack) {
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> reader(raw, &sqlite3_close);
     // An open read transaction lets the writes in but keeps the commit out.
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "BEGIN; SELECT 1 FROM DiSEqCGlobal;", nullptr, nullptr, nullptr));
-    auto command = apply("<network><ip>10.1.1.1</ip></network>");
+    const Errors errors = applyErrors("<network><ip>10.1.1.1</ip></network>");
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "COMMIT", nullptr, nullptr, nullptr));
-    EXPECT_EQ((Errors{{kCouldNotAccessDatabase, "Could not commit transaction"}}), command->result().errors());
+    EXPECT_EQ((Errors{{kCouldNotAccessDatabase, "Could not commit transaction"}}), errors);
     EXPECT_EQ(before, configRows());
     EXPECT_TRUE(callsOf(kWan).empty());
 }
