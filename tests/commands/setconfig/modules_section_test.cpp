@@ -237,22 +237,6 @@ TEST_P(ModulesTest, ServicesAreIdentifiedAndTheirValuesChecked) {
         << "a stored LCN 0 may be sent back";
 }
 
-TEST_P(ModulesTest, EveryServiceValueReachesItsColumn) {
-    EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>7</lcn><olcn>8</olcn><forcedLcn>1</forcedLcn><simulcastLcn>9"
-                                                    "</simulcastLcn><inputId>2</inputId><inputSid>4242</inputSid>"
-                                                    "<inputName>In'); DROP TABLE x; --</inputName><forcedName>1"
-                                                    "</forcedName><outputName>Out</outputName><idEPG>5</idEPG>"
-                                                    "<serviceTypeDVB>25</serviceTypeDVB><serviceTypeCanal>3"
-                                                    "</serviceTypeCanal><videoFormat>2</videoFormat><cloned>1</cloned>"
-                                                    "<decrypt>1</decrypt><transcoding>1</transcoding><videoPeakBitrate>"
-                                                    "9000</videoPeakBitrate><serviceStatus>x</serviceStatus>")}}));
-    EXPECT_EQ((Rows{{"7", "8", "1", "9", "2", "4242", "In'); DROP TABLE x; --", "1", "Out", "5", "25", "3", "2", "1",
-                     "1", "1", "9000"}}),
-              query("SELECT LCN, OLCN, LCNForzado, SimulcastLCN, fk_idEntrada, SID, NombreEntrada, NombreForzado, "
-                    "NombreSalida, idEPG, Service_Type, Tipo, VideoFormat, DuplicadoClonado, Descifrar, Transcoding, "
-                    "Video_peak_bitrate FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
-}
-
 TEST_P(ModulesTest, ServicesLeftOutOrMovedAreWithdrawnWithTheirPidsButSsuCarriersStay) {
     exec("UPDATE ServiciosSalidaGlobal SET SSU = '1' WHERE idSSG = 3");
     EXPECT_EQ(Errors{}, applyModules({{1, "<services>" + service(1, 101) + "</services>"}}));
@@ -277,16 +261,29 @@ TEST_P(ModulesTest, ServicesLeftOutOrMovedAreWithdrawnWithTheirPidsButSsuCarrier
               query(kServiceState));
 }
 
-TEST_P(ModulesTest, PidOrdersAreMatchedByStreamInsertedAndDeleted) {
-    EXPECT_EQ(Errors{}, applyModules({{1, services("<pidOrders><pidOrder><languageCode>eng</languageCode><streamId>300"
-                                                    "</streamId><type>4</type><order>1</order></pidOrder><pidOrder>"
-                                                    "<streamId>273</streamId><type>2</type><order>2</order></pidOrder>"
-                                                    "</pidOrders>")}}));
-    EXPECT_EQ((Rows{{"1", "1", "273", "2", "2", "", "1", "0", "00:1A:2B:00:00:01", "1", "1"},
+TEST_P(ModulesTest, EveryServiceValueReachesItsColumnAndPidOrdersAreMatchedByStreamInsertedAndDeleted) {
+    EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>7</lcn><olcn>8</olcn><forcedLcn>1</forcedLcn><simulcastLcn>9"
+                                                    "</simulcastLcn><inputId>2</inputId><inputSid>4242</inputSid>"
+                                                    "<inputName>In'); DROP TABLE x; --</inputName><forcedName>1"
+                                                    "</forcedName><outputName>Out</outputName><idEPG>5</idEPG>"
+                                                    "<serviceTypeDVB>25</serviceTypeDVB><serviceTypeCanal>3"
+                                                    "</serviceTypeCanal><videoFormat>2</videoFormat><cloned>1</cloned>"
+                                                    "<decrypt>1</decrypt><transcoding>1</transcoding><videoPeakBitrate>"
+                                                    "9000</videoPeakBitrate><serviceStatus>x</serviceStatus><pidOrders>"
+                                                    "<pidOrder><languageCode>eng</languageCode><streamId>300</streamId>"
+                                                    "<type>4</type><order>1</order></pidOrder><pidOrder><streamId>273"
+                                                    "</streamId><type>2</type><order>2</order></pidOrder></pidOrders>")}}));
+    EXPECT_EQ((Rows{{"7", "8", "1", "9", "2", "4242", "In'); DROP TABLE x; --", "1", "Out", "5", "25", "3", "2", "1",
+                     "1", "1", "9000"}}),
+              query("SELECT LCN, OLCN, LCNForzado, SimulcastLCN, fk_idEntrada, SID, NombreEntrada, NombreForzado, "
+                    "NombreSalida, idEPG, Service_Type, Tipo, VideoFormat, DuplicadoClonado, Descifrar, Transcoding, "
+                    "Video_peak_bitrate FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
+    // The PIDs it carries are on its new input.
+    EXPECT_EQ((Rows{{"1", "1", "273", "2", "2", "", "1", "0", "00:1A:2B:00:00:01", "2", "1"},
                     {"2", "1", "274", "2", "4", "spa", "0", "1", "00:1A:2B:00:00:01", "1", "1"},
                     {"3", "2", "289", "1", "2", "", "1", "0", "00:1A:2B:00:00:01", "2", "2"},
                     {"4", "2", "290", "2", "4", "spa", "1", "0", "00:1A:2B:00:00:01", "2", "2"},
-                    {"13", "1", "300", "1", "4", "eng", "1", "0", "00:1A:2B:00:00:01", "1", "1"}}),
+                    {"13", "1", "300", "1", "4", "eng", "1", "0", "00:1A:2B:00:00:01", "2", "1"}}),
               query("SELECT idPSG, fk_idSSG, StreamId, Orden, Tipo, AudioCode, EstadoPID, EstadoBorrado, MAC, "
                     "fk_idEntrada, fk_idSalidasLogicas FROM PIDsSalidaGlobal WHERE fk_idSSG IN ('1', '2') "
                     "ORDER BY idPSG"));
