@@ -23,22 +23,21 @@ class ListSections : public SetConfigTest {};
 // The dev kit's rows of every list are replaced: an old row left behind shows as one too many.
 TEST_F(ListSections, ListsReplaceTheirRowsServiceEpgsLinkTheirPartsAndDvbNetworksKeepWhatTheDocumentLacks) {
     EXPECT_EQ(Errors{}, applyErrors(
-        "<serviceEPGs><serviceEPG><onid>1</onid><tsid>2</tsid><sid>3</sid><epg>e1</epg><lcn>65535</lcn>"
-        "<videoType>1</videoType><videoPeakBitrate>9000</videoPeakBitrate><serviceType>25</serviceType>"
-        "<name>Film</name><provider>P</provider><satelliteEPG><frequency>11000</frequency><symbolrate>22000"
-        "</symbolrate><orbit>192</orbit><polarity>horizontal</polarity><westEastFlag>1</westEastFlag><onid>1</onid>"
-        "<tsid>2</tsid></satelliteEPG><audiosEPGs><audiosEPG><languageCode>spa</languageCode><audioType>1"
-        "</audioType></audiosEPG><audiosEPG><languageCode>eng</languageCode></audiosEPG></audiosEPGs>"
-        "<replacingEPGs><replacingEPG><replacingEpgChannelId>film.example</replacingEpgChannelId></replacingEPG>"
-        "</replacingEPGs></serviceEPG><serviceEPG><epg>e2</epg></serviceEPG></serviceEPGs><diseqcs><diseqc><id>4</id><position>2</position><name>Hispasat</name>"
-        "<orbit>300</orbit><polarity>Horizontal</polarity><band>high</band></diseqc></diseqcs><homeChannels>"
-        "<homechannel><id>3</id><frequency>12000</frequency><orbit>192</orbit><polarity>vertical</polarity><band>1"
-        "</band><symbolrate>27500</symbolrate><onid>1</onid><tsid>7</tsid></homechannel></homeChannels>"
-        "<dvbNetworks><dvbNetwork><id>1</id><nid>77</nid><autoServiceList>0</autoServiceList><autoBlockPIDs><text>1"
-        "</text><subtitles>0</subtitles></autoBlockPIDs><AUTODECRYPTPIDS><Subtitles>1</Subtitles><data>yes</data>"
-        "</AUTODECRYPTPIDS></dvbNetwork>"
-        "<dvbNetwork><id>9</id></dvbNetwork></dvbNetworks><preferredLanguages><language>fre</language><LANGUAGE>ger"
-        "</LANGUAGE></preferredLanguages>"));
+        "<serviceEPGs><serviceEPG><onid>1</onid><tsid>2</tsid><sid>3</sid><epg>e1</epg><lcn>65535</lcn><videoType>1"
+        "</videoType><videoPeakBitrate>9000</videoPeakBitrate><serviceType>25</serviceType><name>Film</name><provider>P"
+        "</provider><satelliteEPG><frequency>11000</frequency><symbolrate>22000</symbolrate><orbit>192</orbit>"
+        "<polarity>horizontal</polarity><westEastFlag>1</westEastFlag><onid>1</onid><tsid>2</tsid></satelliteEPG>"
+        "<audiosEPGs><audiosEPG><languageCode>spa</languageCode><audioType>1</audioType></audiosEPG><audiosEPG>"
+        "<languageCode>eng</languageCode></audiosEPG></audiosEPGs><replacingEPGs><replacingEPG>"
+        "<replacingEpgChannelId>film.example</replacingEpgChannelId></replacingEPG></replacingEPGs></serviceEPG>"
+        "<serviceEPG><epg>e2</epg></serviceEPG></serviceEPGs><diseqcs><diseqc><id>4</id><position>2</position>"
+        "<name>Hispasat</name><orbit>300</orbit><polarity>Horizontal</polarity><band>high</band></diseqc></diseqcs>"
+        "<homeChannels><homechannel><id>3</id><frequency>12000</frequency><orbit>192</orbit><polarity>vertical"
+        "</polarity><band>1</band><symbolrate>27500</symbolrate><onid>1</onid><tsid>7</tsid></homechannel>"
+        "</homeChannels><dvbNetworks><dvbNetwork><id>1</id><nid>77</nid><autoServiceList>0</autoServiceList>"
+        "<autoBlockPIDs><text>1</text><subtitles>0</subtitles></autoBlockPIDs><AUTODECRYPTPIDS><Subtitles>1</Subtitles>"
+        "<data>yes</data></AUTODECRYPTPIDS></dvbNetwork><dvbNetwork><id>9</id></dvbNetwork></dvbNetworks>"
+        "<preferredLanguages><language>fre</language><LANGUAGE>ger</LANGUAGE></preferredLanguages>"));
     EXPECT_EQ(row("4 Hispasat 2 300 1 1 1"), query("SELECT * FROM DiSEqCGlobal"));
     EXPECT_EQ(row("3 12000 192 0 1 27500 1 7 1"), query("SELECT * FROM MantenimientoHomeChannelsGlobal"));
     EXPECT_EQ((Rows{{"fre"}, {"ger"}}), query("SELECT AudioCode FROM AudioLanguageListGlobal ORDER BY idALLG"));

@@ -122,9 +122,8 @@ TEST_P(ModulesTest, SatelliteInputsGoThroughTheLnbIntoTheTunerRange) {
     exec("UPDATE NimGlobal SET RFIN_LOOP = '1' WHERE idNimGlobal = 1");   // input 1 never loops
     runCases(cases, "SELECT Frequency, fe, banda_FI, DiSEqC, RFIN_LOOP, StreamID, ModoPLS FROM NimGlobal "
                     "WHERE idNimGlobal = 1");
-    EXPECT_EQ(Errors{}, applyModules({{1, inputs(2, 0, "<rfLoop>1</rfLoop>")}}));
-    EXPECT_EQ("1", value("SELECT RFIN_LOOP FROM NimGlobal WHERE idNimGlobal = 2"));
-    EXPECT_TRUE(env().contains("REMOTE_CONTROL::: New INPUT parameters:  type: 0 rfLoop: 1")) << env().dump();
+    EXPECT_TRUE(env().contains("REMOTE_CONTROL::: New INPUT parameters:  type: 0 frequency: 11000 rfLoop: 1"))
+        << env().dump();
 }
 
 TEST_P(ModulesTest, InputTwoFollowsTheOscillatorsAndAChangedInputOne) {
@@ -230,7 +229,6 @@ TEST_P(ModulesTest, ServicesAreIdentifiedAndTheirValuesChecked) {
               query("SELECT fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado, LCN, SSU, NombreEntrada, "
                     "idEPG FROM ServiciosSalidaGlobal WHERE OSID = '65535'"))
         << "a new service has every number 0 and no names (the later lists without it withdrew it)";
-    EXPECT_EQ("65535", value("SELECT SID FROM ServiciosSalidaGlobal WHERE idSSG = 1"));
 
     exec("UPDATE ServiciosSalidaGlobal SET LCN = '0' WHERE idSSG = 1");
     EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>0</lcn>", service(2, 65535))}}))
@@ -262,17 +260,15 @@ TEST_P(ModulesTest, ServicesLeftOutOrMovedAreWithdrawnWithTheirPidsButSsuCarrier
 }
 
 TEST_P(ModulesTest, EveryServiceValueReachesItsColumnAndPidOrdersAreMatchedByStreamInsertedAndDeleted) {
-    EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>7</lcn><olcn>8</olcn><forcedLcn>1</forcedLcn><simulcastLcn>9"
-                                                    "</simulcastLcn><inputId>2</inputId><inputSid>4242</inputSid>"
-                                                    "<inputName>In'); DROP TABLE x; --</inputName><forcedName>1"
-                                                    "</forcedName><outputName>Out</outputName><idEPG>5</idEPG>"
-                                                    "<serviceTypeDVB>25</serviceTypeDVB><serviceTypeCanal>3"
-                                                    "</serviceTypeCanal><videoFormat>2</videoFormat><cloned>1</cloned>"
-                                                    "<decrypt>1</decrypt><transcoding>1</transcoding><videoPeakBitrate>"
-                                                    "9000</videoPeakBitrate><serviceStatus>x</serviceStatus><pidOrders>"
-                                                    "<pidOrder><languageCode>eng</languageCode><streamId>300</streamId>"
-                                                    "<type>4</type><order>1</order></pidOrder><pidOrder><streamId>273"
-                                                    "</streamId><type>2</type><order>2</order></pidOrder></pidOrders>")}}));
+    const std::string children =
+        "<lcn>7</lcn><olcn>8</olcn><forcedLcn>1</forcedLcn><simulcastLcn>9</simulcastLcn><inputId>2</inputId>"
+        "<inputSid>4242</inputSid><inputName>In'); DROP TABLE x; --</inputName><forcedName>1</forcedName>"
+        "<outputName>Out</outputName><idEPG>5</idEPG><serviceTypeDVB>25</serviceTypeDVB><serviceTypeCanal>3"
+        "</serviceTypeCanal><videoFormat>2</videoFormat><cloned>1</cloned><decrypt>1</decrypt><transcoding>1"
+        "</transcoding><videoPeakBitrate>9000</videoPeakBitrate><serviceStatus>x</serviceStatus><pidOrders><pidOrder>"
+        "<languageCode>eng</languageCode><streamId>300</streamId><type>4</type><order>1</order></pidOrder><pidOrder>"
+        "<streamId>273</streamId><type>2</type><order>2</order></pidOrder></pidOrders>";
+    EXPECT_EQ(Errors{}, applyModules({{1, services(children)}}));
     EXPECT_EQ((Rows{{"7", "8", "1", "9", "2", "4242", "In'); DROP TABLE x; --", "1", "Out", "5", "25", "3", "2", "1",
                      "1", "1", "9000"}}),
               query("SELECT LCN, OLCN, LCNForzado, SimulcastLCN, fk_idEntrada, SID, NombreEntrada, NombreForzado, "
