@@ -4,8 +4,6 @@
 // in the database's order, a code in other letter case, an unknown code.
 #include "commands/setconfig/setconfig_fixture.h"
 
-#include <sstream>
-
 namespace rctest {
 namespace {
 

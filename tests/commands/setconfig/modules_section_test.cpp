@@ -33,6 +33,8 @@ std::string services(const std::string& firstChildren, const std::string& more =
     return "<services>" + service(1, 101, firstChildren) + service(2, 102) + service(1, 103) + more + "</services>";
 }
 Errors badInput(const std::string& detail) { return failed(kInvalidModuleInput, detail); }
+Errors notFound(const std::string& what) { return failed(kCouldNotFindModule, "Could not find module " + what); }
+Errors badFamily(const std::string& mac) { return failed(kInvalidModuleFamily, "Invalid module family/model " + mac); }
 Errors badOutput(const std::string& element) {
     return failed(kInvalidModuleOutput, "Invalid value for module/output/" + element);
 }
@@ -47,18 +49,14 @@ TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderAndRefusesEverythingElse) {
          {}},
         {"", failed(kInvalidCommand, "No modules found")},
         {m1 + "<modul/>" + m2, failed(kInvalidCommand, "No module element found")},
-        {m1 + m2 + moduleElement(9), failed(kCouldNotFindModule, "Could not find module 00:1A:2B:00:00:09")},
-        {m1 + "<module><id>x</id></module>", failed(kCouldNotFindModule, "Could not find module (no mac)")},
-        {m1 + "<module><mac>00:1A:2B:00:00:0_</mac></module>",
-         failed(kCouldNotFindModule, "Could not find module 00:1A:2B:00:00:0_")},
+        {m1 + m2 + moduleElement(9), notFound(moduleMac(9))},
+        {m1 + "<module><id>x</id></module>", notFound("(no mac)")},
+        {m1 + "<module><mac>00:1A:2B:00:00:0_</mac></module>", notFound("00:1A:2B:00:00:0_")},
         {m2, failed(kInvalidAmountOfModules, "Invalid amount of modules (missing 00:1A:2B:00:00:01)")},
         {m1 + m2 + m1, failed(kInvalidAmountOfModules, "Invalid amount of modules (00:1A:2B:00:00:01 twice)")},
-        {m1 + moduleElement(2, "<family>20</family>"),
-         failed(kInvalidModuleFamily, "Invalid module family/model 00:1A:2B:00:00:02")},
-        {moduleElement(1, "<model>5</model>") + m2,
-         failed(kInvalidModuleFamily, "Invalid module family/model 00:1A:2B:00:00:01")},
-        {m1 + moduleElement(2, "<isMaster>1</isMaster>"),
-         failed(kCouldNotFindModule, "Could not find module 00:1A:2B:00:00:02 (isMaster differs)")},
+        {m1 + moduleElement(2, "<family>20</family>"), badFamily(moduleMac(2))},
+        {moduleElement(1, "<model>5</model>") + m2, badFamily(moduleMac(1))},
+        {m1 + moduleElement(2, "<isMaster>1</isMaster>"), notFound(moduleMac(2) + " (isMaster differs)")},
     };
     const auto before = configRows();
     for (const auto& [modules, expected] : cases) {
