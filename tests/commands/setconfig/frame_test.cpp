@@ -99,7 +99,7 @@ TEST_F(Frame, AFailingSectionOrKeyFailsTheCommandAndTellsTheCollector) {
                                         "r9::: Error 202, Could not set configuration"}),
               lines);
 
-    exec("CREATE TRIGGER readOnly BEFORE UPDATE ON configuracionWebGlobal BEGIN SELECT RAISE(ABORT, 'no'); END");
+    forbidUpdates("configuracionWebGlobal");
     EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
               applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
     EXPECT_TRUE(env().contains("r9::: Error 102, Could not set Network/IP")) << env().dump();

@@ -75,7 +75,7 @@ TEST_F(ListSections, ScramblingsAndMaintenancesKeepTheLastElementsValues) {
     EXPECT_EQ(row("Quorvex 0 1 0 Quorvex 1"),
               query("SELECT g.ScramblingName, g.Mode, g.Estado, k.Mode, k.System, k.Estado FROM ScramblingGlobal g, "
                     "ScramblingKeysGlobal k"));
-    forbidWrites("ScramblingKeysGlobal");
+    forbidUpdates("ScramblingKeysGlobal");
     EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not update ScramblingKG"),
               applyErrors(in("scramblings/scrambling", "<name>x</name><oddKey>CC</oddKey>")));
 }

@@ -83,7 +83,7 @@ TEST_P(ModulesTest, ModuleSettingsAreStrictNumbersWrittenOnlyWhenTheyDiffer) {
         EXPECT_EQ(stored ? stored : before, value(attenuation));
     }
     // And they are written only when they differ.
-    forbidWrites("RedesModulos");
+    forbidUpdates("RedesModulos");
     EXPECT_EQ(Errors{}, applyModules({{2, "<attenuation>0</attenuation><name>Module 2</name><dvbNetworkId>1"
                                           "</dvbNetworkId><modoSalidaRF>0</modoSalidaRF>"}}));
     EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not save 'module'"),
