@@ -13,6 +13,9 @@ std::string in(const std::string& path, const std::string& inner) {
     if (slash != std::string::npos) return in(path.substr(0, slash), in(path.substr(slash + 1), inner));
     return "<" + path + ">" + inner + "</" + path + ">";
 }
+std::string scrambling(const std::string& children) { return in("scramblings/scrambling", children); }
+// A service EPG with an EPG and these children.
+std::string epg(const std::string& children) { return in("serviceEPGs/serviceEPG", "<epg>e</epg>" + children); }
 // A good network, then one with these children.
 std::string dvbNetwork(const std::string& children) {
     return "<dvbNetworks><dvbNetwork><id>5</id></dvbNetwork>" + in("dvbNetwork", children) + "</dvbNetworks>";
@@ -71,13 +74,13 @@ TEST_F(ListSections, ScramblingsAndMaintenancesKeepTheLastElementsValues) {
               query("SELECT nombre, valor FROM configuracionWebGlobal WHERE nombre LIKE 'mantenimiento%' ORDER BY 1"));
 
     exec("DELETE FROM ScramblingGlobal; DELETE FROM ScramblingKeysGlobal");
-    EXPECT_EQ(Errors{}, applyErrors(in("scramblings/scrambling", "<name>x</name><mode>even</mode>")));
+    EXPECT_EQ(Errors{}, applyErrors(scrambling("<name>x</name><mode>even</mode>")));
     EXPECT_EQ(row("Quorvex 0 1 0 Quorvex 1"),
               query("SELECT g.ScramblingName, g.Mode, g.Estado, k.Mode, k.System, k.Estado FROM ScramblingGlobal g, "
                     "ScramblingKeysGlobal k"));
     forbidUpdates("ScramblingKeysGlobal");
     EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not update ScramblingKG"),
-              applyErrors(in("scramblings/scrambling", "<name>x</name><oddKey>CC</oddKey>")));
+              applyErrors(scrambling("<name>x</name><oddKey>CC</oddKey>")));
 }
 
 // Every earlier section of the document, changing every table, goes back with the failing one.
@@ -106,21 +109,17 @@ TEST_F(ListSections, ABadElementRollsBackTheWholeDocument) {
          "Invalid value for diseqc/id"},
         {in("homeChannels/homechannel", "<tsid>1</tsid>"), kInvalidCommand, "homechannel has no id field"},
         {in("preferredLanguages", "<language>x</language><lang>y</lang>"), kInvalidCommand, "language expected"},
-        {in("serviceEPGs/serviceEPG", "<epg>e</epg><lcn>65536</lcn>"), kInvalidValue, kLcn},
-        {in("serviceEPGs/serviceEPG", "<epg>e</epg><lcn>0</lcn>"), kInvalidValue, kLcn},
-        {in("serviceEPGs/serviceEPG", "<epg>e</epg><satelliteEPG><onid>0</onid></satelliteEPG>"), kInvalidValue,
+        {epg("<lcn>65536</lcn>"), kInvalidValue, kLcn},
+        {epg("<lcn>0</lcn>"), kInvalidValue, kLcn},
+        {epg("<satelliteEPG><onid>0</onid></satelliteEPG>"), kInvalidValue,
          "ONID value must be a value between [1-65535]"},
         {in("serviceEPGs/serviceEPG", "<lcn>5</lcn>"), kInvalidValue, "EPG value can't be NULL"},
-        {in("serviceEPGs/serviceEPG", "<epg>e</epg><audiosEPGs><audio/></audiosEPGs>"), kInvalidCommand,
-         "No audiosEPGs element found"},
-        {in("serviceEPGs/serviceEPG", "<epg>e</epg><replacingEPGs><x/></replacingEPGs>"), kInvalidCommand,
-         "No replacingEPGs element found"},
+        {epg("<audiosEPGs><audio/></audiosEPGs>"), kInvalidCommand, "No audiosEPGs element found"},
+        {epg("<replacingEPGs><x/></replacingEPGs>"), kInvalidCommand, "No replacingEPGs element found"},
         {in("serviceEPGs", "<service/>"), kInvalidCommand, "No serviceEPG element found"},
-        {in("scramblings/scrambling", "<name>x</name><mode>both</mode>"), kInvalidCommand,
-         "scrambling has no name field"},
-        {in("scramblings/scrambling", "<name>x</name><active>2</active>"), kInvalidValue,
-         "scrambling/active should be 0/1"},
-        {in("scramblings/scrambling", "<active>1</active>"), kInvalidCommand, "scrambling has no name field"},
+        {scrambling("<name>x</name><mode>both</mode>"), kInvalidCommand, "scrambling has no name field"},
+        {scrambling("<name>x</name><active>2</active>"), kInvalidValue, "scrambling/active should be 0/1"},
+        {scrambling("<active>1</active>"), kInvalidCommand, "scrambling has no name field"},
         {in("scramblings", "<key/>"), kInvalidCommand, "No scrambling element found"},
         {in("maintenances", "<maintenance><hour>9</hour></maintenance><backup/>"), kInvalidCommand,
          "No maintenance element found"},
