@@ -1,7 +1,7 @@
 // getConfiguration fed back through setConfiguration changes no row, NULLs
-// included: the two commands agree on every column, encoding and state value. What a
-// setConfiguration withdraws is no longer listed, and stays withdrawn when the
-// document read back is sent again.
+// included: the two commands agree on every column, encoding and state value.
+// What a setConfiguration withdraws is no longer listed, and stays withdrawn
+// when the document read back is sent again.
 #include "commands/setconfig/setconfig_fixture.h"
 
 #include "common/xml.h"
@@ -11,8 +11,6 @@
 
 namespace rctest {
 namespace {
-
-using namespace dorel_remote_control;
 
 // Sections whose two documents cannot agree by their definitions: getConfiguration's
 // homechannel and diseqc have no "id", which setConfiguration requires; its
@@ -51,9 +49,27 @@ INSTANTIATE_TEST_SUITE_P(Headends, ConfigurationRoundTrip,
                                                            "--pids", "8"}}),
                          headendName);
 
-TEST_P(ConfigurationRoundTrip, TheHeadendComesBackUnchangedAndWhatIsLeftOutStaysOut) {
+TEST_P(ConfigurationRoundTrip, TheHeadendComesBackUnchangedWholeOrNotAtAllAndWhatIsLeftOutStaysOut) {
     const auto before = configRows();
     EXPECT_EQ(Errors{}, sendBack());
+    EXPECT_EQ(before, configRows());
+
+    // The modules are applied one at a time as the walk over the document reaches them, all in the document's
+    // one transaction: a PID order refused at the very end of the last module takes back what every module wrote.
+    const auto set = [](XmlNode* element, const char* text) {  // a parsed element prints its text node
+        (element->first_node() != nullptr ? element->first_node() : element)->value(text);
+    };
+    EXPECT_EQ(failed(kInvalidValue, "Invalid value for pidOrder/streamId"), sendBack([&set](XmlNode* configuration) {
+        for (XmlNode* module = at(configuration, {"modules", "module"}); module; module = module->next_sibling()) {
+            set(at(module, {"attenuation"}), "7");
+            for (XmlNode* service = at(module, {"services", "service"}); service; service = service->next_sibling()) {
+                set(at(service, {"outputName"}), "Renamed");
+                if (module->next_sibling() == nullptr && service->next_sibling() == nullptr) {
+                    set(at(service, {"pidOrders"})->last_node("pidOrder")->first_node("streamId"), "x");
+                }
+            }
+        }
+    }));
     EXPECT_EQ(before, configRows());
 
     // Without the first service's second PID order and the second service, the first module's services come
@@ -71,29 +87,6 @@ TEST_P(ConfigurationRoundTrip, TheHeadendComesBackUnchangedAndWhatIsLeftOutStays
     const auto withdrawn = configRows();
     EXPECT_EQ(Errors{}, sendBack());
     EXPECT_EQ(withdrawn, configRows());
-}
-
-// The modules are applied one at a time as the walk over the document reaches them, all in the document's one
-// transaction: a PID order refused at the very end of the last module takes back what every module wrote before.
-TEST_P(ConfigurationRoundTrip, AValueRefusedInTheLastModuleRollsBackEveryEarlierModule) {
-    const auto before = configRows();
-    const auto set = [](XmlNode* element, const char* text) {  // a parsed element prints its text node
-        XmlNode* node = element->first_node() != nullptr ? element->first_node() : element;
-        node->value(text);
-    };
-    const Errors errors = sendBack([&set](XmlNode* configuration) {
-        for (XmlNode* module = at(configuration, {"modules", "module"}); module; module = module->next_sibling()) {
-            set(at(module, {"attenuation"}), "7");
-            for (XmlNode* service = at(module, {"services", "service"}); service; service = service->next_sibling()) {
-                set(at(service, {"outputName"}), "Renamed");
-                if (module->next_sibling() == nullptr && service->next_sibling() == nullptr) {
-                    set(at(service, {"pidOrders"})->last_node("pidOrder")->first_node("streamId"), "x");
-                }
-            }
-        }
-    });
-    EXPECT_EQ(failed(kInvalidValue, "Invalid value for pidOrder/streamId"), errors);
-    EXPECT_EQ(before, configRows());
 }
 
 }  // namespace

@@ -10,8 +10,6 @@
 namespace rctest {
 namespace {
 
-using namespace dorel_remote_control;
-
 const char kWan[] = "/dorel/script/WAN_from_DB.sh";
 
 class Frame : public SetConfigTest {};

@@ -5,8 +5,6 @@
 namespace rctest {
 namespace {
 
-using namespace dorel_remote_control;
-
 // in("a/b", "X") is "<a><b>X</b></a>".
 std::string in(const std::string& path, const std::string& inner) {
     const size_t slash = path.find('/');

@@ -10,8 +10,6 @@
 namespace rctest {
 namespace {
 
-using namespace dorel_remote_control;
-
 INSTANTIATE_TEST_SUITE_P(Layouts, ModulesTest,
                          testing::Values(Headend{"default", {"--no-certs"}},
                                          Headend{"shuffled", {"--no-certs", "--layout", "shuffled:3"}}),

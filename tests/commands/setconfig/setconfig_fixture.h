@@ -13,9 +13,11 @@
 
 namespace rctest {
 
+using namespace dorel_remote_control;  // the agent's result codes, by name
+
 // A failed section's two entries: the handler's own, then 202.
 inline Errors failed(int code, const std::string& detail) {
-    return {{code, detail}, {dorel_remote_control::kCouldNotSetConfiguration, "Could not set configuration"}};
+    return {{code, detail}, {kCouldNotSetConfiguration, "Could not set configuration"}};
 }
 
 // The dev kit's MAC of module m (1 to 9).
