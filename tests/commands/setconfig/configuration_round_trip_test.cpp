@@ -59,7 +59,7 @@ TEST_P(ConfigurationRoundTrip, TheHeadendComesBackUnchangedWholeOrNotAtAllAndWha
     const auto set = [](XmlNode* element, const char* text) {  // a parsed element prints its text node
         (element->first_node() != nullptr ? element->first_node() : element)->value(text);
     };
-    EXPECT_EQ(failed(kInvalidValue, "Invalid value for pidOrder/streamId"), sendBack([&set](XmlNode* configuration) {
+    EXPECT_EQ(invalid("Invalid value for pidOrder/streamId"), sendBack([&set](XmlNode* configuration) {
         for (XmlNode* module = at(configuration, {"modules", "module"}); module; module = module->next_sibling()) {
             set(at(module, {"attenuation"}), "7");
             for (XmlNode* service = at(module, {"services", "service"}); service; service = service->next_sibling()) {

@@ -87,8 +87,7 @@ TEST_F(Frame, TheFollowUpRunsInOrderAndTheKeysAreRegeneratedOnWmbG400Only) {
 // whatever the debug mask says. (What a failing section rolls back: ListSections.ABadElementRollsBackTheWholeDocument.)
 TEST_F(Frame, AFailingCommitSectionOrKeyFailsTheCommandAndTellsTheCollector) {
     env().debugMask() = 0;
-    EXPECT_EQ(failed(kInvalidCommand, "No maintenance element found"),
-              applyErrors("<maintenances><hour>3</hour></maintenances>"));
+    EXPECT_EQ(refused("No maintenance element found"), applyErrors("<maintenances><hour>3</hour></maintenances>"));
     std::vector<std::string> lines;
     for (const LogLine& line : env().lines()) {
         if (line.priority == kCollectorPriority) lines.push_back(line.text);

@@ -37,7 +37,9 @@ Errors badOutput(const std::string& element) {
     return failed(kInvalidModuleOutput, "Invalid value for module/output/" + element);
 }
 
-TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderAndRefusesEverythingElse) {
+// Module settings are whole numbers, optionally signed, nothing around them, within 32 bits on every build (the
+// controller's long), and written only when they differ.
+TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderRefusesEverythingElseAndTakesStrictNumbers) {
     const std::string m1 = moduleElement(1), m2 = moduleElement(2);
     const std::pair<std::string, Errors> cases[] = {
         {m2 + m1, {}},
@@ -45,8 +47,8 @@ TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderAndRefusesEverythingElse) {
         {moduleElement(1, "<family>20</family><model>3</model><isMaster>1</isMaster>") +
              moduleElement(2, "<FAMILY>36</FAMILY><isMaster>0</isMaster>"),
          {}},
-        {"", failed(kInvalidCommand, "No modules found")},
-        {m1 + "<modul/>" + m2, failed(kInvalidCommand, "No module element found")},
+        {"", refused("No modules found")},
+        {m1 + "<modul/>" + m2, refused("No module element found")},
         {m1 + m2 + moduleElement(9), notFound(moduleMac(9))},
         {m1 + "<module><id>x</id></module>", notFound("(no mac)")},
         {m1 + "<module><mac>00:1A:2B:00:00:0_</mac></module>", notFound("00:1A:2B:00:00:0_")},
@@ -63,20 +65,17 @@ TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderAndRefusesEverythingElse) {
     }
     EXPECT_EQ(before, configRows()) << "module elements without settings change nothing";
     EXPECT_TRUE(env().contains("headendAssignedModules: 00:1A:2B:00:00:01 00:1A:2B:00:00:02")) << env().dump();
-}
 
-// Whole, optionally signed, nothing around them, within 32 bits on every build (the controller's long).
-TEST_P(ModulesTest, ModuleSettingsAreStrictNumbersWrittenOnlyWhenTheyDiffer) {
-    const std::pair<const char*, const char*> cases[] = {  // text, stored (null: refused)
+    const std::pair<const char*, const char*> numbers[] = {  // text, stored (null: refused)
         {"-42", "-42"}, {"+7", "7"}, {"2147483647", "2147483647"}, {"-2147483648", "-2147483648"},
         {"12abc", nullptr}, {" 12", nullptr}, {"", nullptr}, {"-", nullptr}, {"2147483648", nullptr},
         {"4294967296", nullptr}, {"-2147483649", nullptr}, {"99999999999999999999", nullptr},
     };
     const std::string attenuation = "SELECT Atenuacion FROM RedesModulos WHERE MAC = '" + moduleMac(1) + "'";
-    for (const auto& [text, stored] : cases) {
+    for (const auto& [text, stored] : numbers) {
         SCOPED_TRACE(text);
         const std::string before = value(attenuation);
-        EXPECT_EQ(stored ? Errors{} : failed(kInvalidValue, "Invalid value for module/attenuation"),
+        EXPECT_EQ(stored ? Errors{} : invalid("Invalid value for module/attenuation"),
                   applyModules({{1, std::string("<attenuation>") + text + "</attenuation>"}}));
         EXPECT_EQ(stored ? stored : before, value(attenuation));
     }
@@ -104,7 +103,7 @@ TEST_P(ModulesTest, SatelliteInputsGoThroughTheLnbIntoTheTunerRange) {
         {inputs(1, 0, "<diseqc>0</diseqc><band>HIGH</band>"), {}, row("11850 1250 1 0 0 -2 0")},
         {inputs(1, 0, "<streamID>7</streamID><plsMode>gold</plsMode>"), {}, row("11850 1250 1 0 0 7 1")},
         {"<inputs/>", failed(kCouldNotAccessDatabase, "No module inputs found")},
-        {"<inputs><output/></inputs>", failed(kInvalidCommand, "No input element found")},
+        {"<inputs><output/></inputs>", refused("No input element found")},
         {"<inputs><input><type>0</type></input></inputs>", badInput("Input has no inputId field")},
         {inputs(3, 0, ""), badInput("Input inputId should be 1 or 2")},
         {"<inputs><input><inputId>1</inputId></input></inputs>", badInput("Input has no type field")},
@@ -122,7 +121,7 @@ TEST_P(ModulesTest, SatelliteInputsGoThroughTheLnbIntoTheTunerRange) {
         << env().dump();
 }
 
-TEST_P(ModulesTest, InputTwoFollowsTheOscillatorsAndAChangedInputOne) {
+TEST_P(ModulesTest, InputTwoFollowsTheOscillatorsAndAChangedInputOneAndOtherTunersTakeTheirOwnValues) {
     const char kInput2[] = "SELECT Frequency, fe FROM NimGlobal WHERE idNimGlobal = 2";
     exec("UPDATE NimGlobal SET Frequency = '11000' WHERE idNimGlobal = 2");
     EXPECT_EQ(Errors{}, applyModules({{1, inputs(1, 0, "<frequency>10700</frequency>")}}));
@@ -138,9 +137,8 @@ TEST_P(ModulesTest, InputTwoFollowsTheOscillatorsAndAChangedInputOne) {
     EXPECT_EQ(Errors{}, applyModules({{1, inputs(1, 0, "<frequency>99999</frequency>")}}))
         << "without the band's oscillator nothing is derived or checked";
     EXPECT_EQ(row("99999 1250"), query("SELECT Frequency, fe FROM NimGlobal WHERE idNimGlobal = 1"));
-}
 
-TEST_P(ModulesTest, TerrestrialAndCableTunersTakeTheirOwnValues) {
+    // Terrestrial and cable tuners take their own values.
     exec("UPDATE EntradasGlobal SET tipoEntrada = '1' WHERE idEntradasGlobal = 2");
     exec("INSERT INTO NimCOFDMGlobal (idNimCOFDMGlobal, Bandwidth, Hierarchy, PLP_ID, Frequency, fk_idEntradasGlobal, "
          "RFIN_LOOP) VALUES (5, '2', '0', '0', '474000', '2', '0')");
@@ -185,7 +183,7 @@ TEST_P(ModulesTest, OutputValuesAreEncodedAndTheConstellationFollowsTheRfMode) {
               {outputs(3, ""), failed(kInvalidModuleOutput, "Output outputId should be 1 or 2")},
               {"<outputs><output/></outputs>", failed(kInvalidModuleOutput, "Output has no outputId field")},
               {"<outputs/>", failed(kCouldNotAccessDatabase, "No module outputs found")},
-              {"<outputs><input/></outputs>", failed(kInvalidCommand, "No output element found")}},
+              {"<outputs><input/></outputs>", refused("No output element found")}},
              // The logical output's own Activo (last) follows the modulator's.
              "SELECT r.Activo, Frecuencia, Symbol_Rate, Modo_OFDM, Ancho_Banda, Intervalo_Guarda, "
              "Modo_Salida_Modulacion, Code_Rate, Espectro_Salida, s.Activo FROM RFOutGlobal r, SalidasLogicasGlobal s "
@@ -202,24 +200,21 @@ const char kPidsOf2[] = "SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal W
 
 TEST_P(ModulesTest, ServicesAreIdentifiedAndTheirValuesChecked) {
     runCases({{services("", service(2, 65535)), {}},
-              {services("", service(1, 65536)), failed(kInvalidValue, "outputSid value cannot be greater than 65535")},
-              {services("", service(1, 0)), failed(kInvalidCommand, "Service outputSid should be greater than 0")},
-              {services("", "<service><outputSid>5</outputSid></service>"),
-               failed(kInvalidCommand, "Service has no outputId field")},
-              {services("", service(3, 5)), failed(kInvalidCommand, "Service outputId should be 1 or 2")},
-              {services("", "<service><outputId>1</outputId></service>"),
-               failed(kInvalidCommand, "Service has no outputSid field")},
-              {services("", "<pidOrder/>"), failed(kInvalidCommand, "No service element found")},
+              {services("", service(1, 65536)), invalid("outputSid value cannot be greater than 65535")},
+              {services("", service(1, 0)), refused("Service outputSid should be greater than 0")},
+              {services("", "<service><outputSid>5</outputSid></service>"), refused("Service has no outputId field")},
+              {services("", service(3, 5)), refused("Service outputId should be 1 or 2")},
+              {services("", "<service><outputId>1</outputId></service>"), refused("Service has no outputSid field")},
+              {services("", "<pidOrder/>"), refused("No service element found")},
               {services("<inputSid>65535</inputSid>"), {}},
-              {services("<inputSid>65536</inputSid>"),
-               failed(kInvalidValue, "inputSid value cannot be greater than 65535")},
-              {services("<lcn>0</lcn>"), failed(kInvalidValue, "LCN value cannot be 0")},
-              {services("<olcn>1x</olcn>"), failed(kInvalidValue, "Invalid value for service/olcn")},
-              {services("<pidOrders><pid/></pidOrders>"), failed(kInvalidCommand, "No pidOrder element found")},
+              {services("<inputSid>65536</inputSid>"), invalid("inputSid value cannot be greater than 65535")},
+              {services("<lcn>0</lcn>"), invalid("LCN value cannot be 0")},
+              {services("<olcn>1x</olcn>"), invalid("Invalid value for service/olcn")},
+              {services("<pidOrders><pid/></pidOrders>"), refused("No pidOrder element found")},
               {services("<pidOrders><pidOrder><streamId>x</streamId></pidOrder></pidOrders>"),
-               failed(kInvalidValue, "Invalid value for pidOrder/streamId")},
+               invalid("Invalid value for pidOrder/streamId")},
               {services("<pidOrders><pidOrder><streamId>273</streamId><type>v</type></pidOrder></pidOrders>"),
-               failed(kInvalidValue, "Invalid value for pidOrder/type")}},
+               invalid("Invalid value for pidOrder/type")}},
              "");
     EXPECT_EQ((Rows{{"2", "65535", "0", "1", "0", "0", "", "0"}}),
               query("SELECT fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado, LCN, SSU, NombreEntrada, "

@@ -19,6 +19,8 @@ using namespace dorel_remote_control;  // the agent's result codes, by name
 inline Errors failed(int code, const std::string& detail) {
     return {{code, detail}, {kCouldNotSetConfiguration, "Could not set configuration"}};
 }
+inline Errors refused(const std::string& detail) { return failed(kInvalidCommand, detail); }
+inline Errors invalid(const std::string& detail) { return failed(kInvalidValue, detail); }
 
 // The dev kit's MAC of module m (1 to 9).
 inline std::string moduleMac(int m) { return "00:1A:2B:00:00:0" + std::to_string(m); }
