@@ -10,16 +10,14 @@ namespace {
 const char kTimeOffsets[] = "/dorel/script/get_time_offsets.sh";
 const char kCrond[] = "/etc/init.d/S60crond";
 
-class CountryChange : public SetConfigTest {
-protected:
-    void applyRegional(const std::string& country, const std::string& zone) {
-        EXPECT_EQ(Errors{}, applyErrors("<regional><country>" + country + "</country><timezone>" + zone +
-                                        "</timezone></regional>"));
-    }
-};
+std::string regional(const std::string& country, const std::string& zone) {
+    return "<regional><country>" + country + "</country><timezone>" + zone + "</timezone></regional>";
+}
+
+class CountryChange : public SetConfigTest {};
 
 TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
-    applyRegional("ES", "Europe/Madrid");
+    EXPECT_EQ(Errors{}, applyErrors(regional("ES", "Europe/Madrid")));
     EXPECT_TRUE(root_.stubCalls().empty()) << "the stored values again change nothing";
 
     const struct {
@@ -31,7 +29,7 @@ TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.country);
-        applyRegional(c.country, c.zone);
+        EXPECT_EQ(Errors{}, applyErrors(regional(c.country, c.zone)));
         EXPECT_EQ(std::string(c.localtime) + "\n", root_.readFile("/dorel/conf/timezone/localtime"));
         EXPECT_EQ(std::string(kTimeOffsets) + " 0 " + c.zones, callsOf(kTimeOffsets).back());
         std::string tot = std::string(c.totCountry) + "\n";
@@ -45,7 +43,7 @@ TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
 
 TEST_F(CountryChange, FailuresAreLoggedAndTheCommandStillSucceeds) {
     failStub("get_time_offsets.sh", 2);
-    applyRegional("PT", "Europe/Lisbon");
+    EXPECT_EQ(Errors{}, applyErrors(regional("PT", "Europe/Lisbon")));
     EXPECT_TRUE(env().contains("r9::: Error (2) executing get_time_offsets.sh: " + root_.rooted(kTimeOffsets) +
                                " 0 \"Europe/Lisbon\" \"Atlantic/Madeira\" \"Atlantic/Azores\""))
         << env().dump();
@@ -54,11 +52,11 @@ TEST_F(CountryChange, FailuresAreLoggedAndTheCommandStillSucceeds) {
 
     failStub("get_time_offsets.sh", 0);
     failStub("S60crond", 4);
-    applyRegional("DE", "Europe/Berlin");
+    EXPECT_EQ(Errors{}, applyErrors(regional("DE", "Europe/Berlin")));
     EXPECT_TRUE(env().contains("r9::: Error (4) restarting cron")) << env().dump();
 
     exec("DELETE FROM configuracionWebGlobal WHERE nombre = 'codtimezone'");
-    applyRegional("IT", "Europe/Rome");
+    EXPECT_EQ(Errors{}, applyErrors(regional("IT", "Europe/Rome")));
     EXPECT_EQ(2u, callsOf(kTimeOffsets).size()) << "a missing regional key stops the follow-up";
 }
 

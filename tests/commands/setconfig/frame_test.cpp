@@ -109,12 +109,11 @@ TEST_F(Frame, AFailingCommitSectionOrKeyFailsTheCommandAndTellsTheCollector) {
     EXPECT_TRUE(callsOf(kWan).empty());
 
     forbidUpdates("configuracionWebGlobal");
-    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
-              applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
+    const Errors notSet = failed(kCouldNotAccessDatabase, "Could not set value");
+    EXPECT_EQ(notSet, applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
     EXPECT_TRUE(env().contains("r9::: Error 102, Could not set Network/IP")) << env().dump();
     // The maintenance keys fail their section the same way.
-    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
-              applyErrors("<maintenances><maintenance><hour>5</hour></maintenance></maintenances>"));
+    EXPECT_EQ(notSet, applyErrors("<maintenances><maintenance><hour>5</hour></maintenance></maintenances>"));
 }
 
 }  // namespace

@@ -22,6 +22,8 @@ std::string inputs(int id, int type, const std::string& children) {
 std::string outputs(int id, const std::string& children) {
     return "<outputs><output><outputId>" + std::to_string(id) + "</outputId>" + children + "</output></outputs>";
 }
+// Output 1 of a module whose RF mode is cable.
+std::string cable(const std::string& children) { return "<modoSalidaRF>1</modoSalidaRF>" + outputs(1, children); }
 std::string service(int outputId, int outputSid, const std::string& children = "") {
     return "<service><outputId>" + std::to_string(outputId) + "</outputId><outputSid>" + std::to_string(outputSid) +
            "</outputSid>" + children + "</service>";
@@ -168,14 +170,12 @@ TEST_P(ModulesTest, OutputValuesAreEncodedAndTheConstellationFollowsTheRfMode) {
                {}, row("0 490000 6875 0 2 3 0 4 1 0")},
               {outputs(1, "<constellation>64 QAM</constellation><onid>1</onid><tsid>77</tsid>"), {}, qam64},
               {outputs(1, "<constellation>256 QAM</constellation>"), badOutput("constellation DVBT")},
-              {"<modoSalidaRF>1</modoSalidaRF>" + outputs(1, "<constellation>QPSK</constellation>"),
-               badOutput("constellation DVBC")},
+              {cable("<constellation>QPSK</constellation>"), badOutput("constellation DVBC")},
               // The RF mode must come before the outputs.
               {outputs(1, "<constellation>256 QAM</constellation>") + "<modoSalidaRF>1</modoSalidaRF>",
                badOutput("constellation DVBT")},
-              {"<modoSalidaRF>1</modoSalidaRF>" + outputs(1, "<constellation>256 qam</constellation>"), {},
-               row("0 490000 6875 0 2 3 4 4 1 0")},
-              {"<modoSalidaRF>1</modoSalidaRF>" + outputs(1, "<constellation>64 QAM</constellation>"), {}, qam64},
+              {cable("<constellation>256 qam</constellation>"), {}, row("0 490000 6875 0 2 3 4 4 1 0")},
+              {cable("<constellation>64 QAM</constellation>"), {}, qam64},
               // Without one, terrestrial, whatever the module has stored.
               {outputs(1, "<constellation>QPSK</constellation>"), {}, row("0 490000 6875 0 2 3 0 4 1 0")},
               {outputs(1, "<active>2</active>"), badOutput("active")},
