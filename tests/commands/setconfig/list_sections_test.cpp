@@ -21,8 +21,9 @@ std::string dvbNetwork(const std::string& children) {
 
 class ListSections : public SetConfigTest {};
 
-// The dev kit's rows of every list are replaced: an old row left behind shows as one too many.
-TEST_F(ListSections, ListsReplaceTheirRowsServiceEpgsLinkTheirPartsAndDvbNetworksKeepWhatTheDocumentLacks) {
+// The dev kit's rows of every list are replaced (an old row left behind shows as one too many), service EPGs link
+// their parts, networks keep what the document lacks, and scramblings and maintenances keep the last element's values.
+TEST_F(ListSections, ListsReplaceTheirRowsAndSingleRowSectionsKeepTheLastElementsValues) {
     EXPECT_EQ(Errors{}, applyErrors(
         "<serviceEPGs><serviceEPG><onid>1</onid><tsid>2</tsid><sid>3</sid><epg>e1</epg><lcn>65535</lcn><videoType>1"
         "</videoType><videoPeakBitrate>9000</videoPeakBitrate><serviceType>25</serviceType><name>Film</name><provider>P"
@@ -38,7 +39,11 @@ TEST_F(ListSections, ListsReplaceTheirRowsServiceEpgsLinkTheirPartsAndDvbNetwork
         "</homeChannels><dvbNetworks><dvbNetwork><id>1</id><nid>77</nid><autoServiceList>0</autoServiceList>"
         "<autoBlockPIDs><text>1</text><subtitles>0</subtitles></autoBlockPIDs><AUTODECRYPTPIDS><Subtitles>1</Subtitles>"
         "<data>yes</data></AUTODECRYPTPIDS></dvbNetwork><dvbNetwork><id>9</id></dvbNetwork></dvbNetworks>"
-        "<preferredLanguages><language>fre</language><LANGUAGE>ger</LANGUAGE></preferredLanguages>"));
+        "<preferredLanguages><language>fre</language><LANGUAGE>ger</LANGUAGE></preferredLanguages><scramblings>"
+        "<scrambling><name>Other</name><active>0</active><mode>odd</mode><oddKey>AA</oddKey></scrambling><scrambling>"
+        "<name>x</name><mode>Toggle</mode><evenKey>BB</evenKey><date>2026-01-02</date><frequency>30</frequency>"
+        "</scrambling></scramblings><maintenances><maintenance><hour>1</hour><min>5</min><active>1</active>"
+        "</maintenance><maintenance><hour>4</hour></maintenance></maintenances>"));
     EXPECT_EQ(row("4 Hispasat 2 300 1 1 1"), query("SELECT * FROM DiSEqCGlobal"));
     EXPECT_EQ(row("3 12000 192 0 1 27500 1 7 1"), query("SELECT * FROM MantenimientoHomeChannelsGlobal"));
     EXPECT_EQ((Rows{{"fre"}, {"ger"}}), query("SELECT AudioCode FROM AudioLanguageListGlobal ORDER BY idALLG"));
@@ -57,14 +62,8 @@ TEST_F(ListSections, ListsReplaceTheirRowsServiceEpgsLinkTheirPartsAndDvbNetwork
               query("SELECT fk_idService_EPG, Language_code, Audio_Type, Estado FROM Service_EPG_audios"));
     EXPECT_EQ(row(first + " film.example 1"),
               query("SELECT fk_idService_EPG, replacing_epg_channel_id, Estado FROM Service_EPG_replacing"));
-}
 
-TEST_F(ListSections, ScramblingsAndMaintenancesKeepTheLastElementsValues) {
-    EXPECT_EQ(Errors{}, applyErrors(
-        "<scramblings><scrambling><name>Other</name><active>0</active><mode>odd</mode><oddKey>AA</oddKey>"
-        "</scrambling><scrambling><name>x</name><mode>Toggle</mode><evenKey>BB</evenKey><date>2026-01-02</date>"
-        "<frequency>30</frequency></scrambling></scramblings><maintenances><maintenance><hour>1</hour><min>5</min>"
-        "<active>1</active></maintenance><maintenance><hour>4</hour></maintenance></maintenances>"));
+    // Scramblings and maintenances keep their last element's values.
     EXPECT_EQ(row("1 Quorvex 0 1"), query("SELECT * FROM ScramblingGlobal"));
     EXPECT_EQ(row("1 2 30 Quorvex AA BB K-SHARED-1 EK-ODD-1 EK-EVEN-1 2026-01-02 1"),
               query("SELECT * FROM ScramblingKeysGlobal"));
