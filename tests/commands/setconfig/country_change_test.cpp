@@ -20,21 +20,21 @@ TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
     EXPECT_EQ(Errors{}, applyErrors(regional("ES", "Europe/Madrid")));
     EXPECT_TRUE(root_.stubCalls().empty()) << "the stored values again change nothing";
 
-    const struct {
-        const char *country, *zone, *localtime, *zones, *totCountry;  // zones: get_time_offsets.sh's, after the mode
-    } cases[] = {
+    // The country and zone sent, the clock's zone, get_time_offsets.sh's zones (after the mode) and the tot
+    // file's country.
+    const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
         {"ES", "Atlantic/Canary", "Atlantic/Canary", "Europe/Madrid Africa/Ceuta Atlantic/Canary", "ES"},
         {"zw", "Europe/Madrid", "Africa/Harare", "Africa/Harare", "zw"},   // the table's last country
         {"ZZ\nES", "Mars/Olympus\nPhobos", "Mars/Olympus", "No", "ZZ"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.country);
-        EXPECT_EQ(Errors{}, applyErrors(regional(c.country, c.zone)));
-        EXPECT_EQ(std::string(c.localtime) + "\n", root_.readFile("/dorel/conf/timezone/localtime"));
-        EXPECT_EQ(std::string(kTimeOffsets) + " 0 " + c.zones, callsOf(kTimeOffsets).back());
-        std::string tot = std::string(c.totCountry) + "\n";
-        std::istringstream zones(c.zones);
-        for (std::string zone; zones >> zone;) tot += zone + " +0100\n";   // what the stand-in answers
+    for (const auto& [country, zone, localtime, zones, totCountry] : cases) {
+        SCOPED_TRACE(country);
+        EXPECT_EQ(Errors{}, applyErrors(regional(country, zone)));
+        EXPECT_EQ(std::string(localtime) + "\n", root_.readFile("/dorel/conf/timezone/localtime"));
+        EXPECT_EQ(std::string(kTimeOffsets) + " 0 " + zones, callsOf(kTimeOffsets).back());
+        std::string tot = std::string(totCountry) + "\n";
+        std::istringstream offsets(zones);
+        for (std::string each; offsets >> each;) tot += each + " +0100\n";   // what the stand-in answers
         EXPECT_EQ(tot, root_.readFile("/dorel/conf/tot_file"));
         EXPECT_FALSE(root_.exists("/tmp/temp_tot_file_web"));
         EXPECT_EQ(std::string(kCrond) + " restart", callsOf(kCrond).back());

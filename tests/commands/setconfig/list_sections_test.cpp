@@ -76,8 +76,7 @@ TEST_F(ListSections, ListsReplaceTheirRowsAndSingleRowSectionsKeepTheLastElement
               query("SELECT g.ScramblingName, g.Mode, g.Estado, k.Mode, k.System, k.Estado FROM ScramblingGlobal g, "
                     "ScramblingKeysGlobal k"));
     forbidUpdates("ScramblingKeysGlobal");
-    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not update ScramblingKG"),
-              applyErrors(scrambling("<name>x</name><oddKey>CC</oddKey>")));
+    EXPECT_EQ(dbError("Could not update ScramblingKG"), applyErrors(scrambling("<name>x</name><oddKey>CC</oddKey>")));
 }
 
 // Every earlier section of the document, changing every table, goes back with the failing one.

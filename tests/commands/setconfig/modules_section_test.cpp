@@ -85,8 +85,7 @@ TEST_P(ModulesTest, AcceptsTheWholeHeadendInAnyOrderRefusesEverythingElseAndTake
     forbidUpdates("RedesModulos");
     EXPECT_EQ(Errors{}, applyModules({{2, "<attenuation>0</attenuation><name>Module 2</name><dvbNetworkId>1"
                                           "</dvbNetworkId><modoSalidaRF>0</modoSalidaRF>"}}));
-    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not save 'module'"),
-              applyModules({{2, "<attenuation>3</attenuation>"}}));
+    EXPECT_EQ(dbError("Could not save 'module'"), applyModules({{2, "<attenuation>3</attenuation>"}}));
 }
 
 const char kIfOutOfRange[] =
@@ -104,7 +103,7 @@ TEST_P(ModulesTest, SatelliteInputsGoThroughTheLnbIntoTheTunerRange) {
         // Without a frequency the stored intermediate frequency stays.
         {inputs(1, 0, "<diseqc>0</diseqc><band>HIGH</band>"), {}, row("11850 1250 1 0 0 -2 0")},
         {inputs(1, 0, "<streamID>7</streamID><plsMode>gold</plsMode>"), {}, row("11850 1250 1 0 0 7 1")},
-        {"<inputs/>", failed(kCouldNotAccessDatabase, "No module inputs found")},
+        {"<inputs/>", dbError("No module inputs found")},
         {"<inputs><output/></inputs>", refused("No input element found")},
         {"<inputs><input><type>0</type></input></inputs>", badInput("Input has no inputId field")},
         {inputs(3, 0, ""), badInput("Input inputId should be 1 or 2")},
@@ -162,7 +161,11 @@ TEST_P(ModulesTest, InputTwoFollowsTheOscillatorsAndAChangedInputOneAndOtherTune
         << "a changed satellite input 1 beside an input 2 without a satellite tuner";
 }
 
-TEST_P(ModulesTest, OutputValuesAreEncodedAndTheConstellationFollowsTheRfMode) {
+const char kServiceState[] = "SELECT idSSG, fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado FROM "
+                             "ServiciosSalidaGlobal WHERE MAC = '00:1A:2B:00:00:01' ORDER BY idSSG";
+const char kPidsOf2[] = "SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'";
+
+TEST_P(ModulesTest, OutputValuesAreEncodedTheConstellationFollowsTheRfModeAndServicesAreChecked) {
     const Rows qam64 = row("0 490000 6875 0 2 3 2 4 1 0");
     runCases({{outputs(1, "<active>0</active><frequency>490000</frequency><symbolRate>6875</symbolRate><modeOFDM>2k"
                           "</modeOFDM><bandwidth>6 MHz</bandwidth><guardInterval>1/4</guardInterval><constellation>"
@@ -182,7 +185,7 @@ TEST_P(ModulesTest, OutputValuesAreEncodedAndTheConstellationFollowsTheRfMode) {
               {outputs(1, "<formatIQ>Inverted</formatIQ>"), badOutput("formatIQ")},
               {outputs(3, ""), failed(kInvalidModuleOutput, "Output outputId should be 1 or 2")},
               {"<outputs><output/></outputs>", failed(kInvalidModuleOutput, "Output has no outputId field")},
-              {"<outputs/>", failed(kCouldNotAccessDatabase, "No module outputs found")},
+              {"<outputs/>", dbError("No module outputs found")},
               {"<outputs><input/></outputs>", refused("No output element found")}},
              // The logical output's own Activo (last) follows the modulator's.
              "SELECT r.Activo, Frecuencia, Symbol_Rate, Modo_OFDM, Ancho_Banda, Intervalo_Guarda, "
@@ -192,13 +195,8 @@ TEST_P(ModulesTest, OutputValuesAreEncodedAndTheConstellationFollowsTheRfMode) {
                                    "WHERE idSalidasLogicasGlobal = 1"))
         << "its type is not the document's";
     EXPECT_TRUE(env().contains("REMOTE_CONTROL::: New OUTPUT parameters:  active:0 frequency: 490000")) << env().dump();
-}
 
-const char kServiceState[] = "SELECT idSSG, fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado FROM "
-                             "ServiciosSalidaGlobal WHERE MAC = '00:1A:2B:00:00:01' ORDER BY idSSG";
-const char kPidsOf2[] = "SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'";
-
-TEST_P(ModulesTest, ServicesAreIdentifiedAndTheirValuesChecked) {
+    // Services are identified and their values checked.
     runCases({{services("", service(2, 65535)), {}},
               {services("", service(1, 65536)), invalid("outputSid value cannot be greater than 65535")},
               {services("", service(1, 0)), refused("Service outputSid should be greater than 0")},

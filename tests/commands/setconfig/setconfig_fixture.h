@@ -21,6 +21,7 @@ inline Errors failed(int code, const std::string& detail) {
 }
 inline Errors refused(const std::string& detail) { return failed(kInvalidCommand, detail); }
 inline Errors invalid(const std::string& detail) { return failed(kInvalidValue, detail); }
+inline Errors dbError(const std::string& detail) { return failed(kCouldNotAccessDatabase, detail); }
 
 // The dev kit's MAC of module m (1 to 9).
 inline std::string moduleMac(int m) { return "00:1A:2B:00:00:0" + std::to_string(m); }
