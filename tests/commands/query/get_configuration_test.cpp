@@ -112,7 +112,7 @@ protected:
 
 // Every section one to a line; the modules are read from tables the headend's
 // other programs lay out.
-TEST_P(ConfigurationDocument, IsTheStoredOne) {
+TEST_P(ConfigurationDocument, SaysWhatTheTablesHold) {
     {
         ScopedUtcTimezone utc;  // OutputNITDate is in local time
         runAs("KVB-200");

@@ -109,11 +109,11 @@ TEST_F(Frame, AFailingCommitSectionOrKeyFailsTheCommandAndTellsTheCollector) {
     EXPECT_TRUE(callsOf(kWan).empty());
 
     forbidUpdates("configuracionWebGlobal");
-    const Errors notSet = dbError("Could not set value");
-    EXPECT_EQ(notSet, applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
+    EXPECT_EQ(dbError("Could not set value"), applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
     EXPECT_TRUE(env().contains("r9::: Error 102, Could not set Network/IP")) << env().dump();
     // The maintenance keys fail their section the same way.
-    EXPECT_EQ(notSet, applyErrors("<maintenances><maintenance><hour>5</hour></maintenance></maintenances>"));
+    EXPECT_EQ(dbError("Could not set value"),
+              applyErrors("<maintenances><maintenance><hour>5</hour></maintenance></maintenances>"));
 }
 
 }  // namespace

@@ -161,10 +161,6 @@ TEST_P(ModulesTest, InputTwoFollowsTheOscillatorsAndAChangedInputOneAndOtherTune
         << "a changed satellite input 1 beside an input 2 without a satellite tuner";
 }
 
-const char kServiceState[] = "SELECT idSSG, fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado FROM "
-                             "ServiciosSalidaGlobal WHERE MAC = '00:1A:2B:00:00:01' ORDER BY idSSG";
-const char kPidsOf2[] = "SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'";
-
 TEST_P(ModulesTest, OutputValuesAreEncodedTheConstellationFollowsTheRfModeAndServicesAreChecked) {
     const Rows qam64 = row("0 490000 6875 0 2 3 2 4 1 0");
     runCases({{outputs(1, "<active>0</active><frequency>490000</frequency><symbolRate>6875</symbolRate><modeOFDM>2k"
@@ -223,6 +219,10 @@ TEST_P(ModulesTest, OutputValuesAreEncodedTheConstellationFollowsTheRfModeAndSer
     EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>0</lcn>", service(2, 65535))}}))
         << "a stored LCN 0 may be sent back";
 }
+
+const char kServiceState[] = "SELECT idSSG, fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado FROM "
+                             "ServiciosSalidaGlobal WHERE MAC = '00:1A:2B:00:00:01' ORDER BY idSSG";
+const char kPidsOf2[] = "SELECT EstadoPID, EstadoBorrado FROM PIDsSalidaGlobal WHERE fk_idSSG = '2'";
 
 TEST_P(ModulesTest, ServicesLeftOutOrMovedAreWithdrawnWithTheirPidsButSsuCarriersStay) {
     exec("UPDATE ServiciosSalidaGlobal SET SSU = '1' WHERE idSSG = 3");
