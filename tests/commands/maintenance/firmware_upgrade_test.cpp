@@ -20,16 +20,14 @@ const char kEndScript[] = "/dorel/script/fw_upload_end.sh";
 class FirmwareUpgrade : public CommandTest {
 protected:
     FirmwareUpgrade() : CommandTest({}) {}   // with certificates, for the test server
+    Errors firmware(const char* command, const std::string& source, const std::string& md5) {
+        return errorsOf(command, "<firmware>" + source + (md5.empty() ? "" : "<md5>" + md5 + "</md5>") + "</firmware>");
+    }
     Errors download(const std::string& url, const std::string& md5 = "") {
-        return errorsOf("downloadFirmwareUpgrade", "<firmware><url>" + server().baseUrl() + url + "</url>" +
-                                                       (md5.empty() ? "" : "<md5>" + md5 + "</md5>") + "</firmware>");
+        return firmware("downloadFirmwareUpgrade", "<url>" + server().baseUrl() + url + "</url>", md5);
     }
     Errors apply(const std::string& name, const std::string& md5 = "") {
-        return errorsOf("applyFirmwareUpgrade", "<firmware><filename>" + name + "</filename>" +
-                                                    (md5.empty() ? "" : "<md5>" + md5 + "</md5>") + "</firmware>");
-    }
-    void upload(const std::string& name, const std::string& contents) {
-        root_.writeFile(std::string(kUploads) + "/" + name, contents);
+        return firmware("applyFirmwareUpgrade", "<filename>" + name + "</filename>", md5);
     }
 };
 
@@ -40,17 +38,10 @@ TEST_F(FirmwareUpgrade, DownloadKeepsOnlyTheLastPackageAndNoDirectoryAfterAFailu
     EXPECT_TRUE(root_.exists(std::string(kUploads) + "/b.bin"));
     EXPECT_FALSE(root_.exists(std::string(kUploads) + "/a.bin"));
 
-    const struct {
-        std::string url, md5;
-        Errors expected;
-    } failures[] = {
-        {"fw/missing.bin", "", {{kCouldNotDownloadFirmware, "Invalid response code: 404"}}},
-        {"fw/b.bin", "663840473143A11EC7047FFCB444AA31", {{kWrongMd5, "Invalid MD5"}}},
-    };
-    for (const auto& failure : failures) {
-        EXPECT_EQ(failure.expected, download(failure.url, failure.md5)) << failure.url;
-        EXPECT_FALSE(root_.exists(kUploads)) << failure.url;
-    }
+    EXPECT_EQ((Errors{{kCouldNotDownloadFirmware, "Invalid response code: 404"}}), download("fw/missing.bin"));
+    EXPECT_FALSE(root_.exists(kUploads));
+    EXPECT_EQ((Errors{{kWrongMd5, "Invalid MD5"}}), download("fw/b.bin", "663840473143A11EC7047FFCB444AA31"));
+    EXPECT_FALSE(root_.exists(kUploads));
 }
 
 // The start script is told the package's size in KiB plus ten; what its exit
@@ -64,7 +55,7 @@ TEST_F(FirmwareUpgrade, StartScriptIsToldTheSizeAndItsExitCodesReadAsResults) {
                  {1, 10, 1, kCouldNotApplyUpgrade},          {1, 10, 6, kCouldNotApplyUpgrade}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.exitCode);
-        upload("fw.bin", std::string(c.bytes, 'x'));
+        root_.writeFile(std::string(kUploads) + "/fw.bin", std::string(c.bytes, 'x'));
         failStub("fw_upload_start.sh", c.exitCode);
         EXPECT_EQ(only(c.result), apply("fw.bin"));
         EXPECT_EQ(std::string(kStartScript) + " " + std::to_string(c.kib), callsOf(kScripts).back());
@@ -80,7 +71,7 @@ TEST_F(FirmwareUpgrade, StartScriptIsToldTheSizeAndItsExitCodesReadAsResults) {
 }
 
 TEST_F(FirmwareUpgrade, OnlyAPlainFileNameIsAppliedAndMovedToTheUpgradesBetweenTheTwoScripts) {
-    upload("fw 1.bin", "package B");
+    root_.writeFile(std::string(kUploads) + "/fw 1.bin", "package B");
     for (const char* name : {"", "../uploads/fw.bin", "/tmp/fw.bin", "sub/fw.bin", "..", ".", "fw..bin", "fw\n.bin"}) {
         EXPECT_EQ(only(kCouldNotApplyUpgrade), apply(name)) << name;
     }

@@ -3,8 +3,6 @@
 // reboot, last and after its result is stored, is the app's reboot test.)
 #include "support/command_test.h"
 
-#include <functional>
-
 #include <unistd.h>
 
 namespace rctest {
@@ -44,36 +42,33 @@ TEST_P(ModuleReset, NoMacResetsEveryModuleAndARepeatedMacTwice) {
 }
 
 TEST_P(ModuleReset, FailuresAreReportedPerModuleAndTheLastOneDecides) {
-    struct Case {
+    const struct {
         const char* what;
-        std::function<void()> prepare;
+        const char* devkitFile;  // written first, with contents
+        const char* contents;
         const char* command;
         std::string modules;
         Errors expected;
     } cases[] = {
-        {"unknown module", [] {}, "resetCAMModules", macs({"00:00:00:00:00:99"}),
+        {"unknown module", nullptr, "", "resetCAMModules", macs({"00:00:00:00:00:99"}),
          {{kCouldNotFindModule, "00:00:00:00:00:99"}}},
-        {"no modules element", [] {}, "resetCAMModules", "", {{kInvalidCommand, "Could not find 'modules' field"}}},
-        {"client exits 1", [&] { root_.writeFile("/devkit/xmlrpc-resetCAM.exit", "1\n"); }, "resetCAMModules",
-         macs({kModule1, kModule2}), {{kCouldNotResetCam, kModule2}}},
-        {"only the first fails",
-         [&] {
-             root_.writeFile("/devkit/xmlrpc-resetCAM.exit", "0\n");
-             root_.writeFile("/devkit/modules/10.9.0.1.resetCAM.exit", "3\n");
-         },
-         "resetCAMModules", macs({kModule1, kModule2}), {{kCouldNotResetCam, kModule1}}},
-        {"module reboot fails", [&] { root_.writeFile("/devkit/xmlrpc-EjecutarScript.exit", "1\n"); }, "resetModules",
-         macs({kModule1}), {{kCouldNotResetModule, kModule1}}},
+        {"no modules", nullptr, "", "resetCAMModules", "", {{kInvalidCommand, "Could not find 'modules' field"}}},
+        {"only the first fails", "/devkit/modules/10.9.0.1.resetCAM.exit", "3\n", "resetCAMModules",
+         macs({kModule1, kModule2}), {{kCouldNotResetCam, kModule1}}},
+        {"both fail", "/devkit/xmlrpc-resetCAM.exit", "1\n", "resetCAMModules", macs({kModule1, kModule2}),
+         {{kCouldNotResetCam, kModule2}}},
+        {"module reboot fails", "/devkit/xmlrpc-EjecutarScript.exit", "1\n", "resetModules", macs({kModule1}),
+         {{kCouldNotResetModule, kModule1}}},
         // Stopped at the client's time-out: a reset that failed.
-        {"client hangs", [&] { root_.writeFile("/devkit/modules/10.9.0.2.hang", ""); }, "resetModules",
-         macs({kModule2}), {{kCouldNotResetModule, kModule2}}},
-        {"no temporary database", [&] { unlink(root_.rooted(kTempDb).c_str()); }, "resetCAMModules", "<modules/>",
-         only(kCouldNotAccessDatabase)},
+        {"client hangs", "/devkit/modules/10.9.0.2.hang", "", "resetModules", macs({kModule2}),
+         {{kCouldNotResetModule, kModule2}}},
     };
-    for (Case& c : cases) {
-        c.prepare();
+    for (const auto& c : cases) {
+        if (c.devkitFile) root_.writeFile(c.devkitFile, c.contents);
         EXPECT_EQ(c.expected, errorsOf(c.command, c.modules)) << c.what;
     }
+    unlink(root_.rooted(kTempDb).c_str());
+    EXPECT_EQ(only(kCouldNotAccessDatabase), errorsOf("resetCAMModules", "<modules/>")) << "no temporary database";
     EXPECT_EQ(0, root_.hungProcessesLeft());
 }
 

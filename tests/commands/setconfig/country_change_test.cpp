@@ -4,45 +4,37 @@
 // in the database's order, a code in other letter case, an unknown code.
 #include "commands/setconfig/setconfig_fixture.h"
 
-#include <sstream>
-
 namespace rctest {
 namespace {
 
 const char kTimeOffsets[] = "/dorel/script/get_time_offsets.sh";
 const char kCrond[] = "/etc/init.d/S60crond";
 
-class CountryChange : public SetConfigTest {
-protected:
-    void applyRegional(const std::string& country, const std::string& zone) {
-        EXPECT_EQ(Errors{}, applyErrors("<regional><country>" + country + "</country><timezone>" + zone +
-                                        "</timezone></regional>"));
-    }
-};
+std::string regional(const std::string& country, const std::string& zone) {
+    return "<regional><country>" + country + "</country><timezone>" + zone + "</timezone></regional>";
+}
+
+class CountryChange : public SetConfigTest {};
 
 TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
-    applyRegional("ES", "Europe/Madrid");
+    EXPECT_EQ(Errors{}, applyErrors(regional("ES", "Europe/Madrid")));
     EXPECT_TRUE(root_.stubCalls().empty()) << "the stored values again change nothing";
 
-    const struct {
-        const char* country;
-        const char* zone;
-        const char* localtime;
-        const char* zones;   // get_time_offsets.sh's arguments after the mode
-        const char* totCountry;
-    } cases[] = {
+    // The country and zone sent, the clock's zone, get_time_offsets.sh's zones (after the mode) and the tot
+    // file's country.
+    const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
         {"ES", "Atlantic/Canary", "Atlantic/Canary", "Europe/Madrid Africa/Ceuta Atlantic/Canary", "ES"},
         {"zw", "Europe/Madrid", "Africa/Harare", "Africa/Harare", "zw"},   // the table's last country
         {"ZZ\nES", "Mars/Olympus\nPhobos", "Mars/Olympus", "No", "ZZ"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.country);
-        applyRegional(c.country, c.zone);
-        EXPECT_EQ(std::string(c.localtime) + "\n", root_.readFile("/dorel/conf/timezone/localtime"));
-        EXPECT_EQ(std::string(kTimeOffsets) + " 0 " + c.zones, callsOf(kTimeOffsets).back());
-        std::string tot = std::string(c.totCountry) + "\n";
-        std::istringstream zones(c.zones);
-        for (std::string zone; zones >> zone;) tot += zone + " +0100\n";   // what the stand-in answers
+    for (const auto& [country, zone, localtime, zones, totCountry] : cases) {
+        SCOPED_TRACE(country);
+        EXPECT_EQ(Errors{}, applyErrors(regional(country, zone)));
+        EXPECT_EQ(std::string(localtime) + "\n", root_.readFile("/dorel/conf/timezone/localtime"));
+        EXPECT_EQ(std::string(kTimeOffsets) + " 0 " + zones, callsOf(kTimeOffsets).back());
+        std::string tot = std::string(totCountry) + "\n";
+        std::istringstream offsets(zones);
+        for (std::string each; offsets >> each;) tot += each + " +0100\n";   // what the stand-in answers
         EXPECT_EQ(tot, root_.readFile("/dorel/conf/tot_file"));
         EXPECT_FALSE(root_.exists("/tmp/temp_tot_file_web"));
         EXPECT_EQ(std::string(kCrond) + " restart", callsOf(kCrond).back());
@@ -51,7 +43,7 @@ TEST_F(CountryChange, TheCountrysZonesGoToTheClockTheOffsetsAndTheTotFile) {
 
 TEST_F(CountryChange, FailuresAreLoggedAndTheCommandStillSucceeds) {
     failStub("get_time_offsets.sh", 2);
-    applyRegional("PT", "Europe/Lisbon");
+    EXPECT_EQ(Errors{}, applyErrors(regional("PT", "Europe/Lisbon")));
     EXPECT_TRUE(env().contains("r9::: Error (2) executing get_time_offsets.sh: " + root_.rooted(kTimeOffsets) +
                                " 0 \"Europe/Lisbon\" \"Atlantic/Madeira\" \"Atlantic/Azores\""))
         << env().dump();
@@ -60,11 +52,11 @@ TEST_F(CountryChange, FailuresAreLoggedAndTheCommandStillSucceeds) {
 
     failStub("get_time_offsets.sh", 0);
     failStub("S60crond", 4);
-    applyRegional("DE", "Europe/Berlin");
+    EXPECT_EQ(Errors{}, applyErrors(regional("DE", "Europe/Berlin")));
     EXPECT_TRUE(env().contains("r9::: Error (4) restarting cron")) << env().dump();
 
     exec("DELETE FROM configuracionWebGlobal WHERE nombre = 'codtimezone'");
-    applyRegional("IT", "Europe/Rome");
+    EXPECT_EQ(Errors{}, applyErrors(regional("IT", "Europe/Rome")));
     EXPECT_EQ(2u, callsOf(kTimeOffsets).size()) << "a missing regional key stops the follow-up";
 }
 

@@ -10,8 +10,6 @@
 namespace rctest {
 namespace {
 
-using namespace dorel_remote_control;
-
 const char kWan[] = "/dorel/script/WAN_from_DB.sh";
 
 class Frame : public SetConfigTest {};
@@ -37,21 +35,15 @@ TEST_F(Frame, KeySectionsInAnyLetterCaseStoreTheirKeysAndUnknownSectionsAreSkipp
                     "'identificacion_instalador', 'MaturityRating') ORDER BY nombre"));
     EXPECT_TRUE(env().contains("r9::: Unknown configuration setting: colours")) << env().dump();
 
-    auto command = run("setConfiguration", "<network><ip>1.2.3.4</ip></network>");
-    EXPECT_EQ(only(kInvalidCommand), command->result().errors()) << "no configuration element";
-    EXPECT_FALSE(command->result().succeeded());
+    EXPECT_EQ(only(kInvalidCommand), errorsOf("setConfiguration", "<network><ip>1.2.3.4</ip></network>"))
+        << "no configuration element";
     EXPECT_EQ("10.0.0.2", root_.config("network_IP"));
 }
 
 TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
     exec("DELETE FROM configuracionWebGlobal WHERE nombre = 'network_SecondaryDNS'");
-    const struct {
-        const char* sections;
-        int wanStatus;
-        Errors expected;
-        const char* ip;
-        size_t wanCalls;
-    } cases[] = {
+    // The sections, the WAN script's exit status, the errors, the IP stored and how often the WAN script ran.
+    const std::tuple<const char*, int, Errors, const char*, size_t> cases[] = {
         {"<network><internet>1</internet><dhcp>0</dhcp><ip>192.168.1.10</ip><netmask>255.255.255.0</netmask>"
          "<gateway>192.168.1.1</gateway><dns1>192.168.1.1</dns1></network>", 0, {}, "192.168.1.10", 0},
         {"<network><ip>10.1.1.1</ip></network>", 0, {}, "10.1.1.1", 1},
@@ -59,15 +51,13 @@ TEST_F(Frame, OnlyACommittedNetworkChangeRunsTheWanScript) {
         {"<network><ip>10.3.3.3</ip></network><regional><country>FR</country></regional>", 3,
          only(kCouldNotApplyNetwork), "10.3.3.3", 1},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.sections);
-        failStub("WAN_from_DB.sh", c.wanStatus);
+    for (const auto& [sections, wanStatus, expected, ip, wanRuns] : cases) {
+        SCOPED_TRACE(sections);
+        failStub("WAN_from_DB.sh", wanStatus);
         const size_t before = callsOf(kWan).size();
-        auto command = apply(c.sections);
-        EXPECT_EQ(c.expected, command->result().errors());
-        EXPECT_EQ(c.expected.empty(), command->result().succeeded());
-        EXPECT_EQ(c.ip, root_.config("network_IP"));
-        EXPECT_EQ(c.wanCalls, callsOf(kWan).size() - before);
+        EXPECT_EQ(expected, applyErrors(sections));
+        EXPECT_EQ(ip, root_.config("network_IP"));
+        EXPECT_EQ(wanRuns, callsOf(kWan).size() - before);
     }
     EXPECT_EQ("8.8.8.8", root_.config("network_SecondaryDNS"));
     EXPECT_TRUE(callsOf("/dorel/script/get_time_offsets.sh").empty()) << "a failing WAN script skips the rest";
@@ -90,19 +80,14 @@ TEST_F(Frame, TheFollowUpRunsInOrderAndTheKeysAreRegeneratedOnWmbG400Only) {
         << "the scrambling section asks for new keys even when it changed nothing";
 
     failStub("QuorKey", 1);
-    auto command = apply(scrambling);
-    EXPECT_EQ(only(kErrorRegeneratingKey), command->result().errors());
-    EXPECT_FALSE(command->result().succeeded());
+    EXPECT_EQ(only(kErrorRegeneratingKey), applyErrors(scrambling));
 }
 
-// The headend's log collector picks up the "r9:::" lines, whatever the debug mask says. (What a failing
-// section rolls back: ListSections.ABadElementRollsBackTheWholeDocument.)
-TEST_F(Frame, AFailingSectionFailsTheCommandAndTellsTheCollector) {
+// A failing commit, section or key fails the command, and the headend's log collector picks up the "r9:::" lines,
+// whatever the debug mask says. (What a failing section rolls back: ListSections.ABadElementRollsBackTheWholeDocument.)
+TEST_F(Frame, AFailingCommitSectionOrKeyFailsTheCommandAndTellsTheCollector) {
     env().debugMask() = 0;
-    env().clearLog();
-    auto command = apply("<maintenances><hour>3</hour></maintenances>");
-    EXPECT_EQ(failed(kInvalidCommand, "No maintenance element found"), command->result().errors());
-    EXPECT_FALSE(command->result().succeeded());
+    EXPECT_EQ(refused("No maintenance element found"), applyErrors("<maintenances><hour>3</hour></maintenances>"));
     std::vector<std::string> lines;
     for (const LogLine& line : env().lines()) {
         if (line.priority == kCollectorPriority) lines.push_back(line.text);
@@ -110,30 +95,25 @@ TEST_F(Frame, AFailingSectionFailsTheCommandAndTellsTheCollector) {
     EXPECT_EQ((std::vector<std::string>{"r9::: Error 101, No maintenance element found",
                                         "r9::: Error 202, Could not set configuration"}),
               lines);
-}
 
-TEST_F(Frame, AKeyThatCannotBeWrittenFailsItsSectionNamingIt) {
-    exec("CREATE TRIGGER readOnly BEFORE UPDATE ON configuracionWebGlobal BEGIN SELECT RAISE(ABORT, 'no'); END");
-    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
-              applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
-    EXPECT_TRUE(env().contains("r9::: Error 102, Could not set Network/IP")) << env().dump();
-    // The maintenance keys fail their section the same way.
-    EXPECT_EQ(failed(kCouldNotAccessDatabase, "Could not set value"),
-              applyErrors("<maintenances><maintenance><hour>5</hour></maintenance></maintenances>"));
-}
-
-TEST_F(Frame, AFailingCommitRollsBack) {
     const auto before = configRows();
     sqlite3* raw = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(root_.rooted(kConfigDb).c_str(), &raw));
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> reader(raw, &sqlite3_close);
     // An open read transaction lets the writes in but keeps the commit out.
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "BEGIN; SELECT 1 FROM DiSEqCGlobal;", nullptr, nullptr, nullptr));
-    auto command = apply("<network><ip>10.1.1.1</ip></network>");
-    ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "COMMIT", nullptr, nullptr, nullptr));
-    EXPECT_EQ((Errors{{kCouldNotAccessDatabase, "Could not commit transaction"}}), command->result().errors());
+    EXPECT_EQ((Errors{{kCouldNotAccessDatabase, "Could not commit transaction"}}),
+              applyErrors("<network><ip>10.1.1.1</ip></network>"));
+    reader.reset();
     EXPECT_EQ(before, configRows());
     EXPECT_TRUE(callsOf(kWan).empty());
+
+    forbidUpdates("configuracionWebGlobal");
+    EXPECT_EQ(dbError("Could not set value"), applyErrors("<Network><IP>10.9.9.9</IP></Network>"));
+    EXPECT_TRUE(env().contains("r9::: Error 102, Could not set Network/IP")) << env().dump();
+    // The maintenance keys fail their section the same way.
+    EXPECT_EQ(dbError("Could not set value"),
+              applyErrors("<maintenances><maintenance><hour>5</hour></maintenance></maintenances>"));
 }
 
 }  // namespace

@@ -2,20 +2,26 @@
 // back the rows of config_global and the stand-in programs' calls.
 #pragma once
 
-#include "db/tables.h"
 #include "support/command_test.h"
 
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace rctest {
 
+using namespace dorel_remote_control;  // the agent's result codes, by name
+
 // A failed section's two entries: the handler's own, then 202.
 inline Errors failed(int code, const std::string& detail) {
-    return {{code, detail}, {dorel_remote_control::kCouldNotSetConfiguration, "Could not set configuration"}};
+    return {{code, detail}, {kCouldNotSetConfiguration, "Could not set configuration"}};
 }
+inline Errors refused(const std::string& detail) { return failed(kInvalidCommand, detail); }
+inline Errors invalid(const std::string& detail) { return failed(kInvalidValue, detail); }
+inline Errors dbError(const std::string& detail) { return failed(kCouldNotAccessDatabase, detail); }
 
 // The dev kit's MAC of module m (1 to 9).
 inline std::string moduleMac(int m) { return "00:1A:2B:00:00:0" + std::to_string(m); }
@@ -32,9 +38,7 @@ inline std::string modulesSection(int count, const std::map<int, std::string>& c
 // One row of values separated by blanks: row("11000 1250 0").
 inline Rows row(const std::string& values) {
     std::istringstream in(values);
-    std::vector<std::string> columns;
-    for (std::string value; in >> value;) columns.push_back(value);
-    return {columns};
+    return {std::vector<std::string>(std::istream_iterator<std::string>(in), {})};
 }
 
 class SetConfigTest : public CommandTest {
@@ -44,10 +48,12 @@ protected:
         root_.writeFile("/devkit/calls.log", "");
     }
 
-    std::shared_ptr<dorel_remote_control::Command> apply(const std::string& sections) {
-        return run("setConfiguration", "<configuration>" + sections + "</configuration>");
+    // The errors of a document; whatever they are, the completion mark agrees with them.
+    Errors applyErrors(const std::string& sections) {
+        auto command = run("setConfiguration", "<configuration>" + sections + "</configuration>");
+        EXPECT_EQ(command->result().errors().empty(), command->result().succeeded());
+        return command->result().errors();
     }
-    Errors applyErrors(const std::string& sections) { return apply(sections)->result().errors(); }
     Errors applyModules(const std::map<int, std::string>& children) { return applyErrors(modulesSection(2, children)); }
 
     void exec(const std::string& sql) const { root_.exec(kConfigDb, sql); }
@@ -55,18 +61,14 @@ protected:
     // Every row of every table of config_global.
     std::map<std::string, Rows> configRows() const {
         std::map<std::string, Rows> all;
-        for (const doreldb::TableEntry& entry : doreldb::allTables()) {
-            if (std::string(entry.database) != "config_global") continue;
-            all[entry.table->name()] = query("SELECT * FROM " + entry.table->name() + " ORDER BY rowid");
+        for (const auto& table : query("SELECT name FROM sqlite_master WHERE type = 'table'")) {
+            all[table[0]] = query("SELECT * FROM \"" + table[0] + "\" ORDER BY rowid");
         }
         return all;
     }
-    // Makes every write to a table fail, so that a test sees whether one was tried.
-    void forbidWrites(const std::string& table) const {
-        for (const char* event : {"UPDATE", "INSERT"}) {
-            exec(std::string("CREATE TRIGGER no") + event + table + " BEFORE " + event + " ON " + table +
-                 " BEGIN SELECT RAISE(ABORT, 'no writes'); END");
-        }
+    // Makes every update of a table fail, so that a test sees whether one was tried.
+    void forbidUpdates(const std::string& table) const {
+        exec("CREATE TRIGGER no" + table + " BEFORE UPDATE ON " + table + " BEGIN SELECT RAISE(ABORT, 'no'); END");
     }
 };
 
@@ -87,15 +89,14 @@ protected:
     struct ModuleCase {
         std::string module1;   // module 1's children
         Errors expected;
-        Rows rows;             // what the test's query reads afterwards (empty: not read)
+        Rows rows = {};        // what the test's query reads afterwards (empty: not read)
     };
     void runCases(const std::vector<ModuleCase>& cases, const std::string& sql) {
         for (const ModuleCase& c : cases) {
             SCOPED_TRACE(c.module1);
             EXPECT_EQ(c.expected, applyModules({{1, c.module1}}));
-            if (!c.rows.empty()) {
-                EXPECT_EQ(c.rows, query(sql));
-            }
+            if (c.rows.empty()) continue;
+            EXPECT_EQ(c.rows, query(sql));
         }
     }
 };
