@@ -4,6 +4,8 @@
 // being written.
 #pragma once
 
+#include "commands/core/setting_sections.h"
+
 #include "commands/query/configuration_codes.h"
 #include "common/paths.h"
 #include "common/xml_writer.h"
@@ -63,12 +65,6 @@ private:
     bool wmbG400_;
     bool kvdCd5_;
     Module module_;
-};
-
-// One child element taken from a setting.
-struct SettingElement {
-    const char* element;
-    const char* setting;
 };
 
 // Whether an element is written, for the context and the row it comes from.

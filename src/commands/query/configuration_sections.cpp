@@ -16,59 +16,15 @@ namespace db = doreldb;
 
 // Sections made of settings.
 
-const SettingElement kIdentification[] = {
-    {"headendName", "identificacion_cabecera"},
-    {"location", "identificacion_localizacion"},
-    {"installationDate", "identificacion_fecha"},
-    {"zatContractId", "identificacion_contrato"},
-    {"installer", "identificacion_instalador"},
-    {"clientID", "identificacion_codCanal"},
-    {"hostType", "identificacion_hostType"},
-    {"TVModels", "identificacion_TVModels"},
-    {"installationMode", "identificacion_installationMode"},
-};
-const SettingElement kRegional[] = {
-    {"language", "codtimezone"},
-    {"country", "idtimezone"},
-    {"timezone", "subtimezone"},
-};
-const SettingElement kMaintenance[] = {
-    {"hour", "mantenimiento_hora"},
-    {"min", "mantenimiento_min"},
-    {"active", "mantenimiento_activo"},
-};
-const SettingElement kNetwork[] = {
-    {"internet", "network_ConfigureNET"},
-    {"dhcp", "network_UseDHCPIP"},
-    {"ip", "network_IP"},
-    {"netmask", "network_Netmask"},
-    {"gateway", "network_Gateway"},
-    {"dns1", "network_PrimaryDNS"},
-    {"dns2", "network_SecondaryDNS"},
-};
-const SettingElement kRemoteControl[] = {
-    {"active", "servidorZAT_activo"},
-    {"interval", "servidorZAT_intervalo"},
-    {"serverUrl", "servidorZAT_direccion"},
-    {"username", "servidorZAT_usuario"},
-    {"password", "servidorZAT_password"},
-};
-const SettingElement kLnb[] = {
-    {"oscLowFreq", "LNB_fb"},
-    {"oscHighFreq", "LNB_fa"},
-    {"oscBandaCFreq", "LNB_fbandaC"},
-    {"oscBandaSatelite", "LNB_BandaSatelite"},
-};
-
-void identification(ConfigurationContext& c) { addSettings(c, kIdentification); }
-void regional(ConfigurationContext& c) { addSettings(c, kRegional); }
-void network(ConfigurationContext& c) { addSettings(c, kNetwork); }
-void remoteControl(ConfigurationContext& c) { addSettings(c, kRemoteControl); }
-void lnb(ConfigurationContext& c) { addSettings(c, kLnb); }
+void identification(ConfigurationContext& c) { addSettings(c, kIdentificationSettings); }
+void regional(ConfigurationContext& c) { addSettings(c, kRegionalSettings); }
+void network(ConfigurationContext& c) { addSettings(c, kNetworkSettings); }
+void remoteControl(ConfigurationContext& c) { addSettings(c, kRemoteControlSettings); }
+void lnb(ConfigurationContext& c) { addSettings(c, kLnbSettings); }
 
 void maintenances(ConfigurationContext& c) {
     c.open("maintenance");
-    addSettings(c, kMaintenance);
+    addSettings(c, kMaintenanceSettings);
     c.close();
 }
 

@@ -3,25 +3,21 @@
 // The values are stored as received.
 #pragma once
 
+#include "commands/core/setting_sections.h"
 #include "commands/setconfig/section_context.h"
 
 #include <cstddef>
 
 namespace dorel_remote_control {
 
-struct KeySetting {
-    const char* element;   // compared ignoring ASCII case
-    const char* key;       // the nombre of the configuracionWebGlobal row
-};
-
 struct KeyTable {
-    const KeySetting* settings;
+    const SettingElement* settings;
     size_t count;
     int changeFlag;        // joins the change set when a key changed
 };
 
 template <size_t N>
-constexpr KeyTable keyTable(const KeySetting (&settings)[N], int changeFlag) {
+constexpr KeyTable keyTable(const SettingElement (&settings)[N], int changeFlag) {
     return KeyTable{settings, N, changeFlag};
 }
 

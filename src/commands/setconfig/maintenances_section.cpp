@@ -7,20 +7,10 @@
 
 namespace dorel_remote_control {
 
-namespace {
-
-const KeySetting kMaintenance[] = {
-    {"hour", "mantenimiento_hora"},
-    {"min", "mantenimiento_min"},
-    {"active", "mantenimiento_activo"},
-};
-
-}  // namespace
-
 bool applyMaintenancesSection(SetConfigContext& context, const XmlNode* section) {
     for (const XmlNode* maintenance : childElements(section)) {
         if (!nameIs(maintenance, "maintenance")) return context.fail(kInvalidCommand, "No maintenance element found");
-        if (!walkKeySection(context, keyTable(kMaintenance, kChangeNone), maintenance)) return false;
+        if (!walkKeySection(context, keyTable(kMaintenanceSettings, kChangeNone), maintenance)) return false;
     }
     return true;
 }
