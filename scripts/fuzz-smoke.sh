@@ -10,7 +10,7 @@ cd "$(dirname "$0")/.."
 RUNS=${RC_FUZZ_RUNS:-3000}
 SECONDS_PER_TARGET=${RC_FUZZ_SECONDS:-15}
 build_dir=${RC_SANITIZE_BUILD_DIR:-build-sanitize}
-targets=(reply_intake command_envelope stored_row command_data server_reply xml_stream xml_print like value)
+targets=(reply_intake command_envelope stored_row command_data server_reply xml_stream xml_print like value packed_rows)
 
 status=0
 bash scripts/sanitizer-build.sh "${targets[@]/#/fuzz_}" >/dev/null || status=$?
