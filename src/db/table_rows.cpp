@@ -1,6 +1,5 @@
 #include "db/table_rows.h"
 
-#include "common/memory.h"
 
 #include "db/access.h"
 #include "db/like.h"
@@ -102,11 +101,6 @@ const Record* TableRows::first(std::initializer_list<LikeFilter> filters) {
 
 void TableRows::release(const RowSelection& selected) {
     for (const Record* row : selected) rows_[static_cast<size_t>(row - rows_.data())].release();
-}
-
-HeadendRows::~HeadendRows() {
-    tables_.clear();
-    dorel_remote_control::returnFreedMemory();
 }
 
 TableRows& HeadendRows::table(const TableDef& definition) {

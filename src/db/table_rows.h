@@ -137,10 +137,6 @@ public:
     HeadendRows(const DbHandle* configGlobal, const DbHandle* tempGlobal)
         : configGlobal_(configGlobal), tempGlobal_(tempGlobal) {}
 
-    HeadendRows(const HeadendRows&) = delete;
-    HeadendRows& operator=(const HeadendRows&) = delete;
-    ~HeadendRows();
-
     TableRows& table(const TableDef& definition);
 
 private:

@@ -2,6 +2,7 @@
 
 #include "commands/query/configuration_sections.h"
 #include "common/env.h"
+#include "common/memory.h"
 #include "db/table_rows.h"
 #include "server/settings.h"
 
@@ -12,6 +13,9 @@ void CmdGetConfiguration::execute() {
     // tree would cost several times the text at the controller's peak.
     XmlWriter out = startWrittenResult();
     writeDocument(out);
+    // The rows were many small blocks amid the heap; the printed result is
+    // about to need as much again.
+    returnFreedMemory();
     finishWrittenResult(out);
 }
 
