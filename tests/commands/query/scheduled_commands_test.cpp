@@ -46,6 +46,17 @@ TEST_F(ScheduledCommands, StoresEachInnerCommandAtItsUtcSecondTogetherWithItsOwn
     EXPECT_EQ((Rows{{"3", "2", "1"}}), query("SELECT commandId, status, result LIKE '%<result>0<%' FROM RCCommand "
                                              "WHERE status = '2'", kStoreDb));
     EXPECT_EQ((Rows{{"3"}}), query("SELECT count(*) FROM RCCommand", kStoreDb));
+
+    // When its own finished row cannot go in with them, none does, and the
+    // command says it failed.
+    root_.exec(kStoreDb, "DELETE FROM RCCommand; CREATE TRIGGER full BEFORE UPDATE ON RCCommand WHEN NEW.status = '2' "
+                         "BEGIN SELECT RAISE(ROLLBACK, 'disk full'); END");
+    command = createCommand(env(), schedule(kWhen, envelope(11, kGet)));
+    ASSERT_TRUE(save(*command));
+    command->run();
+    EXPECT_TRUE(command->result().hasError(kCouldNotAccessDatabase));
+    EXPECT_FALSE(command->result().succeeded());
+    EXPECT_TRUE(storedRows().size() == 1 && storedRows()[0][1] == "0") << "only its own row, as received";
 }
 
 TEST_F(ScheduledCommands, RefusesBadRequestsKeepingTheInnerCommandsBeforeTheFault) {

@@ -218,6 +218,7 @@ TEST_P(ModulesTest, OutputValuesAreEncodedTheConstellationFollowsTheRfModeAndSer
     exec("UPDATE ServiciosSalidaGlobal SET LCN = '0' WHERE idSSG = 1");
     EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>0</lcn>", service(2, 65535))}}))
         << "a stored LCN 0 may be sent back";
+    EXPECT_EQ(Errors{}, applyModules({{1, services("<lcn>1</lcn>", service(2, 65535))}})) << "the lowest LCN";
 }
 
 const char kServiceState[] = "SELECT idSSG, fk_idSalidasLogicas, OSID, EstadoServicio, EstadoBorrado FROM "
