@@ -28,10 +28,7 @@ std::string ConfigurationContext::setting(const char* name) const {
     return found == settings_.end() ? std::string() : found->second;
 }
 
-void ConfigurationContext::addSetting(const char* name, const char* setting) {
-    auto found = settings_.find(setting);
-    add(name, found == settings_.end() ? std::string() : found->second);
-}
+void ConfigurationContext::addSetting(const char* name, const char* key) { add(name, setting(key)); }
 
 bool unlessWmbG400(const ConfigurationContext& context, const doreldb::Record&) { return !context.wmbG400(); }
 
