@@ -128,7 +128,7 @@ bool md5Matches(Env& env, const std::string& path, const std::string& expected) 
     }
     // md5sum marks a line whose file name it had to escape (a backslash or a
     // line end in it) with a leading backslash before the digits.
-    if (!line.empty() && line[0] == '\\') line.erase(0, 1);
+    if (line[0] == '\\') line.erase(0, 1);
     if (line.find(' ') != kMd5HexDigits) {
         env.log(3, "MD5 has not 16 bytes");
         return false;

@@ -79,9 +79,6 @@ StoreBatch::StoreBatch(Env& env) : db_(doreldb::openDatabase(env, env.paths().re
     ok_ = transaction_->begin() == SQLITE_OK;
 }
 
-// The transaction goes before the database it rolls back.
-StoreBatch::~StoreBatch() { transaction_.reset(); }
-
 bool StoreBatch::write(Command& command) {
     if (!ok_) return false;
     const bool written =

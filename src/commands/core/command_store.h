@@ -28,7 +28,6 @@ class StoreBatch {
 public:
     // Opens the store and begins the transaction; ok() tells whether both worked.
     explicit StoreBatch(Env& env);
-    ~StoreBatch();
     StoreBatch(const StoreBatch&) = delete;
     StoreBatch& operator=(const StoreBatch&) = delete;
 
@@ -48,7 +47,7 @@ private:
     bool settle(bool written);
 
     doreldb::DbHandle db_;
-    std::unique_ptr<doreldb::Transaction> transaction_;
+    std::unique_ptr<doreldb::Transaction> transaction_;  // after db_: it goes first, rolling back
     bool ok_ = false;
 };
 
