@@ -14,7 +14,8 @@ LNB_HIGH_OSCILLATOR = 10600  # LNB_fa
 
 
 # Numeric columns a configuration export reads that a real headend may leave
-# NULL; --nulls stores SQL NULL in them on every row.
+# without a value; --nulls stores SQL NULL in them on every other row, from the
+# first, and an empty text on the rest (a headend leaves a value out either way).
 NULLABLE_COLUMNS = {
     "RedesCabecera": ("CellID",),
     "ServiciosSalidaGlobal": ("idEPG", "OLCN", "SimulcastLCN", "Video_peak_bitrate"),
@@ -303,8 +304,8 @@ def all_rows(opts):
     rows.update(module_rows(opts))
     if opts.nulls:
         for table, columns in NULLABLE_COLUMNS.items():
-            for row in rows.get(table, []):
-                row.update(dict.fromkeys(columns))
+            for i, row in enumerate(rows.get(table, [])):
+                row.update(dict.fromkeys(columns, None if i % 2 == 0 else ""))
     return rows
 
 

@@ -35,9 +35,10 @@ bool unlessWmbG400(const ConfigurationContext& context, const doreldb::Record&) 
 void addColumn(ConfigurationContext& context, const doreldb::Record& row, const ColumnElement& element) {
     if (element.include != nullptr && !element.include(context, row)) return;
     const doreldb::tSqlite3parent& stored = row.value(element.column);
-    if (stored.isNull()) {
-        // No value, coded or not: an empty element, which setConfiguration
-        // takes back as no value. A code's text would read as a 0.
+    if (stored.isNull() || (element.coder != nullptr && stored.view().empty())) {
+        // No value (NULL, or an empty text where a code belongs): an empty
+        // element, which setConfiguration takes back as no value. A code's
+        // text would read as a 0.
         context.add(element.element);
     } else if (element.coder != nullptr) {
         context.add(element.element, element.coder(stored.str()));
