@@ -6,22 +6,6 @@
 
 namespace dorel_remote_control {
 
-namespace {
-
-// Outside the roots the parser allows only blanks, after a byte-order mark at
-// the very start of the text.
-bool blankBetweenRoots(const char* base, const XmlToken& token) {
-    size_t i = token.begin;
-    if (i == 0 && token.end >= 3 && memcmp(base, "\xEF\xBB\xBF", 3) == 0) i = 3;
-    for (; i < token.end; ++i) {
-        const char c = base[i];
-        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
-    }
-    return true;
-}
-
-}  // namespace
-
 XmlChildren::XmlChildren(const char* text, size_t size)
     : base_(text), tokens_(text, size), depth_(1), roots_(true) {}
 
@@ -49,7 +33,7 @@ bool XmlChildren::next() {
         case XmlToken::EndTag:
             refuse("expected element name", tag.begin);
         case XmlToken::Text:
-            if (roots_ && !blankBetweenRoots(base_, tag)) refuse("expected <", tag.begin);
+            if (roots_ && !blankOutsideRoots(base_, tag)) refuse("expected <", tag.begin);
             continue;
         case XmlToken::StartTag:
         case XmlToken::EmptyTag:

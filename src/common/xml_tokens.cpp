@@ -170,4 +170,18 @@ XmlToken XmlTokens::next() {
     return token;
 }
 
+bool XmlToken::named(const char* other) const {
+    return nameLength == strlen(other) && memcmp(name, other, nameLength) == 0;
+}
+
+bool blankOutsideRoots(const char* base, const XmlToken& token) {
+    size_t i = token.begin;
+    if (i == 0 && token.end >= 3 && memcmp(base, "\xEF\xBB\xBF", 3) == 0) i = 3;
+    for (; i < token.end; ++i) {
+        const char c = base[i];
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
+    }
+    return true;
+}
+
 }  // namespace dorel_remote_control

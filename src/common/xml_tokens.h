@@ -24,7 +24,14 @@ struct XmlToken {
     size_t end = 0;         // offset one past its last byte
     const char* name = "";  // element name of a start, empty or end tag (not terminated)
     size_t nameLength = 0;
+
+    // Whether the tag's name is exactly that.
+    bool named(const char* other) const;
 };
+
+// Whether a Text token outside every element holds what the parser allows
+// there: blanks only, after a byte-order mark at the very start of the text.
+bool blankOutsideRoots(const char* base, const XmlToken& token);
 
 class XmlTokens {
 public:

@@ -26,20 +26,6 @@ namespace dorel_remote_control {
 
 namespace {
 
-bool named(const XmlToken& token, const char* name) {
-    return token.nameLength == strlen(name) && strncmp(token.name, name, token.nameLength) == 0;
-}
-
-// Text outside every element: only blanks (and a byte-order mark at the very
-// start) are allowed there.
-bool blankOutside(const char* text, const XmlToken& token) {
-    size_t i = token.begin;
-    if (i == 0 && strncmp(text, "\xEF\xBB\xBF", 3) == 0) i = 3;
-    for (; i < token.end; ++i) {
-        if (!strchr(" \t\r\n", text[i])) return false;
-    }
-    return true;
-}
 
 // Where the commands of a reply lie in its text: the first element child and
 // every later element child of the first commands element of the first
@@ -63,21 +49,21 @@ ReplyLayout layoutOf(const char* text) {
         const XmlToken token = tokens.next();
         switch (token.kind) {
         case XmlToken::Text:
-            if (depth == 0 && !blankOutside(text, token)) layout.error = "expected <";
+            if (depth == 0 && !blankOutsideRoots(text, token)) layout.error = "expected <";
             break;
         case XmlToken::StartTag:
         case XmlToken::EmptyTag: {
             const bool empty = token.kind == XmlToken::EmptyTag;
-            if (where == Before && depth == 0 && named(token, "statusReply")) {
+            if (where == Before && depth == 0 && token.named("statusReply")) {
                 layout.hasReply = true;
                 where = empty ? Done : InReply;
-            } else if (where == InReply && depth == 1 && named(token, "commands")) {
+            } else if (where == InReply && depth == 1 && token.named("commands")) {
                 layout.hasCommands = true;
                 where = empty ? Done : InCommands;
             } else if (where == InCommands && depth == 2) {
                 // Whatever follows the first command element is taken as a
                 // command too; the factory rejects what is not one.
-                takingCommands = takingCommands || named(token, "command");
+                takingCommands = takingCommands || token.named("command");
                 if (takingCommands && empty) layout.commands.emplace_back(token.begin, token.end);
                 commandBegin = token.begin;
             }

@@ -24,19 +24,6 @@ constexpr int kDatabaseRetries = 10;
 
 namespace {
 
-bool blankOutsideRoots(const char* text, const XmlToken& token) {
-    size_t i = token.begin;
-    if (i == 0 && token.end >= 3 && memcmp(text, "\xEF\xBB\xBF", 3) == 0) i = 3;
-    for (; i < token.end; ++i) {
-        if (!strchr(" \t\r\n", text[i])) return false;
-    }
-    return true;
-}
-
-bool named(const XmlToken& token, const char* name) {
-    return token.nameLength == strlen(name) && memcmp(token.name, name, token.nameLength) == 0;
-}
-
 // An element the layout walk looks for, by offsets into the text.
 struct Found {
     bool found = false;
@@ -93,8 +80,8 @@ EnvelopeLayout::EnvelopeLayout(std::string_view text) {
             if (depth == 0 && !root.found) {
                 noted = &root;
             } else if (depth == 1 && open[1] == &root) {
-                if (!id.found && named(token, "id")) noted = &id;
-                if (!data.found && named(token, "data")) noted = &data;
+                if (!id.found && token.named("id")) noted = &id;
+                if (!data.found && token.named("data")) noted = &data;
             } else if (depth == 2 && open[2] == &data && !command.found) {
                 noted = &command;
             }
