@@ -126,16 +126,16 @@ std::vector<doreldb::Record> selectIdWithoutText(const doreldb::DbHandle& db, in
 
 std::string readCommandText(const doreldb::DbHandle& db, int id) {
     // The id is the row id: the database assigns it on insert.
-    sqlite3_blob* blob = nullptr;
+    sqlite3_blob* opened = nullptr;
+    const int rc = sqlite3_blob_open(db.get(), "main", col::table().name().c_str(), "command", id, 0, &opened);
+    const std::unique_ptr<sqlite3_blob, int (*)(sqlite3_blob*)> blob(opened, sqlite3_blob_close);
     std::string text;
-    if (sqlite3_blob_open(db.get(), "main", col::table().name().c_str(), "command", id, 0, &blob) == SQLITE_OK) {
-        text.resize(static_cast<size_t>(sqlite3_blob_bytes(blob)));
-        if (sqlite3_blob_read(blob, &text[0], static_cast<int>(text.size()), 0) != SQLITE_OK) text.clear();
-        if (const void* nul = memchr(text.data(), 0, text.size())) {
-            text.resize(static_cast<size_t>(static_cast<const char*>(nul) - text.data()));
-        }
+    if (rc != SQLITE_OK) return text;
+    text.resize(static_cast<size_t>(sqlite3_blob_bytes(opened)));
+    if (sqlite3_blob_read(opened, &text[0], static_cast<int>(text.size()), 0) != SQLITE_OK) text.clear();
+    if (const void* nul = memchr(text.data(), 0, text.size())) {
+        text.resize(static_cast<size_t>(static_cast<const char*>(nul) - text.data()));
     }
-    sqlite3_blob_close(blob);
     return text;
 }
 

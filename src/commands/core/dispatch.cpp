@@ -50,10 +50,6 @@ std::shared_ptr<Command> createCommand(Env& env, std::string envelopeText) {
 
 bool knownCommand(std::string_view name) { return findCommand(std::string(name).c_str()) != nullptr; }
 
-std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row) {
-    return createFromRow(env, row, row.text(doreldb::RCCommand::command));
-}
-
 std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row, std::string text) {
     std::shared_ptr<Command> command = createCommand(env, std::move(text));
     load(*command, row);
@@ -95,9 +91,9 @@ namespace {
 // A stored row that cannot be made into a command again stays where it is: it
 // is logged on every pass rather than silently dropped, and it never stops the
 // loop (a damaged table must not take the daemon down on every restart).
-std::shared_ptr<Command> recreate(Env& env, const doreldb::Record& row, std::string* text = nullptr) {
+std::shared_ptr<Command> recreate(Env& env, const doreldb::Record& row, std::string text) {
     try {
-        return text != nullptr ? createFromRow(env, row, std::move(*text)) : createFromRow(env, row);
+        return createFromRow(env, row, std::move(text));
     } catch (const InvalidCommandError& e) {
         env.log(3, "Invalid command: %s", e.what());
     } catch (const CommandParsingError& e) {
@@ -106,6 +102,10 @@ std::shared_ptr<Command> recreate(Env& env, const doreldb::Record& row, std::str
         env.log(3, "Could not parse command from DB");
     }
     return nullptr;
+}
+
+std::shared_ptr<Command> recreate(Env& env, const doreldb::Record& row) {
+    return recreate(env, row, row.text(doreldb::RCCommand::command));
 }
 
 }  // namespace
@@ -129,7 +129,7 @@ void runQueued(PollContext& context, const QueuedCommand& queued) {
             env.log(7, "Queued command %d is no longer waiting", queued.rowId);
             return;
         }
-        command = recreate(env, rows.front(), &text);
+        command = recreate(env, rows.front(), std::move(text));
     } else {
         try {
             command = createCommand(env, queued.envelope);

@@ -26,9 +26,8 @@ std::shared_ptr<Command> createCommand(Env& env, std::string envelopeText);
 // Whether the factory makes a command of that name (letter case ignored).
 bool knownCommand(std::string_view name);
 
-// Re-creates a stored command and loads its row; the command's text is the
-// row's, or the one given (read apart from the row, see command_store.h).
-std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row);
+// Re-creates a stored command from its text (the row's, or read apart from
+// the row, see command_store.h) and loads its row.
 std::shared_ptr<Command> createFromRow(Env& env, const doreldb::Record& row, std::string text);
 
 // run() then sendResult().
