@@ -35,6 +35,12 @@ SqlText vformat(const std::string& format, va_list args) {
 
 std::string quoted(const char* value) { return checked(sqlite3_mprintf("%Q", value)).get(); }
 
+// A prepared statement, finalized on every path.
+struct StatementFinalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalize>;
+
 // A value bound to a statement: text null for SQL NULL, size -1 up to the
 // text's NUL (as %Q would take it).
 struct Bound {
@@ -76,19 +82,19 @@ int execute(const DbHandle& db, const char* operation, const char* sql,
 // One attempt at a statement with its values bound (not copied: they live
 // through the call), with SQLite's code and message as sqlite3_exec() gives them.
 int runBound(const DbHandle& db, const std::string& sql, const std::vector<Bound>& values, char** error) {
-    sqlite3_stmt* statement = nullptr;
-    int rc = sqlite3_prepare_v2(db.get(), sql.c_str(), static_cast<int>(sql.size()), &statement, nullptr);
+    sqlite3_stmt* prepared = nullptr;
+    int rc = sqlite3_prepare_v2(db.get(), sql.c_str(), static_cast<int>(sql.size()), &prepared, nullptr);
+    const Statement statement(prepared);
     for (size_t i = 0; rc == SQLITE_OK && i < values.size(); ++i) {
         const int at = static_cast<int>(i) + 1;
-        rc = values[i].text == nullptr ? sqlite3_bind_null(statement, at)
-                                       : sqlite3_bind_text(statement, at, values[i].text, values[i].size, SQLITE_STATIC);
+        rc = values[i].text == nullptr ? sqlite3_bind_null(prepared, at)
+                                       : sqlite3_bind_text(prepared, at, values[i].text, values[i].size, SQLITE_STATIC);
     }
     if (rc == SQLITE_OK) {
-        rc = sqlite3_step(statement);
+        rc = sqlite3_step(prepared);
         if (rc == SQLITE_DONE || rc == SQLITE_ROW) rc = SQLITE_OK;
     }
     if (rc != SQLITE_OK) *error = sqlite3_mprintf("%s", sqlite3_errmsg(db.get()));
-    sqlite3_finalize(statement);
     return rc;
 }
 
@@ -99,6 +105,7 @@ int executeBound(const DbHandle& db, const char* operation, const std::string& s
 }
 
 Bound boundValue(const tSqlite3parent& value) { return Bound{value.c_str(), -1}; }
+Bound lentBound(const BorrowedText& lent) { return Bound{lent.text.data(), static_cast<int>(lent.text.size())}; }
 
 // Long enough for another program's short write to finish, short enough that
 // the statement's own retries (1, 2, 3 seconds) stay meaningful.
@@ -146,12 +153,6 @@ DbHandle openDatabase(Env& env, const std::string& path) {
 }
 
 namespace {
-
-// A prepared statement, finalized on every path.
-struct StatementFinalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalize>;
 
 // The column's text up to its first NUL byte, as sqlite3_get_table copied it;
 // false when SQLite ran out of memory converting it. NULL stays NULL.
@@ -320,7 +321,7 @@ int update(const DbHandle& db, Record& record, std::initializer_list<BorrowedTex
         const BorrowedText* lent = lentFor(borrowed, i);
         if (lent == nullptr && !record.modified(i)) continue;
         const tSqlite3parent& value = record.value(i);
-        Bound bound = lent != nullptr ? Bound{lent->text.data(), static_cast<int>(lent->text.size())} : boundValue(value);
+        Bound bound = lent != nullptr ? lentBound(*lent) : boundValue(value);
         // Older readers of these tables fed the values through printf; the
         // headend still expects at most the first '%' turned into a blank.
         const std::string_view text = lent != nullptr ? lent->text : value.isNull() ? std::string_view() : value.c_str();
@@ -357,7 +358,7 @@ int insert(const DbHandle& db, Record& record, std::initializer_list<BorrowedTex
         columns += table.columns()[i];
         marks += "?";
         if (const BorrowedText* lent = lentFor(borrowed, i)) {
-            values.push_back(Bound{lent->text.data(), static_cast<int>(lent->text.size())});
+            values.push_back(lentBound(*lent));
         } else {
             values.push_back(boundValue(record.value(i)));
         }
