@@ -324,7 +324,9 @@ int update(const DbHandle& db, Record& record, std::initializer_list<BorrowedTex
         Bound bound = lent != nullptr ? lentBound(*lent) : boundValue(value);
         // Older readers of these tables fed the values through printf; the
         // headend still expects at most the first '%' turned into a blank.
-        const std::string_view text = lent != nullptr ? lent->text : value.isNull() ? std::string_view() : value.c_str();
+        const std::string_view text = lent != nullptr  ? lent->text
+                                      : value.isNull() ? std::string_view()
+                                                       : std::string_view(value.c_str());
         const size_t percent = text.find('%');
         if (percent != std::string_view::npos) {
             replaced.emplace_back(text);

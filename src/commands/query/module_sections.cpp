@@ -253,7 +253,8 @@ void addServices(ConfigurationContext& c, const db::tSqlite3parent& mac) {
         addColumns(c, *row, kService);
         addLiveStatus(c, *row, mac);
         c.open("pidOrders");
-        const db::RowSelection orders = pids.where({{db::PIDsSalidaGlobal::fk_idSSG, row->value(db::ServiciosSalidaGlobal::idSSG)}});
+        const db::RowSelection orders =
+            pids.where({{db::PIDsSalidaGlobal::fk_idSSG, row->value(db::ServiciosSalidaGlobal::idSSG)}});
         for (const db::Record* pid : orders) {
             if (!listedPid(*pid)) continue;
             c.open("pidOrder");

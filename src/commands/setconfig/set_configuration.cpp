@@ -133,9 +133,8 @@ bool CmdSetConfiguration::applySections(SetConfigContext& context, std::string_v
         if (token.kind == XmlToken::EndTag) {
             --depth;
             if (depth == 0) return true;  // the configuration's end
-            if (depth == 1 && !applySection(context, entry, modules, text.substr(section.begin, token.end - section.begin))) {
-                return false;
-            }
+            const std::string_view ended = text.substr(section.begin, token.end - section.begin);
+            if (depth == 1 && !applySection(context, entry, modules, ended)) return false;
             if (depth == 2 && modules) {
                 outline.element.text = text.substr(child.begin, token.end - child.begin);
                 outline.element.content = text.substr(child.end, token.begin - child.end);
