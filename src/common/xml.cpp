@@ -95,6 +95,10 @@ XmlNode* findChild(const XmlNode* parent, const char* name, int (*compare)(const
 
 XmlNode* childElement(const XmlNode* parent, const char* name) { return findChild(parent, name, strncmp); }
 
+bool sameNameNoCase(std::string_view name, const char* wanted) {
+    return name.size() == strlen(wanted) && strncasecmp(name.data(), wanted, name.size()) == 0;
+}
+
 XmlNode* childElementNoCase(const XmlNode* parent, const char* name) { return findChild(parent, name, strncasecmp); }
 
 std::string nodeName(const XmlNode* node) {

@@ -63,6 +63,10 @@ void appendXml(std::string& out, const XmlNode& node);
 // The node's value as text ("" for a null node).
 std::string nodeText(const XmlNode* node);
 
+// Whether an element name is `wanted`, ASCII letter case ignored (the
+// server's letter case has never been reliable). Compared in place.
+bool sameNameNoCase(std::string_view name, const char* wanted);
+
 // First child element with that name, names compared exactly / ignoring case.
 XmlNode* childElement(const XmlNode* parent, const char* name);
 XmlNode* childElementNoCase(const XmlNode* parent, const char* name);

@@ -26,10 +26,6 @@ const IdentityCheck kIdentityChecks[] = {
     {"isMaster", doreldb::RedesModulos::Master, kCouldNotFindModule, " (isMaster differs)"},
 };
 
-bool sameName(std::string_view name, const char* wanted) {
-    return name.size() == strlen(wanted) && strncasecmp(name.data(), wanted, name.size()) == 0;
-}
-
 // The text of an identity child, parsed alone.
 std::string identityText(std::string_view element) {
     const ParsedXml tree(element.data(), element.size());
@@ -45,9 +41,9 @@ std::string joined(const std::vector<std::string>& macs) {
 }  // namespace
 
 int identityOf(std::string_view childName) {
-    if (sameName(childName, "mac")) return kIdentityMac;
+    if (sameNameNoCase(childName, "mac")) return kIdentityMac;
     for (size_t i = 0; i < sizeof kIdentityChecks / sizeof kIdentityChecks[0]; ++i) {
-        if (sameName(childName, kIdentityChecks[i].element)) return kIdentityFamily + static_cast<int>(i);
+        if (sameNameNoCase(childName, kIdentityChecks[i].element)) return kIdentityFamily + static_cast<int>(i);
     }
     return kIdentities;
 }
@@ -61,7 +57,7 @@ bool ModuleAssigner::refuse(int code, const std::string& context) {
 
 bool ModuleAssigner::add(const ModuleOutline& module) {
     if (refused_) return false;
-    if (!sameName(module.element.name, "module")) {
+    if (!sameNameNoCase(module.element.name, "module")) {
         error_ = {kInvalidCommand, "No module element found"};
         refused_ = true;
         return false;

@@ -50,7 +50,7 @@ size_t configurationStart(std::string_view content) {
             break;
         case XmlToken::StartTag:
         case XmlToken::EmptyTag:
-            if (depth == 0 && token.nameLength == 13 && strncasecmp(token.name, "configuration", 13) == 0) {
+            if (depth == 0 && sameNameNoCase(std::string_view(token.name, token.nameLength), "configuration")) {
                 return token.begin;
             }
             if (token.kind == XmlToken::StartTag) ++depth;

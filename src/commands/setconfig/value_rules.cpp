@@ -111,9 +111,7 @@ std::vector<const XmlNode*> childElements(const XmlNode* parent) {
 bool nameIs(const XmlNode* node, const char* name) {
     // Compared in place: a whole-headend document asks this for every child
     // against every rule, and a copy of the name each time dominated its cost.
-    if (node == nullptr || name == nullptr) return false;
-    const size_t length = std::strlen(name);
-    return node->name_size() == length && strncasecmp(node->name(), name, length) == 0;
+    return node != nullptr && name != nullptr && sameNameNoCase(std::string_view(node->name(), node->name_size()), name);
 }
 
 bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& stored) {
