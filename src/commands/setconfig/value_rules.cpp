@@ -111,7 +111,8 @@ std::vector<const XmlNode*> childElements(const XmlNode* parent) {
 bool nameIs(const XmlNode* node, const char* name) {
     // Compared in place: a whole-headend document asks this for every child
     // against every rule, and a copy of the name each time dominated its cost.
-    return node != nullptr && name != nullptr && sameNameNoCase(std::string_view(node->name(), node->name_size()), name);
+    if (node == nullptr || name == nullptr) return false;
+    return sameNameNoCase(std::string_view(node->name(), node->name_size()), name);
 }
 
 bool decodeValue(const ValueRule& rule, const XmlNode* child, std::string& stored) {
